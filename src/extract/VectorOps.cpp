@@ -1,0 +1,114 @@
+#include "extract/VectorOps.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace lmimport {
+namespace {
+
+// The steps below 2^22 (Single) or 2^51 (Double) around this number are whole: adding it and taking
+// it off again rounds to the nearest whole number, ties to even, in any vector instruction set.
+template <class Real>
+constexpr Real Rounder = Real{3} * (std::uint64_t{1} << (std::numeric_limits<Real>::digits - 2));
+
+template <class Real>
+inline Integer ToCount(Real value) {
+  constexpr Real smallest = std::numeric_limits<Integer>::min();
+  constexpr Real largest = std::numeric_limits<Integer>::max();
+  value = value == value ? value : Real{0};
+  value = value < smallest ? smallest : value;
+  value = value > largest ? largest : value;
+  return static_cast<Integer>(static_cast<Long>((value + Rounder<Real>)-Rounder<Real>));
+}
+
+template <class Count>
+inline Count Flipped(Count count, Count flip) {
+  return static_cast<Count>(count ^ flip);
+}
+
+}  // namespace
+
+template <class T>
+void DownSample(const T* from, std::size_t step, std::size_t n, T* to) {
+  for (std::size_t i = 0; i < n; ++i) to[i] = from[i * step];
+}
+
+template <class Count>
+void HoldCounts(const Count* from, Count flip, std::size_t n, Integer* to) {
+  constexpr Long smallest = std::numeric_limits<Integer>::min();
+  constexpr Long largest = std::numeric_limits<Integer>::max();
+  for (std::size_t i = 0; i < n; ++i)
+    to[i] = static_cast<Integer>(std::clamp(Long{Flipped(from[i], flip)}, smallest, largest));
+}
+
+template <class Count, class Real>
+void CountsToValues(const Count* from, Count flip, std::size_t n, Real scale, Real offset,
+                    Real* to) {
+  if (offset == 0) {
+    for (std::size_t i = 0; i < n; ++i) to[i] = static_cast<Real>(Flipped(from[i], flip)) / scale;
+  } else {
+    for (std::size_t i = 0; i < n; ++i)
+      to[i] = static_cast<Real>(Flipped(from[i], flip)) / scale + offset;
+  }
+}
+
+template <class Count, class Real>
+void CountsToValues(const Count* from, Count flip, std::size_t n, const Real* scales,
+                    const Real* offsets, Real* to) {
+  for (std::size_t i = 0; i < n; ++i)
+    to[i] = static_cast<Real>(Flipped(from[i], flip)) / scales[i] + offsets[i];
+}
+
+template <class Real>
+void ValuesToCounts(const Real* from, std::size_t n, Real scale, Real offset, Integer* to) {
+  for (std::size_t i = 0; i < n; ++i) to[i] = ToCount((from[i] - offset) * scale);
+}
+
+template <class Real>
+void ValuesToCounts(const Real* from, std::size_t n, const Real* scales, const Real* offsets,
+                    Integer* to) {
+  for (std::size_t i = 0; i < n; ++i) to[i] = ToCount((from[i] - offsets[i]) * scales[i]);
+}
+
+void ConvertReals(const Single* from, std::size_t n, Double* to) {
+  for (std::size_t i = 0; i < n; ++i) to[i] = from[i];
+}
+
+void ConvertReals(const Double* from, std::size_t n, Single* to) {
+  for (std::size_t i = 0; i < n; ++i) to[i] = static_cast<Single>(from[i]);
+}
+
+template void DownSample(const std::int8_t*, std::size_t, std::size_t, std::int8_t*);
+template void DownSample(const Integer*, std::size_t, std::size_t, Integer*);
+template void DownSample(const Long*, std::size_t, std::size_t, Long*);
+template void DownSample(const Single*, std::size_t, std::size_t, Single*);
+template void DownSample(const Double*, std::size_t, std::size_t, Double*);
+
+template void HoldCounts(const std::int8_t*, std::int8_t, std::size_t, Integer*);
+template void HoldCounts(const Integer*, Integer, std::size_t, Integer*);
+template void HoldCounts(const Long*, Long, std::size_t, Integer*);
+
+template void CountsToValues(const std::int8_t*, std::int8_t, std::size_t, Single, Single, Single*);
+template void CountsToValues(const std::int8_t*, std::int8_t, std::size_t, Double, Double, Double*);
+template void CountsToValues(const Integer*, Integer, std::size_t, Single, Single, Single*);
+template void CountsToValues(const Integer*, Integer, std::size_t, Double, Double, Double*);
+template void CountsToValues(const Long*, Long, std::size_t, Single, Single, Single*);
+template void CountsToValues(const Long*, Long, std::size_t, Double, Double, Double*);
+
+template void CountsToValues(const std::int8_t*, std::int8_t, std::size_t, const Single*,
+                             const Single*, Single*);
+template void CountsToValues(const std::int8_t*, std::int8_t, std::size_t, const Double*,
+                             const Double*, Double*);
+template void CountsToValues(const Integer*, Integer, std::size_t, const Single*, const Single*,
+                             Single*);
+template void CountsToValues(const Integer*, Integer, std::size_t, const Double*, const Double*,
+                             Double*);
+template void CountsToValues(const Long*, Long, std::size_t, const Single*, const Single*, Single*);
+template void CountsToValues(const Long*, Long, std::size_t, const Double*, const Double*, Double*);
+
+template void ValuesToCounts(const Single*, std::size_t, Single, Single, Integer*);
+template void ValuesToCounts(const Double*, std::size_t, Double, Double, Integer*);
+template void ValuesToCounts(const Single*, std::size_t, const Single*, const Single*, Integer*);
+template void ValuesToCounts(const Double*, std::size_t, const Double*, const Double*, Integer*);
+
+}  // namespace lmimport

@@ -1,0 +1,198 @@
+#include "model/BinaryFile.h"
+
+#include <algorithm>
+#include <atomic>
+#include <bit>
+#include <cstring>
+
+#include "model/Date.h"
+#include "platform/System.h"
+
+static_assert(std::endian::native == std::endian::little,
+              "files hold little-endian numbers, and are read without conversion");
+
+namespace lmimport {
+namespace {
+
+std::string Reason(const std::error_code& error) {
+  if (error == std::errc::is_a_directory) return "it is a folder";
+  if (error == std::errc::operation_not_supported) return "it is no plain file";
+  if (error == std::errc::too_many_symbolic_link_levels) return "it is a symbolic link";
+  if (error == std::errc::text_file_busy) return "it is in use by another program";
+  return error.message();
+}
+
+// Lets a fault of the operating system go on to the host with the name of the file.
+[[noreturn]] void Rethrow(const std::system_error& fault, const char* what, const String& name) {
+  throw std::system_error(fault.code(), std::string(what) + " \"" + ToUtf8(name) + "\"");
+}
+
+}  // namespace
+
+bool BinaryFile::Open(const String& Path, bool ReadOnly, Long /*Attributes*/, Long ShareMode) {
+  return OpenAs(Path, ReadOnly ? platform::Access::Read : platform::Access::Write, ShareMode);
+}
+
+bool BinaryFile::Create(const String& Path, Long Attributes, Long ShareMode) {
+  const bool temporary = Attributes == TemporaryFile;
+  return OpenAs(Path, temporary ? platform::Access::CreateTemporary : platform::Access::Create,
+                ShareMode);
+}
+
+bool BinaryFile::OpenAs(const String& path, platform::Access access, Long shareMode) {
+  Close();
+  std::error_code error = std::make_error_code(std::errc::invalid_argument);
+  const std::string name = ToUtf8(path);
+  if (name.find('\0') == std::string::npos) {
+    const bool writing = access != platform::Access::Read;
+    const platform::Lock lock = shareMode == ShareReadingAndWriting ? platform::Lock::None
+                                : writing                           ? platform::Lock::Exclusive
+                                                                    : platform::Lock::Shared;
+    error = file_.Open(name, access, lock);
+  }
+  if (error) {
+    lastError_ = FromUtf8("Can't open \"" + name + "\": " + Reason(error));
+    return false;
+  }
+  pathName_ = FromUtf8(platform::AbsoluteName(name));
+  return true;
+}
+
+void BinaryFile::Close() {
+  file_.Close();
+  position_ = 0;
+  windowFilled_ = 0;
+  pathName_.clear();
+}
+
+std::int64_t BinaryFile::Size() const {
+  try {
+    return file_.Size();
+  } catch (const std::system_error& fault) {
+    Rethrow(fault, "Can't get the size of", pathName_);
+  }
+}
+
+Date BinaryFile::FileDateTime() const {
+  try {
+    const std::tm local = platform::LocalTime(file_.LastWriteTime().tv_sec);
+    return DateSerial(local.tm_year + std::int64_t{1900}, local.tm_mon + 1, local.tm_mday) +
+           TimeSerial(local.tm_hour, local.tm_min, local.tm_sec);
+  } catch (const std::system_error& fault) {
+    Rethrow(fault, "Can't get the date of", pathName_);
+  }
+}
+
+std::int64_t BinaryFile::ReadBytes(void* Target, std::int64_t ByteCount) {
+  if (ByteCount <= 0) return 0;
+  const auto size = static_cast<std::size_t>(ByteCount);
+  const std::size_t done = position_ < 0 ? 0 : ReadAt(position_, Target, size);
+  std::memset(static_cast<char*>(Target) + done, 0, size - done);
+  position_ += static_cast<std::int64_t>(done);
+  return static_cast<std::int64_t>(done);
+}
+
+std::size_t BinaryFile::ReadAt(std::int64_t position, void* target, std::size_t size) {
+  try {
+    if (size < SmallestBulkRead) return ReadThroughWindow(position, target, size);
+    return file_.ReadAt(position, target, size);
+  } catch (const std::system_error& fault) {
+    windowFilled_ = 0;
+    Rethrow(fault, "Can't read", pathName_);
+  }
+}
+
+std::size_t BinaryFile::ReadThroughWindow(std::int64_t position, void* target, std::size_t size) {
+  const auto held = static_cast<std::int64_t>(windowFilled_);
+  const auto wanted = static_cast<std::int64_t>(size);
+  if (position < windowStart_ || position + wanted > windowStart_ + held) {
+    windowFilled_ = 0;
+    windowFilled_ = file_.ReadAt(position, window_.data(), WindowSize);
+    windowStart_ = position;
+  }
+  const auto offset = static_cast<std::size_t>(position - windowStart_);
+  const std::size_t done = std::min(size, windowFilled_ - offset);
+  std::memcpy(target, window_.data() + offset, done);
+  return done;
+}
+
+std::string BinaryFile::ReadRaw(std::int64_t length) {
+  // A length comes from the file: only what the file can hold is ever allocated.
+  const std::int64_t left = position_ < 0 ? 0 : Size() - position_;
+  std::string bytes(static_cast<std::size_t>(std::max<std::int64_t>(0, std::min(length, left))), 0);
+  bytes.resize(
+      static_cast<std::size_t>(ReadBytes(bytes.data(), static_cast<std::int64_t>(bytes.size()))));
+  return bytes;
+}
+
+std::int64_t BinaryFile::ReadFixedString(String& Text, std::int64_t Length) {
+  const std::string bytes = ReadRaw(Length);
+  Text = texts_.Text(bytes);
+  return static_cast<std::int64_t>(bytes.size());
+}
+
+std::int64_t BinaryFile::ReadCountedString(String& Text) {
+  return ReadFixedString(Text, ReadValue<Long>());
+}
+
+std::int64_t BinaryFile::ReadTerminatedString(String& Text, std::int64_t limit) {
+  constexpr std::int64_t step = 256;
+  std::string bytes;
+  const std::int64_t start = position_;
+  bool ended = false;
+  while (!ended && limit > 0) {
+    std::array<char, step> part{};
+    const std::int64_t wanted = std::min(step, limit);
+    const std::int64_t done = ReadBytes(part.data(), wanted);
+    const std::string_view read(part.data(), static_cast<std::size_t>(done));
+    const std::string_view text = read.substr(0, read.find('\0'));
+    bytes += text;
+    limit -= done;
+    ended = done < wanted || text.size() < read.size();
+    if (text.size() < read.size()) Seek(start + static_cast<std::int64_t>(bytes.size()) + 1);
+  }
+  Text = texts_.Text(bytes);
+  return static_cast<std::int64_t>(bytes.size());
+}
+
+void BinaryFile::Write(const void* source, std::size_t size) {
+  windowFilled_ = 0;
+  try {
+    file_.WriteAt(position_, source, size);
+  } catch (const std::system_error& fault) {
+    Rethrow(fault, "Can't write", pathName_);
+  }
+  position_ += static_cast<std::int64_t>(size);
+}
+
+std::int64_t BinaryFile::WriteInt16Array(const Integer* First, std::int64_t Count) {
+  Write(First, static_cast<std::size_t>(Count) * sizeof(Integer));
+  return Count;
+}
+
+std::int64_t BinaryFile::WriteDoubleArray(const Double* First, std::int64_t Count) {
+  Write(First, static_cast<std::size_t>(Count) * sizeof(Double));
+  return Count;
+}
+
+bool PathTools::FileExists(const String& Path) {
+  return platform::FileExists(ToUtf8(Path));
+}
+
+bool PathTools::FolderExists(const String& Path) {
+  return platform::FolderExists(ToUtf8(Path));
+}
+
+String PathTools::TempFileName(const String& Prefix) {
+  static std::atomic<unsigned> count = 0;
+  const std::string number =
+      std::to_string(platform::ProcessNumber()) + "-" + std::to_string(++count);
+  return Join(FromUtf8(platform::TemporaryFolder()), Prefix + FromUtf8(number));
+}
+
+String PathTools::Join(const String& Folder, const String& Name) {
+  if (Folder.ends_with(platform::PathSeparator)) return Folder + Name;
+  return Folder + platform::PathSeparator + Name;
+}
+
+}  // namespace lmimport

@@ -1,0 +1,85 @@
+// The recording store of a thread: the one open file, its description, and the defaults.
+#pragma once
+
+#include <lmimport/Findings.h>
+
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "model/BinaryFile.h"
+#include "model/Records.h"
+#include "model/TextTools.h"
+
+namespace lmimport {
+
+/// Why a reader refuses a file; the numbers of the four messages.
+enum class Refusal : Long { UnknownFormat = 0, UnsupportedFormat = 1, FormatError = 2, NoData = 3 };
+
+/// A reader finds the file open in DataFile, its first bytes in Magic and its name in FileName, and
+/// fills FileRec, Channels, Blocks, FileType and FileSubType. When it gives true:
+///  - DataFile is the file that holds the samples;
+///  - each block has SizeChannel frames one behind the other at DataPtr, a frame being one
+///    little-endian sample of each channel in the order of ChannelIndex;
+///  - an integer sample n stands for the value n / ChannelScale + ChannelOffset, a real one is the
+///    value; rates and scales are no NaN, and rates are finite.
+/// When it gives false, it need leave nothing in order.
+struct ImportState {
+  ImportState();
+  ImportState(const ImportState&) = delete;
+  ImportState& operator=(const ImportState&) = delete;
+
+  const std::uint64_t ThreadNumber;  // never used again for another thread
+  TextTools Texts;
+
+  Long FilterIndex = 0;
+  String DefaultPath;  // without a separator at its end
+  Integer DefaultChannelCount = 1;
+  Single DefaultSamplingRate = 100;
+  Long FileHandle = 0;
+  Long Magic = 0;  // first four bytes of the file
+  Long FileType = 0;
+  Long FileSubType = 0;
+  bool IsOpen = false;
+  String FileName;
+  String ErrorString;
+  struct FileRec FileRec;
+  std::array<ChannelRec, LargestChannelCount> Channels;
+  std::vector<BlockRec> Blocks;
+  std::shared_ptr<LMIFile> CurrentFile;
+  std::unique_ptr<BinaryFile> DataFile;
+
+  std::optional<Refusal> RefusedFor;  // what the reader that gave false says, if anything
+  std::string RefusalDetail;          // put behind the message as it stands
+  std::vector<Finding> Found;         // of the last open
+
+  /// The false of a reader, with what it has to say.
+  bool Refuse(Refusal why, std::string detail = {});
+
+  void Note(std::string_view code, std::int64_t position, const std::string& text);
+  void Warn(std::string_view code, std::int64_t position, const std::string& text);
+
+  /// Back to no file; the error text, the findings and the defaults stay.
+  void ResetStore();
+};
+
+/// The store of this thread. Throws std::logic_error when the thread has already ended it, which
+/// only the end of a static object can meet.
+ImportState& CurrentState();
+
+/// The store of the thread that an object belongs to, by its ThreadNumber. Throws std::logic_error
+/// on any other thread.
+ImportState& StateOf(std::uint64_t threadNumber);
+
+/// The same for the end of an object: null instead.
+ImportState* StateIfOwned(std::uint64_t threadNumber) noexcept;
+
+/// A number held at the limits of a Long.
+constexpr Long HeldAsLong(std::int64_t number) {
+  constexpr std::int64_t largest = INT32_MAX;
+  constexpr std::int64_t smallest = INT32_MIN;
+  return static_cast<Long>(number > largest ? largest : number < smallest ? smallest : number);
+}
+
+}  // namespace lmimport

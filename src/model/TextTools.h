@@ -1,0 +1,64 @@
+// Texts and numbers out of the bytes of a file.
+#pragma once
+
+#include <lmimport/Text.h>
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+namespace lmimport {
+
+/// Decodes the 8-bit texts of files by a code page: see SetCodePage of the interface.
+class TextTools {
+ public:
+  /// Gives false, and changes nothing, for a page that isn't known.
+  bool SetCodePage(int number);
+
+  /// All bytes as text; nothing is cut off, neither zero bytes nor blanks.
+  String Text(std::string_view bytes) const;
+
+  /// The bytes as text, up to the first zero byte.
+  String TextFromBytes(std::span<const Byte> bytes) const;
+
+ private:
+  int codePage_ = 0;
+};
+
+/// The number that a text begins with: blanks, a sign, digits with a point or a comma among them,
+/// an exponent. What follows it is passed over; a text without a number gives 0, one beyond the
+/// range of the type an infinity.
+Single ParseSingle(std::u16string_view text);
+Double ParseDouble(std::u16string_view text);
+
+/// The text without the blanks at both ends.
+String TrimBlanks(std::u16string_view text);
+
+/// ASCII letters in lower case.
+String LowerCase(std::u16string_view text);
+
+/// Decimal digits; as few as give the number back.
+std::string NumberText(std::int64_t number);
+std::string NumberText(Single number);
+std::string NumberText(Double number);
+
+/// A sentence of texts and numbers, one behind the other.
+template <class... Parts>
+std::string Sentence(const Parts&... parts) {
+  std::string sentence;
+  const auto append = [&sentence](const auto& part) {
+    using Part = std::remove_cvref_t<decltype(part)>;
+    if constexpr (std::is_integral_v<Part>) {
+      sentence += NumberText(static_cast<std::int64_t>(part));
+    } else if constexpr (std::is_floating_point_v<Part>) {
+      sentence += NumberText(part);
+    } else {
+      sentence += part;
+    }
+  };
+  (append(parts), ...);
+  return sentence;
+}
+
+}  // namespace lmimport

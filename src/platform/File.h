@@ -1,0 +1,61 @@
+// The one door to the files of the operating system. Names are in the system's own bytes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <string>
+#include <system_error>
+
+namespace lmimport::platform {
+
+enum class Access {
+  Read,
+  Write,            // reading too
+  Create,           // writing, as an empty file; an older one is emptied
+  CreateTemporary,  // a file without a name: gone with its handle, also after a crash
+};
+
+enum class Lock {
+  None,
+  Shared,     // keeps out Exclusive ones
+  Exclusive,  // keeps out Shared and Exclusive ones
+};
+
+/// An open plain file: positional reads and writes, no position of its own.
+class File {
+ public:
+  File() = default;
+  ~File() { Close(); }
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+
+  /// Gives no error and opens the file, or leaves it closed. What isn't a plain file is refused,
+  /// and never waited for; to write, a symbolic link is refused too. Locks are advisory, never
+  /// waited for, taken before anything in the file changes, and held until the close.
+  std::error_code Open(const std::string& name, Access access, Lock lock);
+
+  void Close();
+  bool IsOpen() const { return handle_ >= 0; }
+  int Handle() const { return handle_; }
+
+  /// All that lies in the file from the position on, up to `size` bytes; gives their number. Throws
+  /// std::system_error when the system can't read, these three alike.
+  std::size_t ReadAt(std::int64_t position, void* target, std::size_t size) const;
+  void WriteAt(std::int64_t position, const void* source, std::size_t size);
+  std::int64_t Size() const;
+  std::timespec LastWriteTime() const;
+
+ private:
+  int handle_ = -1;
+};
+
+bool FileExists(const std::string& name);    // of any kind but a folder
+bool FolderExists(const std::string& name);  // symbolic links are followed
+
+/// The name with its folder, from the root on; links in it stay as they are.
+std::string AbsoluteName(const std::string& name);
+
+std::string TemporaryFolder();
+
+}  // namespace lmimport::platform

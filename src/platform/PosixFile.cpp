@@ -1,0 +1,164 @@
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+
+#include "platform/File.h"
+
+namespace lmimport::platform {
+namespace {
+
+std::error_code LastSystemError() {
+  return {errno, std::generic_category()};
+}
+
+// The kernel moves at most this much at a time.
+constexpr std::size_t LargestTransfer = 0x7ffff000;
+
+std::error_code CheckPlainFile(const struct stat& status) {
+  if (S_ISREG(status.st_mode)) return {};
+  return std::make_error_code(S_ISDIR(status.st_mode) ? std::errc::is_a_directory
+                                                      : std::errc::operation_not_supported);
+}
+
+int OpenRetrying(const char* name, int flags) {
+  constexpr mode_t mode = 0666;
+  int handle = -1;
+  do {
+    handle = ::open(name, flags | O_CLOEXEC | O_NOCTTY, mode);
+  } while (handle < 0 && errno == EINTR);
+  return handle;
+}
+
+int OpenNameless(const std::string& name) {
+#ifdef O_TMPFILE
+  const std::string folder = std::filesystem::path(name).parent_path().string();
+  const int handle = OpenRetrying(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_RDWR);
+  if (handle >= 0 || (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL)) return handle;
+#endif
+  const int named = OpenRetrying(name.c_str(), O_CREAT | O_EXCL | O_NOFOLLOW | O_RDWR);
+  if (named >= 0) ::unlink(name.c_str());
+  return named;
+}
+
+int OpenFor(Access access, const std::string& name) {
+  switch (access) {
+    case Access::Read:
+      return OpenRetrying(name.c_str(), O_RDONLY | O_NONBLOCK);
+    case Access::Write:
+      return OpenRetrying(name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK);
+    case Access::Create:
+      return OpenRetrying(name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK);
+    case Access::CreateTemporary:
+      return OpenNameless(name);
+  }
+  return -1;
+}
+
+std::error_code TakeLock(int handle, Lock lock) {
+  if (lock == Lock::None) return {};
+  // Unlike a record lock, this one hangs on the open file itself: closing another handle of the
+  // same file in this process leaves it alone.
+  const int operation = (lock == Lock::Shared ? LOCK_SH : LOCK_EX) | LOCK_NB;
+  if (::flock(handle, operation) == 0) return {};
+  if (errno == EWOULDBLOCK) return std::make_error_code(std::errc::text_file_busy);
+  return {};  // a file system without locks
+}
+
+}  // namespace
+
+std::error_code File::Open(const std::string& name, Access access, Lock lock) {
+  Close();
+  // Looked at before it is opened, since opening a device can move its tape or ring its line, and
+  // looked at again behind the open, since the name may have come to mean something else.
+  struct stat status {};
+  if (access != Access::CreateTemporary && ::stat(name.c_str(), &status) == 0) {
+    if (const auto error = CheckPlainFile(status)) return error;
+  }
+  const int handle = OpenFor(access, name);
+  if (handle < 0) return LastSystemError();
+  handle_ = handle;
+  std::error_code error;
+  if (::fstat(handle, &status) != 0) error = LastSystemError();
+  if (!error) error = CheckPlainFile(status);
+  if (!error) error = TakeLock(handle, lock);
+  if (!error && access == Access::Create && ::ftruncate(handle, 0) != 0) error = LastSystemError();
+  if (error) Close();
+  return error;
+}
+
+void File::Close() {
+  if (handle_ >= 0) ::close(handle_);
+  handle_ = -1;
+}
+
+std::size_t File::ReadAt(std::int64_t position, void* target, std::size_t size) const {
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t step =
+        ::pread(handle_, static_cast<char*>(target) + done, std::min(size - done, LargestTransfer),
+                static_cast<off_t>(position) + static_cast<off_t>(done));
+    if (step == 0) break;
+    if (step > 0) {
+      done += static_cast<std::size_t>(step);
+    } else if (errno != EINTR) {
+      throw std::system_error(LastSystemError());
+    }
+  }
+  return done;
+}
+
+void File::WriteAt(std::int64_t position, const void* source, std::size_t size) {
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t step = ::pwrite(handle_, static_cast<const char*>(source) + done,
+                                  std::min(size - done, LargestTransfer),
+                                  static_cast<off_t>(position) + static_cast<off_t>(done));
+    if (step > 0) {
+      done += static_cast<std::size_t>(step);
+    } else if (step == 0 || errno != EINTR) {
+      if (step == 0) errno = EIO;
+      throw std::system_error(LastSystemError());
+    }
+  }
+}
+
+std::int64_t File::Size() const {
+  struct stat status {};
+  if (::fstat(handle_, &status) != 0) throw std::system_error(LastSystemError());
+  return status.st_size;
+}
+
+std::timespec File::LastWriteTime() const {
+  struct stat status {};
+  if (::fstat(handle_, &status) != 0) throw std::system_error(LastSystemError());
+  return status.st_mtim;
+}
+
+bool FileExists(const std::string& name) {
+  struct stat status {};
+  return ::stat(name.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
+}
+
+bool FolderExists(const std::string& name) {
+  struct stat status {};
+  return ::stat(name.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+std::string AbsoluteName(const std::string& name) {
+  std::error_code error;
+  const auto path = std::filesystem::absolute(name, error);
+  return error ? name : path.string();
+}
+
+std::string TemporaryFolder() {
+  std::error_code error;
+  const auto path = std::filesystem::temp_directory_path(error);
+  return error ? "/tmp" : path.string();
+}
+
+}  // namespace lmimport::platform

@@ -1,0 +1,243 @@
+// The native chart format: a header, a table of up to 32 channels that belong to the whole file,
+// and blocks, each one run with its own channels out of that table, its rate, scales, samples and
+// comments. Texts are counted strings (a signed 32-bit count of bytes, then the bytes), so only the
+// head has fixed offsets.
+//
+//   header   0  signature "LMC" 0        10  channel count           18  current block
+//            4  version major            12  two words               20  total samples
+//            6  version minor            16  block count             24  16 bytes, skipped
+//            8  version build
+//           40  texts: chart name, notes, chart text, data pad; 2 longs, 32 words, 8 bytes;
+//               32 bytes for each channel, skipped
+//   channel  "ADCh", 28 bytes; texts: title, unit; long, single, 2 words, long; 4 texts; 3 longs
+//   block    "ADBl", long frames, single rate, byte bits, 3 bytes; texts: ADC name, title, notes,
+//            chart text 1, data pad, chart text 2; double start, long, word channel count, word;
+//            for each channel a word of its global channel, then a single of its scale, then a
+//            single of its offset; "data", long size, samples; long comment count, comments;
+//            3 longs
+//   comment  long position, long stamp, text
+//
+// Samples are signed 16-bit words. The head of the file and its channels must be whole; of the
+// blocks, the first that isn't ends the file, and those before it stand.
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "readers/Readers.h"
+
+namespace lmimport {
+namespace {
+
+constexpr Long ChartSignature = FourCharacters("LMC\0");
+constexpr Long ChannelSignature = FourCharacters("ADCh");
+constexpr Long BlockSignature = FourCharacters("ADBl");
+constexpr Long DataChunk = FourCharacters("data");
+constexpr std::int64_t SkippedInHeader = 16;
+constexpr std::int64_t SkippedPerChannel = 32;
+constexpr Long CommentLimit = 65536;  // the first count that isn't believed
+constexpr Long ChartFileType = 1;
+
+enum class BlockEnd { Whole, NotABlock, Damaged };
+
+bool IsChannelCount(Integer count) {
+  return count >= 1 && count <= LargestChannelCount;
+}
+
+class ChartFile {
+ public:
+  explicit ChartFile(ImportState& state) : state_(state), file_(*state.DataFile) {}
+
+  bool Read();
+
+ private:
+  bool ReadHeader();
+  void ReadHeaderTexts();
+  bool ReadChannel(ChannelRec& channel);
+  BlockEnd ReadBlock(BlockRec& block);
+  void ReadBlockTexts(BlockRec& block);
+  BlockEnd ReadChannelTables(BlockRec& block);
+  void ReadComments(BlockRec& block);
+  void CheckChunk(const BlockRec& block, Long chunkSize);
+
+  template <class T, std::size_t N>
+  void ReadTable(std::array<T, N>& table) {
+    file_.ReadArray(table.data(), static_cast<std::int64_t>(N));
+  }
+
+  ImportState& state_;
+  BinaryFile& file_;
+  Long shortChunks_ = 0;  // blocks that claim more frames than their data chunk holds
+};
+
+bool ChartFile::Read() {
+  FileRec& header = state_.FileRec;
+  if (!ReadHeader()) return false;
+  ReadHeaderTexts();
+  for (Integer i = 0; i < header.ChannelCount; ++i) {
+    if (!ReadChannel(state_.Channels[static_cast<std::size_t>(i)]))
+      return state_.Refuse(Refusal::FormatError);
+  }
+  std::int64_t total = 0;
+  for (Integer i = 0; i < header.BlockCount; ++i) {
+    const std::int64_t start = file_.Position();
+    BlockRec block;
+    const BlockEnd end = ReadBlock(block);
+    if (end == BlockEnd::Damaged && i == 0) return state_.Refuse(Refusal::FormatError);
+    if (end != BlockEnd::Whole) {
+      state_.Warn("blocks-cut", start,
+                  Sentence("Of the ", header.BlockCount, " blocks that the header claims, block ",
+                           i + 1, " is damaged or missing; it and all behind it are left out."));
+      header.BlockCount = i;
+      break;
+    }
+    total += block.SizeChannel;
+    state_.Blocks.push_back(std::move(block));
+  }
+  header.TotalSamples = HeldAsLong(total);
+  header.CurrentBlock = 0;
+  state_.FileType = ChartFileType;
+  state_.FileSubType = 0;
+  return header.BlockCount > 0;
+}
+
+bool ChartFile::ReadHeader() {
+  FileRec& header = state_.FileRec;
+  file_.Seek(0);
+  header.Signature = file_.ReadValue<Long>();
+  if (header.Signature != ChartSignature) return state_.Refuse(Refusal::UnknownFormat);
+  header.VersionMajor = file_.ReadValue<Integer>();
+  header.VersionMinor = file_.ReadValue<Integer>();
+  header.VersionBuild = file_.ReadValue<Integer>();
+  if (header.VersionMajor < 3 || (header.VersionMajor == 3 && header.VersionMinor < 2))
+    return state_.Refuse(Refusal::UnsupportedFormat,
+                         Sentence(" (v", header.VersionMajor, ".", header.VersionMinor, ")"));
+  header.ChannelCount = file_.ReadValue<Integer>();
+  ReadTable(header.ChartFileWords);
+  header.BlockCount = file_.ReadValue<Integer>();
+  file_.ReadValue<Integer>();  // current block
+  Long totalSamples = 0;
+  if (file_.ReadInt32Array(&totalSamples, 1) < 1) return false;
+  if (!IsChannelCount(header.ChannelCount) || header.BlockCount < 1)
+    return state_.Refuse(Refusal::FormatError);
+  return true;
+}
+
+void ChartFile::ReadHeaderTexts() {
+  FileRec& header = state_.FileRec;
+  file_.Skip(SkippedInHeader);
+  file_.ReadCountedString(header.ChartFileName);
+  file_.ReadCountedString(header.FileNotes);
+  file_.ReadCountedString(header.ChartFileText);
+  file_.ReadCountedString(header.FileDataPad);
+  ReadTable(header.ChartFileLongs);
+  ReadTable(header.ChartFileInts);
+  ReadTable(header.ChartFileTail);
+  file_.Skip(header.ChannelCount * SkippedPerChannel);
+}
+
+bool ChartFile::ReadChannel(ChannelRec& channel) {
+  channel.Signature = file_.ReadValue<Long>();
+  const auto headSize = static_cast<std::int64_t>(channel.ChannelHead.size());
+  if (file_.ReadByteArray(channel.ChannelHead.data(), headSize) < headSize) return false;
+  if (channel.Signature != ChannelSignature) return false;
+  file_.ReadCountedString(channel.ChannelTitle);
+  file_.ReadCountedString(channel.ChannelUnitName);
+  channel.ChannelLong1 = file_.ReadValue<Long>();
+  channel.ChannelSingle = file_.ReadValue<Single>();
+  ReadTable(channel.ChannelWords);
+  channel.ChannelLong2 = file_.ReadValue<Long>();
+  for (String& text : channel.ChannelTexts) file_.ReadCountedString(text);
+  ReadTable(channel.ChannelTail);
+  return true;
+}
+
+BlockEnd ChartFile::ReadBlock(BlockRec& block) {
+  block.Signature = file_.ReadValue<Long>();
+  block.SizeChannel = file_.ReadValue<Long>();
+  block.SamplingRate = file_.ReadValue<Single>();
+  block.Resolution = file_.ReadValue<Byte>();
+  const auto headSize = static_cast<std::int64_t>(block.ChartBlockHead.size());
+  if (file_.ReadByteArray(block.ChartBlockHead.data(), headSize) < headSize)
+    return BlockEnd::NotABlock;
+  if (block.Signature != BlockSignature) return BlockEnd::NotABlock;
+  ReadBlockTexts(block);
+  const BlockEnd tables = ReadChannelTables(block);
+  if (tables != BlockEnd::Whole) return tables;
+
+  const Long chunkId = file_.ReadValue<Long>();
+  const Long chunkSize = file_.ReadValue<Long>();
+  if (chunkId != DataChunk || chunkSize < block.ChannelCount * 4) return BlockEnd::NotABlock;
+  block.DataPtr = file_.Position();
+  CheckChunk(block, chunkSize);
+  file_.Seek(block.DataPtr + chunkSize);
+
+  block.CommentCount = file_.ReadValue<Long>();
+  if (block.CommentCount < 0 || block.CommentCount >= CommentLimit) return BlockEnd::Damaged;
+  ReadComments(block);
+  ReadTable(block.ChartBlockTail);
+  return BlockEnd::Whole;
+}
+
+void ChartFile::ReadBlockTexts(BlockRec& block) {
+  file_.ReadCountedString(block.ADCName);
+  file_.ReadCountedString(block.Title);
+  file_.ReadCountedString(block.Notes);
+  file_.ReadCountedString(block.ChartBlockText1);
+  file_.ReadCountedString(block.DataPad);
+  file_.ReadCountedString(block.ChartBlockText2);
+}
+
+BlockEnd ChartFile::ReadChannelTables(BlockRec& block) {
+  block.StartDateTime = file_.ReadValue<Double>();
+  block.ChartBlockLong = file_.ReadValue<Long>();
+  const auto count = file_.ReadValue<Integer>();
+  block.ChartBlockWord = file_.ReadValue<Integer>();
+  if (!IsChannelCount(count)) return BlockEnd::NotABlock;
+  block.DimensionChannels(count);
+  file_.ReadInt16Array(block.ChannelIndex.data(), count);
+  file_.ReadSingleArray(block.ChannelScale.data(), count);
+  file_.ReadSingleArray(block.ChannelOffset.data(), count);
+  const auto isChannel = [](Integer index) { return index >= 0 && index < LargestChannelCount; };
+  if (!std::all_of(block.ChannelIndex.begin(), block.ChannelIndex.end(), isChannel))
+    return BlockEnd::NotABlock;
+  const auto isNan = [](Single scale) { return std::isnan(scale); };
+  if (block.SizeChannel < 0 || !std::isfinite(block.SamplingRate) ||
+      std::any_of(block.ChannelScale.begin(), block.ChannelScale.end(), isNan))
+    return BlockEnd::Damaged;
+  return BlockEnd::Whole;
+}
+
+// A count that promises more comments than the file holds costs nothing: they end with the file.
+void ChartFile::ReadComments(BlockRec& block) {
+  const Long claimed = block.CommentCount;
+  const std::int64_t start = file_.Position();
+  for (Long i = 0; i < claimed; ++i) {
+    CommentRec comment;
+    if (file_.ReadInt32Array(&comment.Position, 1) < 1) break;
+    comment.CommentStamp = file_.ReadValue<Long>();
+    file_.ReadCountedString(comment.Text);
+    block.Comments.push_back(std::move(comment));
+  }
+  block.CommentCount = static_cast<Long>(block.Comments.size());
+  if (block.CommentCount < claimed)
+    state_.Note("comments-cut", start,
+                Sentence("Block ", state_.Blocks.size() + 1, " claims ", claimed,
+                         " comments, and the file holds ", block.CommentCount, "."));
+}
+
+void ChartFile::CheckChunk(const BlockRec& block, Long chunkSize) {
+  const std::int64_t frames = chunkSize / (block.ChannelCount * 2);
+  if (block.SizeChannel <= frames || ++shortChunks_ > 1) return;
+  state_.Warn("data-beyond-chunk", block.DataPtr,
+              Sentence("Block ", state_.Blocks.size() + 1, " claims ", block.SizeChannel,
+                       " frames, and its data chunk holds ", frames,
+                       ": what reads behind them are no samples. Later blocks aren't looked at."));
+}
+
+}  // namespace
+
+bool ReadChartFile(ImportState& state) {
+  return ChartFile(state).Read();
+}
+
+}  // namespace lmimport

@@ -1,0 +1,12 @@
+// The readers: each fills the store from the file that stands open in it, as the contract at the
+// store tells. True: the recording stands. False: the file is refused.
+#pragma once
+
+#include "model/ImportState.h"
+
+namespace lmimport {
+
+bool ReadChartFile(ImportState& state);
+bool ReadWinDaqFile(ImportState& state);
+
+}  // namespace lmimport

@@ -1,0 +1,103 @@
+#include "service/GeneralFindings.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace lmimport {
+namespace {
+
+// One warning for all blocks, with the numbers of the first that ends early.
+void NoteCutData(ImportState& state) {
+  const std::int64_t size = state.DataFile->Size();
+  std::int64_t cutBlocks = 0;
+  std::string first;
+  for (std::size_t i = 0; i < state.Blocks.size(); ++i) {
+    const BlockRec& block = state.Blocks[i];
+    const std::int64_t frameBytes =
+        std::int64_t{block.ChannelCount} * SampleWidth(block.SampleType);
+    const std::int64_t there = std::max<std::int64_t>(0, size - block.DataPtr) / frameBytes;
+    if (there >= block.SizeChannel || ++cutBlocks > 1) continue;
+    first = Sentence("Block ", i + 1, " claims ", block.SizeChannel, " frames, and the file holds ",
+                     there, "; the rest reads as stored zeros.");
+  }
+  if (cutBlocks > 1)
+    first += Sentence(" So it is with ", cutBlocks, " of ", state.Blocks.size(), " blocks.");
+  if (cutBlocks > 0) state.Warn("data-cut-off", size, first);
+}
+
+void NoteCommentsBehindEnd(ImportState& state) {
+  std::int64_t behind = 0;
+  for (const BlockRec& block : state.Blocks) {
+    behind += std::count_if(
+        block.Comments.begin(), block.Comments.begin() + block.CommentCount,
+        [&block](const CommentRec& comment) { return comment.Position > block.SizeChannel; });
+  }
+  if (behind > 0)
+    state.Note("comments-behind-end", 0,
+               Sentence(behind, behind == 1 ? " comment stands" : " comments stand",
+                        " behind the last frame of the block."));
+}
+
+struct KnownFormat {
+  std::string_view Start;         // first bytes of a file
+  std::u16string_view Extension;  // or end of a name, lower case; empty: by its bytes alone
+  std::string_view Name;
+};
+
+using namespace std::string_view_literals;
+
+constexpr std::array KnownFormats = {
+    KnownFormat{"ABF2"sv, u"", "Axon Binary Format"},
+    KnownFormat{"GDF "sv, u".gdf", "General Data Format for biosignals"},
+    KnownFormat{"\xff"
+                "BIOSEMI"sv,
+                u".bdf", "BDF, the 24-bit kind of EDF"},
+    KnownFormat{"RIFX"sv, u"", "RIFX, big-endian RIFF"},
+    KnownFormat{"RF64"sv, u"", "RF64, RIFF above 4 GiB"},
+    KnownFormat{"\x89HDF\r\n\x1a\n"sv, u".nwb", "HDF5"},
+    KnownFormat{"FORM"sv, u".aif", "AIFF or another IFF file"},
+    KnownFormat{"TDSm"sv, u".tdms", "TDMS"},
+    KnownFormat{"fLaC"sv, u".flac", "FLAC"},
+    KnownFormat{"OggS"sv, u".ogg", "Ogg"},
+    KnownFormat{"ID3"sv, u".mp3", "MP3"},
+    KnownFormat{"PK\x03\x04"sv, u".zip", "ZIP archive"},
+    KnownFormat{"\x1f\x8b"sv, u".gz", "gzip archive"},
+};
+
+constexpr std::size_t HeadBytes = 16;
+
+// The version, where the first bytes tell it.
+std::string VersionIn(std::string_view head) {
+  if (head.size() < 8) return {};
+  if (head.starts_with("ABF2"))  // four bytes, the lowest part first
+    return Sentence(" version ", int{head[7]}, ".", int{head[6]}, ".", int{head[5]}, ".",
+                    int{head[4]});
+  if (head.starts_with("GDF ")) return Sentence(" version ", head.substr(4, 4));
+  return {};
+}
+
+}  // namespace
+
+void NoteGeneralFindings(ImportState& state) {
+  NoteCutData(state);
+  NoteCommentsBehindEnd(state);
+}
+
+void NoteUnreadFormat(ImportState& state) {
+  std::array<char, HeadBytes> bytes{};
+  state.DataFile->Seek(0);
+  const std::int64_t done = state.DataFile->ReadBytes(bytes.data(), HeadBytes);
+  const std::string_view head(bytes.data(), static_cast<std::size_t>(done));
+  const String name = LowerCase(state.FileName);
+  for (const KnownFormat& format : KnownFormats) {
+    const bool byBytes = head.starts_with(format.Start);
+    if (!byBytes && (format.Extension.empty() || !name.ends_with(format.Extension))) continue;
+    state.Warn("format-not-read", 0,
+               Sentence(byBytes ? "The file begins like " : "The file is named like ", format.Name,
+                        VersionIn(head), ", a format that isn't read."));
+    return;
+  }
+}
+
+}  // namespace lmimport

@@ -1,0 +1,16 @@
+// What can be noticed about any recording, whatever its format.
+#pragma once
+
+#include "model/ImportState.h"
+
+namespace lmimport {
+
+/// Of a file that stands in the store: data that ends early, comments behind the end of their
+/// block.
+void NoteGeneralFindings(ImportState& state);
+
+/// Of a file that was refused: a known format that no reader is for, by its first bytes or its
+/// name.
+void NoteUnreadFormat(ImportState& state);
+
+}  // namespace lmimport

@@ -1,0 +1,115 @@
+#include "service/OpenPipeline.h"
+
+#include <algorithm>
+
+#include "readers/HeaderView.h"
+#include "readers/Readers.h"
+#include "service/ErrorText.h"
+#include "service/GeneralFindings.h"
+
+namespace lmimport {
+namespace {
+
+using Reader = bool (*)(ImportState&);
+
+// Stands in the tables for a format whose reader isn't there.
+bool ReadNotBuiltFile(ImportState& state) {
+  return state.Refuse(Refusal::UnsupportedFormat);
+}
+
+struct FirstBytes {
+  Long Magic;
+  Reader Read;
+};
+
+constexpr std::array ReadersByFirstBytes = {
+    FirstBytes{FourCharacters("SFPK"), ReadNotBuiltFile},
+    FirstBytes{1777, ReadNotBuiltFile},  // peak cache, older layout
+    FirstBytes{FourCharacters("LMC\0"), ReadChartFile},
+    FirstBytes{FourCharacters("ABF "), ReadNotBuiltFile},
+    FirstBytes{FourCharacters("FTCX"), ReadNotBuiltFile},
+    FirstBytes{FourCharacters("CLPX"), ReadNotBuiltFile},
+    FirstBytes{FourCharacters("CFWB"), ReadNotBuiltFile},
+    FirstBytes{FourCharacters("RIFF"), ReadNotBuiltFile},
+    FirstBytes{FourCharacters("ADCL"), ReadNotBuiltFile},
+    FirstBytes{FourCharacters("MATL"), ReadNotBuiltFile},
+    FirstBytes{FourCharacters("ABIN"), ReadNotBuiltFile},
+};
+
+constexpr std::size_t ExtensionLength = 4;
+
+struct Extension {
+  std::u16string_view LastFour;  // lower case
+  Reader Read;
+};
+
+constexpr std::array ReadersByExtension = {
+    Extension{u".wdq", ReadWinDaqFile},
+    Extension{u".edf", ReadNotBuiltFile},
+    Extension{u".acq", ReadNotBuiltFile},
+    Extension{u".mat", ReadNotBuiltFile},
+};
+
+constexpr Long ArSignature = 21057;  // "AR", in the low word
+constexpr Reader ReadArFile = ReadNotBuiltFile;
+constexpr Reader ReadRawFile = ReadNotBuiltFile;
+
+Reader FindReader(const ImportState& state) {
+  for (const FirstBytes& row : ReadersByFirstBytes) {
+    if (row.Magic == state.Magic) return row.Read;
+  }
+  const String& name = state.FileName;
+  const String extension =
+      LowerCase(name.substr(name.size() - std::min(name.size(), ExtensionLength)));
+  for (const Extension& row : ReadersByExtension) {
+    if (row.LastFour == extension) return row.Read;
+  }
+  return (state.Magic & 0xffff) == ArSignature ? ReadArFile : ReadRawFile;
+}
+
+bool ReadOpenFile(ImportState& state) {
+  BinaryFile& file = *state.DataFile;
+  if (file.Size() < 4) return state.Refuse(Refusal::NoData);
+  if (file.ReadInt32Array(&state.Magic, 1) < 1) {
+    state.ErrorString = file.LastError();
+    return false;
+  }
+  if (FindReader(state)(state)) {
+    NoteGeneralFindings(state);
+    return true;
+  }
+  NoteUnreadFormat(state);
+  return false;
+}
+
+}  // namespace
+
+bool OpenDataFile(ImportState& state, const String& FileName) {
+  String name = FileName;
+  if (!state.DataFile) state.DataFile = std::make_unique<BinaryFile>(state.Texts);
+  state.ErrorString.clear();
+  state.RefusedFor.reset();
+  state.Found.clear();
+  if (!PathTools::FileExists(name) && !state.DefaultPath.empty()) {
+    String candidate = PathTools::Join(state.DefaultPath, name);
+    if (PathTools::FileExists(candidate)) name = std::move(candidate);
+  }
+  BinaryFile& file = *state.DataFile;
+  if (!file.Open(name, true, OrdinaryFile, ShareReadingAndWriting)) {
+    state.ErrorString = file.LastError();
+    return false;
+  }
+  state.IsOpen = true;
+  state.FileHandle = file.Handle();
+  state.FileName = file.PathName();
+  if (ReadOpenFile(state)) return true;
+
+  state.ResetStore();
+  if (state.RefusedFor)
+    state.ErrorString =
+        ErrorText(static_cast<Long>(*state.RefusedFor)) + FromUtf8(state.RefusalDetail);
+  if (state.ErrorString.empty()) state.ErrorString = ErrorText(0);
+  return false;
+}
+
+}  // namespace lmimport
