@@ -46,13 +46,11 @@ Integer LMImport::Revision() const {
 
 bool LMImport::OpenFile(const String& FileName, LMIFilePtr& ObjectFile) {
   ImportState& state = StateOf(thread_);
-  if (!state.CurrentFile) state.CurrentFile.reset(new LMIFile);
-  // A name that the close would empty, such as one taken from the store, is kept.
-  const String name = FileName;
   ObjectFile.reset();
+  if (!state.CurrentFile) state.CurrentFile.reset(new LMIFile);
   state.CurrentFile->CloseInternal();
   try {
-    if (!OpenDataFile(state, name)) return false;
+    if (!OpenDataFile(state, FileName)) return false;
   } catch (...) {
     state.ResetStore();
     throw;

@@ -1,0 +1,257 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "extract/ChannelReads.h"
+#include "extract/ClampRange.h"
+#include "extract/FrameReads.h"
+#include "extract/Routes.h"
+#include "extract/VectorOps.h"
+#include "support/Builders.h"
+
+namespace lmimport::test {
+namespace {
+
+Long ReadChannel(BinaryFile& f, const BlockRec& b, Integer c, Integer* to, Long start, Long n) {
+  return ReadChannelInteger(f, b, c, to, start, n);
+}
+Long ReadChannel(BinaryFile& f, const BlockRec& b, Integer c, Single* to, Long start, Long n) {
+  return ReadChannelSingle(f, b, c, to, start, n);
+}
+Long ReadChannel(BinaryFile& f, const BlockRec& b, Integer c, Double* to, Long start, Long n) {
+  return ReadChannelDouble(f, b, c, to, start, n);
+}
+Long ReadFrames(BinaryFile& f, const BlockRec& b, Integer* to, Long start, Long n) {
+  return ReadFramesInteger(f, b, to, start, n);
+}
+Long ReadFrames(BinaryFile& f, const BlockRec& b, Single* to, Long start, Long n) {
+  return ReadFramesSingle(f, b, to, start, n);
+}
+Long ReadFrames(BinaryFile& f, const BlockRec& b, Double* to, Long start, Long n) {
+  return ReadFramesDouble(f, b, to, start, n);
+}
+
+TEST(ClampRange, CutsToTheBlock) {
+  constexpr Long most = std::numeric_limits<Long>::max();
+  const struct {
+    Long Start, Count;
+    bool Left;
+    Long FirstLeft, CountLeft;
+  } rows[] = {{1, 100, true, 1, 100},  {0, 10, true, 1, 9},       {-5, 5, false, 0, 0},
+              {-5, 7, true, 1, 1},     {100, 100, true, 100, 1},  {101, 1, false, 0, 0},
+              {0, 1, false, 0, 0},     {50, 0, false, 0, 0},      {50, -1, false, 0, 0},
+              {1, most, true, 1, 100}, {most, most, false, 0, 0}, {-most, most, false, 0, 0},
+              {2, most, true, 2, 99}};
+  BlockRec block;
+  block.SizeChannel = 100;
+  for (const auto& row : rows) {
+    Long start = row.Start;
+    Long count = row.Count;
+    ASSERT_EQ(ClampRange(block, start, count), row.Left) << row.Start << ' ' << row.Count;
+    if (!row.Left) continue;
+    EXPECT_EQ(start, row.FirstLeft);
+    EXPECT_EQ(count, row.CountLeft);
+  }
+  block.SizeChannel = 0;
+  Long start = 1;
+  Long count = 1;
+  EXPECT_FALSE(ClampRange(block, start, count));
+}
+
+TEST(VectorOps, RoundToTheNearestCountAndHoldItsLimits) {
+  const struct {
+    double Value;
+    Integer Count;
+  } rows[] = {{0.5, 0},           {1.5, 2},
+              {2.5, 2},           {-0.5, 0},
+              {-1.5, -2},         {0.49999997, 0},
+              {32766.5, 32766},   {32767.4, 32767},
+              {32768, 32767},     {1e30, 32767},
+              {-32768.6, -32768}, {-1e30, -32768},
+              {HUGE_VAL, 32767},  {-HUGE_VAL, -32768},
+              {std::nan(""), 0},  {-32767.5, -32768}};
+  for (const auto& row : rows) {
+    Integer count = 99;
+    const Double real = row.Value;
+    const auto single = static_cast<Single>(row.Value);
+    ValuesToCounts(&real, 1, Double{1}, Double{0}, &count);
+    EXPECT_EQ(count, row.Count) << row.Value;
+    ValuesToCounts(&single, 1, Single{1}, Single{0}, &count);
+    EXPECT_EQ(count, row.Count) << row.Value;
+  }
+}
+
+// A file of stored samples, and a block that describes it.
+class ExtractTest : public testing::Test {
+ protected:
+  template <class T>
+  void Store(Integer sampleType, Integer channels, const std::vector<T>& samples,
+             std::vector<Single> scales, std::vector<Single> offsets) {
+    constexpr std::size_t head = 3;  // odd, so samples lie unaligned in the file
+    std::string bytes(head, '?');
+    bytes.append(reinterpret_cast<const char*>(samples.data()), samples.size() * sizeof(T));
+    block_ = BlockRec();
+    block_.DimensionChannels(channels);
+    block_.SampleType = sampleType;
+    block_.SizeChannel = static_cast<Long>(samples.size()) / channels;
+    block_.DataPtr = head;
+    block_.ChannelScale = std::move(scales);
+    block_.ChannelOffset = std::move(offsets);
+    file_.Open(FromUtf8(folder_.Write("samples", bytes)), true, OrdinaryFile,
+               ShareReadingAndWriting);
+  }
+
+  template <class Stored>
+  void CheckAllOutputs(Integer sampleType, Integer channels, Integer sampleUnsigned);
+  template <class Stored, class Output>
+  void CheckOutput(const std::vector<Stored>& samples);
+
+  TempFolder folder_;
+  TextTools texts_;
+  BinaryFile file_{texts_};
+  BlockRec block_;
+};
+
+TEST_F(ExtractTest, ScalesEachChannelByItsOwn) {
+  Store<Integer>(SampleInt16, 3, {8, 8, 8}, {1, 2, 4}, {0, 10, 20});
+  Single singles[3] = {};
+  Double doubles[3] = {};
+  Integer counts[3] = {};
+  EXPECT_EQ(ReadFramesSingle(file_, block_, singles, 1, 1), 1);
+  EXPECT_EQ(ReadFramesDouble(file_, block_, doubles, 1, 1), 1);
+  EXPECT_EQ(ReadFramesInteger(file_, block_, counts, 1, 1), 1);
+  for (int i = 0; i < 3; ++i) {
+    const int expected[] = {8, 14, 22};
+    EXPECT_EQ(singles[i], static_cast<Single>(expected[i]));
+    EXPECT_EQ(doubles[i], expected[i]);
+    EXPECT_EQ(counts[i], 8);
+  }
+  EXPECT_EQ(ReadChannelInteger(file_, block_, 3, counts, 1, 1), 0);
+  EXPECT_EQ(ReadChannelInteger(file_, block_, -1, counts, 1, 1), 0);
+
+  Store<Single>(SampleSingle, 1, {3}, {1000}, {2});
+  EXPECT_EQ(ReadChannelSingle(file_, block_, 0, singles, 1, 1), 1);
+  EXPECT_EQ(ReadChannelInteger(file_, block_, 0, counts, 1, 1), 1);
+  EXPECT_EQ(singles[0], 3);
+  EXPECT_EQ(counts[0], 1000);
+}
+
+TEST_F(ExtractTest, FlipsTheTopBitOfUnsignedCounts) {
+  const auto read = [this](Integer frame) {
+    Integer count = 0;
+    ReadChannelInteger(file_, block_, 0, &count, frame, 1);
+    return count;
+  };
+  Store<Integer>(SampleInt16, 1, {INT16_MIN, 0, -1}, {1}, {0});
+  block_.SampleUnsigned = -1;
+  EXPECT_EQ(read(1), 0);
+  EXPECT_EQ(read(2), -32768);
+  EXPECT_EQ(read(3), 32767);
+  Store<std::int8_t>(SampleInt8, 1, {-128, 0, -1}, {1}, {0});
+  block_.SampleUnsigned = -1;
+  EXPECT_EQ(read(1), 0);
+  EXPECT_EQ(read(2), -128);
+  Store<Long>(SampleInt32, 1, {INT32_MIN, 70000, -70000}, {2}, {1});
+  EXPECT_EQ(read(2), 32767);
+  EXPECT_EQ(read(3), -32768);
+  Double value = 0;
+  EXPECT_EQ(ReadChannelDouble(file_, block_, 0, &value, 2, 1), 1);
+  EXPECT_EQ(value, 35001);
+  block_.SampleUnsigned = -1;
+  EXPECT_EQ(read(1), 0);
+}
+
+TEST_F(ExtractTest, SamplesThatTheFileLacksAreStoredZeros) {
+  Store<Integer>(SampleInt16, 2, {10, 20, 30}, {2, 2}, {1, 1});  // half of a second frame
+  block_.SizeChannel = 3;
+  Double values[6] = {9, 9, 9, 9, 9, 9};
+  EXPECT_EQ(ReadFramesDouble(file_, block_, values, 1, 3), 3);
+  const Double expected[] = {6, 11, 16, 1, 1, 1};
+  for (int i = 0; i < 6; ++i) EXPECT_EQ(values[i], expected[i]);
+}
+
+// What a sample is to become, by the steps and the precision that the formats promise.
+template <class Output, class Stored>
+Output Convert(const BlockRec& block, std::size_t channel, Stored stored) {
+  if constexpr (std::integral<Stored>) {
+    const bool flip = block.SampleUnsigned != 0;
+    const auto count =
+        static_cast<Stored>(flip ? stored ^ std::numeric_limits<Stored>::min() : stored);
+    if constexpr (std::integral<Output>)
+      return static_cast<Integer>(std::min<Long>(32767, std::max<Long>(-32768, count)));
+    else
+      return static_cast<Output>(count) / static_cast<Output>(block.ChannelScale[channel]) +
+             static_cast<Output>(block.ChannelOffset[channel]);
+  } else if constexpr (std::integral<Output>) {
+    const Stored count = (stored - block.ChannelOffset[channel]) * block.ChannelScale[channel];
+    return static_cast<Integer>(std::clamp<Stored>(std::nearbyint(count), -32768, 32767));
+  } else {
+    return static_cast<Output>(stored);
+  }
+}
+
+template <class Stored, class Output>
+void ExtractTest::CheckOutput(const std::vector<Stored>& samples) {
+  const auto channels = static_cast<std::size_t>(block_.ChannelCount);
+  const Long last = block_.SizeChannel;
+  const Long ranges[][2] = {{1, last}, {1, 1023}, {2, 1024}, {3, 1025}, {last - 1, 2}};
+  for (const auto& [start, count] : ranges) {
+    const auto first = static_cast<std::size_t>(start - 1);
+    const auto n = static_cast<std::size_t>(count);
+    std::vector<Output> frames(n * channels);
+    ASSERT_EQ(ReadFrames(file_, block_, frames.data(), start, count), count);
+    for (std::size_t i = 0; i < frames.size(); ++i)
+      ASSERT_EQ(frames[i], Convert<Output>(block_, i % channels, samples[first * channels + i]))
+          << "frame value " << i << " of " << channels << " channels";
+    const std::size_t channel = channels - 1;
+    std::vector<Output> values(n);
+    ASSERT_EQ(
+        ReadChannel(file_, block_, static_cast<Integer>(channel), values.data(), start, count),
+        count);
+    for (std::size_t i = 0; i < n; ++i) ASSERT_EQ(values[i], frames[i * channels + channel]) << i;
+  }
+}
+
+template <class Stored>
+void ExtractTest::CheckAllOutputs(Integer sampleType, Integer channels, Integer sampleUnsigned) {
+  // Long enough for more than one piece of the file.
+  const std::size_t frames =
+      PieceBytes / (sizeof(Stored) * static_cast<std::size_t>(channels)) + 2000;
+  std::vector<Stored> samples(frames * static_cast<std::size_t>(channels));
+  std::uint32_t random = 12345;
+  for (Stored& sample : samples) {
+    random = random * 1664525 + 1013904223;
+    if constexpr (std::integral<Stored>)
+      sample = static_cast<Stored>(random >> 8);
+    else
+      sample = static_cast<Stored>(static_cast<std::int32_t>(random)) / 65536;
+  }
+  std::vector<Single> scales;
+  std::vector<Single> offsets;
+  for (int i = 0; i < channels; ++i) {
+    scales.push_back(i % 2 == 0 ? 3.7F + static_cast<Single>(i) : -0.3F);
+    offsets.push_back(i % 3 == 0 ? 0.0F : 1.1F * static_cast<Single>(i));
+  }
+  Store(sampleType, channels, samples, scales, offsets);
+  block_.SampleUnsigned = sampleUnsigned;
+  CheckOutput<Stored, Integer>(samples);
+  CheckOutput<Stored, Single>(samples);
+  CheckOutput<Stored, Double>(samples);
+}
+
+TEST_F(ExtractTest, EveryRouteFollowsTheFormulaBitForBit) {
+  for (const Integer channels : std::initializer_list<Integer>{1, 2, 3, 32}) {
+    for (const Integer sampleUnsigned : std::initializer_list<Integer>{0, -1}) {
+      CheckAllOutputs<std::int8_t>(SampleInt8, channels, sampleUnsigned);
+      CheckAllOutputs<Integer>(SampleInt16, channels, sampleUnsigned);
+      CheckAllOutputs<Integer>(99, channels, sampleUnsigned);  // any other number is 16-bit
+      CheckAllOutputs<Long>(SampleInt32, channels, sampleUnsigned);
+    }
+    CheckAllOutputs<Single>(SampleSingle, channels, -1);  // reals have no sign to flip
+    CheckAllOutputs<Double>(SampleDouble, channels, 0);
+  }
+}
+
+}  // namespace
+}  // namespace lmimport::test

@@ -1,0 +1,112 @@
+#include "support/Builders.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <fstream>
+
+namespace lmimport::test {
+
+std::string Patched(std::string bytes, std::size_t offset, const Bytes& patch) {
+  return bytes.replace(offset, patch.Size(), patch.Get());
+}
+
+namespace {
+
+void AppendBlock(Bytes& file, const ChartBlock& block) {
+  const auto channels = block.ChannelIndex.size();
+  const auto frames = static_cast<int>(block.Samples.size() / channels);
+  const auto dataBytes = static_cast<int>(block.Samples.size() * 2);
+  file.Text(block.Signature).Int32(block.SizeChannel.value_or(frames)).Real32(block.Rate);
+  file.Int8(14).Zeros(3);
+  file.CountedText("Model X").CountedText(" Run ").CountedText("block notes").CountedText("");
+  file.CountedText("block pad").CountedText("");
+  file.Real64(40000.25).Int32(0);
+  file.Int16(block.ChannelCount.value_or(static_cast<int>(channels))).Int16(0);
+  for (const int index : block.ChannelIndex) file.Int16(index);
+  for (const float scale : block.Scale) file.Real32(scale);
+  for (const float offset : block.Offset) file.Real32(offset);
+  file.Text(block.ChunkId).Int32(block.ChunkSize.value_or(dataBytes));
+  for (const int sample : block.Samples) file.Int16(sample);
+  file.Int32(block.CommentCount.value_or(static_cast<int>(block.Comments.size())));
+  for (const ChartComment& comment : block.Comments)
+    file.Int32(comment.Position).Int32(0).CountedText(comment.Text);
+  file.Zeros(12);
+}
+
+}  // namespace
+
+std::string Chart::Build() const {
+  Bytes file;
+  file.Text("LMC").Int8(0).Int16(Major).Int16(Minor).Int16(7).Int16(ChannelCount).Int32(0);
+  file.Int16(BlockCount.value_or(static_cast<int>(Blocks.size()))).Int16(5).Int32(-1).Zeros(16);
+  file.CountedText("name").CountedText("file notes").CountedText("").CountedText("file pad");
+  file.Zeros(8 + 64 + 8 + 32 * static_cast<std::size_t>(ChannelCount));
+  for (std::size_t i = 0; i < Titles.size(); ++i) {
+    file.Text(ChannelSignature).Zeros(28).CountedText(Titles[i]).CountedText(Units[i]);
+    file.Int32(0).Real32(0).Int32(0).Int32(0);
+    file.CountedText("a").CountedText("").CountedText("b").CountedText("").Zeros(12);
+  }
+  for (const ChartBlock& block : Blocks) AppendBlock(file, block);
+  return file.Get();
+}
+
+std::string WinDaq::Build() const {
+  const std::size_t headerSize = 110 + Channels.size() * 36 + 10;
+  const auto samplesSize = static_cast<int>(Samples.size() * 2);
+  Bytes file;
+  file.Int16(ChannelField.value_or(static_cast<int>(Channels.size()))).Int16(0).Int8(110).Int8(36);
+  file.Int16(static_cast<int>(headerSize)).Int32(DataBytes.value_or(samplesSize));
+  file.Int32(TrailerBytes.value_or(static_cast<int>(Markers.size() * 4)));
+  file.Int16(AnnotationBytes.value_or(static_cast<int>(Annotations.size())));
+  file.PadTo(28).Real64(Interval).Int32(StartTime).Int32(EndTime);
+  file.PadTo(100).Int16(Flags).PadTo(110);
+  for (const WinDaqChannel& channel : Channels) {
+    const std::size_t start = file.Size();
+    file.Zeros(8).Real64(channel.Slope).Real64(channel.Intercept).Text(channel.Unit);
+    file.PadTo(start + 36);
+  }
+  file.PadTo(headerSize - 2).Int16(0x8001);
+  for (const int sample : Samples) file.Int16(sample);
+  for (const std::int64_t marker : Markers) file.Int32(marker);
+  file.Text(Annotations).Text(CommentTexts);
+  return file.Get();
+}
+
+std::int64_t CommentAt(std::int64_t offset) {
+  return offset - 0x80000000LL;
+}
+
+TempFolder::TempFolder() {
+  std::string name = (std::filesystem::temp_directory_path() / "lmimport-XXXXXX").string();
+  if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
+  path_ = name;
+}
+
+TempFolder::~TempFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+std::string TempFolder::Write(std::string_view name, std::string_view bytes) const {
+  std::ofstream file(path_ / name, std::ios::binary | std::ios::trunc);
+  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  if (!file.flush()) throw std::runtime_error("can't write a test file");
+  return PathOf(name);
+}
+
+Environment::Environment(const char* variable, const char* value) : variable_(variable) {
+  if (const char* before = std::getenv(variable)) before_ = before;
+  ::setenv(variable, value, 1);
+}
+
+Environment::~Environment() {
+  if (before_) {
+    ::setenv(variable_, before_->c_str(), 1);
+  } else {
+    ::unsetenv(variable_);
+  }
+}
+
+}  // namespace lmimport::test

@@ -1,0 +1,152 @@
+// Recordings made byte by byte, in the order of their layout, and a folder to put them in.
+#pragma once
+
+#include <lmimport/lmimport.h>
+
+#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lmimport::test {
+
+/// Appends little-endian fields.
+class Bytes {
+ public:
+  Bytes& Int8(int value) { return Append(static_cast<Byte>(value)); }
+  Bytes& Int16(int value) { return Append(static_cast<std::uint16_t>(value)); }
+  Bytes& Int32(std::int64_t value) { return Append(static_cast<std::uint32_t>(value)); }
+  Bytes& Real32(float value) { return Append(value); }
+  Bytes& Real64(double value) { return Append(value); }
+  Bytes& Text(std::string_view text) {
+    bytes_ += text;
+    return *this;
+  }
+  Bytes& CountedText(std::string_view text) {
+    return Int32(static_cast<std::int64_t>(text.size())).Text(text);
+  }
+  Bytes& Zeros(std::size_t count) {
+    bytes_.append(count, '\0');
+    return *this;
+  }
+  Bytes& PadTo(std::size_t size) { return Zeros(size - bytes_.size()); }
+
+  const std::string& Get() const { return bytes_; }
+  std::size_t Size() const { return bytes_.size(); }
+
+ private:
+  template <class T>
+  Bytes& Append(T value) {
+    bytes_.append(reinterpret_cast<const char*>(&value), sizeof(value));
+    return *this;
+  }
+  std::string bytes_;
+};
+
+/// The same bytes with some replaced, from an offset on.
+std::string Patched(std::string bytes, std::size_t offset, const Bytes& patch);
+
+struct ChartComment {
+  int Position;
+  std::string Text;
+};
+
+struct ChartBlock {
+  std::string Signature = "ADBl";
+  float Rate = 1000;
+  std::vector<int> ChannelIndex = {0, 1};
+  std::vector<float> Scale = {100, 200};
+  std::vector<float> Offset = {0, 5};
+  std::vector<int> Samples = {};  // interleaved
+  std::optional<int> SizeChannel = {};
+  std::optional<int> ChannelCount = {};
+  std::optional<int> ChunkSize = {};
+  std::string ChunkId = "data";
+  std::vector<ChartComment> Comments = {};
+  std::optional<int> CommentCount = {};
+};
+
+/// A chart file: by default of 2 channels and one block of 3 frames.
+struct Chart {
+  int Major = 3;
+  int Minor = 2;
+  int ChannelCount = 2;
+  std::optional<int> BlockCount = {};
+  std::vector<std::string> Titles = {"Pressure", "Flow"};
+  std::vector<std::string> Units = {"mmHg", "l/s"};
+  std::string ChannelSignature = "ADCh";
+  std::vector<ChartBlock> Blocks = {
+      ChartBlock{.Samples = {100, 200, -100, -200, 50, 60}, .Comments = {{2, "begin"}}}};
+
+  std::string Build() const;
+};
+
+struct WinDaqChannel {
+  double Slope = 0.5;
+  double Intercept = 0;
+  std::string Unit = "V";
+};
+
+/// A WinDaq file: by default of 2 channels, one frame a second, and 4 frames.
+struct WinDaq {
+  std::optional<int> ChannelField = {};
+  std::vector<WinDaqChannel> Channels = {{0.5, 1, "V"}, {2, -1, "degC"}};
+  double Interval = 0.5;
+  int StartTime = 86400;
+  int EndTime = 86400 + 2;
+  int Flags = 2;  // HiRes
+  std::vector<int> Samples = {4, 8, -4, -8, 400, 800, 32767, -32768};
+  std::optional<int> DataBytes = {};
+  std::vector<std::int64_t> Markers = {};
+  std::optional<int> TrailerBytes = {};
+  std::string Annotations = std::string("Voltage\0Temperature\0", 20);
+  std::optional<int> AnnotationBytes = {};
+  std::string CommentTexts = {};  // behind the annotations
+
+  std::string Build() const;
+};
+
+/// A pointer to a comment text that stands `offset` bytes behind the start of the annotations.
+std::int64_t CommentAt(std::int64_t offset);
+
+/// A folder that goes with the object.
+class TempFolder {
+ public:
+  TempFolder();
+  ~TempFolder();
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+
+  std::string Path() const { return path_.string(); }
+  std::string PathOf(std::string_view name) const { return (path_ / name).string(); }
+
+  /// Writes a file there and gives its name.
+  std::string Write(std::string_view name, std::string_view bytes) const;
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// Sets an environment variable, and what it was back at the end.
+class Environment {
+ public:
+  Environment(const char* variable, const char* value);
+  ~Environment();
+  Environment(const Environment&) = delete;
+  Environment& operator=(const Environment&) = delete;
+
+ private:
+  const char* variable_;
+  std::optional<std::string> before_;
+};
+
+/// The most bytes that lay on the heap at one time since the last call.
+std::size_t PeakHeapBytes();
+
+/// From now on, `count` allocations succeed and the one behind them throws std::bad_alloc, once; a
+/// negative count lets all succeed.
+void FailAllocationBehind(long count);
+
+}  // namespace lmimport::test

@@ -1,0 +1,108 @@
+// The command line: what is asked for, and with which defaults. Exit status 0, 1 when a file
+// failed, 2 when the command line makes no sense.
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <functional>
+#include <map>
+
+#include "Commands.h"
+#include "Text.h"
+
+namespace {
+
+constexpr int UsageError = 2;
+
+struct Defaults {
+  std::string Path;
+  int Channels = 0;
+  double Rate = 0;
+  int CodePage = 0;
+};
+
+void AddDefaults(CLI::App& command, Defaults& defaults) {
+  command.add_option("--default-path", defaults.Path, "folder in which files are looked for too")
+      ->check(CLI::ExistingDirectory);
+  command
+      .add_option("--channels", defaults.Channels, "channels of raw data that nothing describes")
+      ->check(CLI::Range(1, 32));
+  command.add_option("--rate", defaults.Rate, "samples per second of such data")
+      ->check(CLI::Validator(
+          [](const std::string& text) {
+            const double rate = std::strtod(text.c_str(), nullptr);
+            return rate > 0 && rate < 1e10 ? "" : "not above 0 and below 1e10";
+          },
+          "above 0, below 1e10"));
+  command
+      .add_option("--code-page", defaults.CodePage,
+                  "code page of the texts in files; 65001 for UTF-8")
+      ->check(CLI::IsMember({0, 874, 1250, 1251, 1252, 1253, 1254, 1255, 1256, 1257, 1258, 65001}));
+}
+
+void Apply(const Defaults& defaults, lmimport::LMImport& import) {
+  if (!defaults.Path.empty()) import.SetDefaultPath(lmimport::FromUtf8(defaults.Path));
+  if (defaults.Channels != 0)
+    import.SetDefaultChannelCount(static_cast<lmimport::Integer>(defaults.Channels));
+  if (defaults.Rate != 0) import.SetDefaultSamplingRate(defaults.Rate);
+  lmimport::SetCodePage(defaults.CodePage);
+}
+
+void AddInfo(CLI::App& app, Defaults& defaults, lmi::InfoOptions& options) {
+  CLI::App* info = app.add_subcommand("info", "show what recordings are");
+  info->add_option("FILE", options.Files, "recordings")->required();
+  info->add_flag("--json", options.Json, "for programs, with the names of the interface");
+  AddDefaults(*info, defaults);
+}
+
+void AddRead(CLI::App& app, Defaults& defaults, lmi::ReadOptions& options) {
+  const std::map<std::string, lmi::Output> outputs = {{"integer", lmi::Output::Integer},
+                                                      {"single", lmi::Output::Single},
+                                                      {"double", lmi::Output::Double}};
+  const std::map<std::string, lmi::Format> formats = {{"csv", lmi::Format::Csv},
+                                                      {"raw", lmi::Format::Raw}};
+  CLI::App* read = app.add_subcommand("read", "write samples to standard output");
+  read->add_option("FILE", options.File, "recording")->required();
+  read->add_option("--block", options.Block, "block, from 1")->check(CLI::PositiveNumber);
+  read->add_option("--channel", options.Channels, "number from 1, or title; may be given again")
+      ->allow_extra_args(false);
+  read->add_option("--start", options.Start, "first frame, from 1")->check(CLI::PositiveNumber);
+  read->add_option("--count", options.Count, "frames; without it, to the end of the block")
+      ->check(CLI::PositiveNumber);
+  read->add_option("--as", options.As, "integer (counts), single or double (values)")
+      ->transform(CLI::CheckedTransformer(outputs, CLI::ignore_case));
+  read->add_option("--format", options.Form, "csv, or raw: little-endian, frame by frame")
+      ->transform(CLI::CheckedTransformer(formats, CLI::ignore_case));
+  read->add_flag("--times", options.Times, "seconds from the start as the first column of csv");
+  AddDefaults(*read, defaults);
+}
+
+int Run(int argc, char** argv) {
+  lmimport::LMImport import;
+  CLI::App app("Reads recordings of data-acquisition systems.", "lmi");
+  app.set_version_flag("--version", lmimport::ToUtf8(import.Name() + u" " + import.Version()));
+  app.require_subcommand(1);
+  Defaults defaults;
+  lmi::InfoOptions info;
+  lmi::ReadOptions read;
+  AddInfo(app, defaults, info);
+  AddRead(app, defaults, read);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : UsageError;
+  }
+  Apply(defaults, import);
+  return app.got_subcommand("info") ? lmi::Info(import, info) : lmi::Read(import, read);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // A pipe that closes ends the output, not the program.
+  std::signal(SIGPIPE, SIG_IGN);
+  try {
+    return Run(argc, argv);
+  } catch (const std::exception& fault) {
+    lmi::PrintFailure("lmi", fault.what());
+    return 1;
+  }
+}
