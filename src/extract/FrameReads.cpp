@@ -9,16 +9,17 @@
 namespace lmimport {
 namespace {
 
-// Scales and offsets, repeated for as many whole frames as a batch holds, so that the conversion is
-// one loop over samples, with no loop over channels in it.
+// Scales and offsets, repeated for as many whole frames as go through at a time, so that the
+// conversion is one loop over samples, with no loop over channels in it.
 template <class Real>
 class ScaleRows {
  public:
-  explicit ScaleRows(const BlockRec& block)
-      : channels_(static_cast<std::size_t>(block.ChannelCount)), frames_(BatchSize / channels_) {
-    for (std::size_t i = 0; i < frames_ * channels_; ++i) {
-      scales_[i] = block.ChannelScale[i % channels_];
-      offsets_[i] = block.ChannelOffset[i % channels_];
+  ScaleRows(const BlockRec& block, Long frames)
+      : channels_(static_cast<std::size_t>(block.ChannelCount)),
+        frames_(std::min(BatchSize / channels_, static_cast<std::size_t>(frames))) {
+    for (std::size_t i = 0; i < Values(); i += channels_) {
+      std::copy(block.ChannelScale.begin(), block.ChannelScale.end(), scales_.begin() + i);
+      std::copy(block.ChannelOffset.begin(), block.ChannelOffset.end(), offsets_.begin() + i);
     }
   }
 
@@ -61,13 +62,13 @@ void ReadRoute(BinaryFile& file, const BlockRec& block, Output* target, Long sta
                     HoldCounts(from, SignFlip<Stored>(block), n, to);
                   });
   } else if constexpr (std::integral<Stored>) {
-    const ScaleRows<Output> rows(block);
+    const ScaleRows<Output> rows(block, count);
     ConvertFrames(
         frames, block, rows.Values(), target, [&](const Stored* from, std::size_t n, Output* to) {
           CountsToValues(from, SignFlip<Stored>(block), n, rows.Scales(), rows.Offsets(), to);
         });
   } else if constexpr (std::integral<Output>) {
-    const ScaleRows<Stored> rows(block);
+    const ScaleRows<Stored> rows(block, count);
     ConvertFrames(frames, block, rows.Values(), target,
                   [&](const Stored* from, std::size_t n, Output* to) {
                     ValuesToCounts(from, n, rows.Scales(), rows.Offsets(), to);

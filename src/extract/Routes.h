@@ -16,7 +16,7 @@ namespace lmimport {
 inline constexpr std::size_t BatchSize = 1024;
 
 /// Frames are read into a buffer of at most this size, however long the request is.
-inline constexpr std::size_t PieceBytes = 512 * 1024;
+inline constexpr std::size_t PieceBytes = std::size_t{512} * 1024;
 
 /// Calls route.operator()<Stored>() with the type of the block's stored samples.
 template <class Route>

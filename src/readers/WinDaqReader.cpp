@@ -157,7 +157,8 @@ void ReadComments(ImportState& state, const Areas& areas, BlockRec& block) {
 void CheckRate(ImportState& state, const HeaderView& header, const BlockRec& block) {
   const Double interval = header.Real64(field::SampleInterval);
   if (block.ChannelCount == 1 || interval <= 0) return;
-  const Double stated = std::int64_t{header.Int32(field::EndTime)} - header.Int32(field::StartTime);
+  const auto stated = static_cast<Double>(header.Int32(field::EndTime)) -
+                      static_cast<Double>(header.Int32(field::StartTime));
   const Double ofOneChannel = interval * block.SizeChannel;
   const auto agrees = [stated](Double seconds) {
     return std::abs(seconds - stated) <= 1 + stated / 100;
@@ -247,7 +248,7 @@ bool ReadWinDaqFile(ImportState& state) {
   block.DimensionChannels(channelCount);
   if (!FillChannels(state, header, entries, block)) return state.Refuse(Refusal::FormatError);
   const std::int64_t dataBytes = areas.DataBytes < 2 ? fileSize - areas.Samples : areas.DataBytes;
-  block.SizeChannel = HeldAsLong(dataBytes / (channelCount * 2));
+  block.SizeChannel = HeldAsLong(dataBytes / (std::int64_t{channelCount} * 2));
   block.DataPtr = areas.Samples;
   block.StartDateTime = DateSerial(1970, 1, 1) + header.Int32(field::StartTime) / SecondsPerDay;
   ReadTitles(state, areas, channelCount);

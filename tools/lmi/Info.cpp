@@ -22,7 +22,7 @@ struct Channel {
   std::string Unit;
   Double Factor;
   Double Offset;
-  Double Lowest;   // of the values that 16-bit counts stand for
+  Double Lowest;  // of the values that 16-bit counts stand for
   Double Highest;
   std::vector<Double> First;
 };

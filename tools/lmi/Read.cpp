@@ -150,8 +150,9 @@ void WriteCsv(std::span<const T> samples, std::size_t channels, Long firstFrame,
   for (std::size_t i = 0; i < samples.size(); ++i) {
     if (i % channels == 0) {
       if (i > 0) lines.push_back('\n');
-      const double frame = firstFrame - 1.0 + static_cast<double>(i / channels);
-      if (rate != nullptr) fmt::format_to(out, FMT_COMPILE("{},"), frame / *rate);
+      const std::size_t frame = static_cast<std::size_t>(firstFrame - 1) + i / channels;
+      if (rate != nullptr)
+        fmt::format_to(out, FMT_COMPILE("{},"), static_cast<double>(frame) / *rate);
     } else {
       lines.push_back(',');
     }
@@ -207,6 +208,7 @@ Integer FindChannel(const LMIBlock& block, const std::string& name) {
 
 std::vector<Integer> FindChannels(const LMIBlock& block, const std::vector<std::string>& names) {
   std::vector<Integer> channels;
+  channels.reserve(static_cast<std::size_t>(block.ChannelCount()));
   for (const std::string& name : names) channels.push_back(FindChannel(block, name));
   if (names.empty()) {
     for (Integer i = 1; i <= block.ChannelCount(); ++i) channels.push_back(i);
