@@ -73,10 +73,10 @@ TEST_F(BinaryFileTest, ReadsTexts) {
   ASSERT_TRUE(OpenToRead(file_, folder_.Write("g", cut)));
   EXPECT_EQ(file_.ReadFixedString(text, 4), 4);
   EXPECT_EQ(text, String(u"ab\0c", 4));
-  PeakHeapBytes();
+  const HeapUse heap;
   EXPECT_EQ(file_.ReadCountedString(text), 3);  // the file ends first
   EXPECT_EQ(text, u"end");
-  EXPECT_LT(PeakHeapBytes(), 1U << 20);
+  EXPECT_LT(heap.Peak(), 1U << 20);
   file_.Seek(0);
   EXPECT_EQ(file_.ReadTerminatedString(text, 100), 2);
   EXPECT_EQ(file_.Position(), 3);

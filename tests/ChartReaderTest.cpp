@@ -1,27 +1,15 @@
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <limits>
 
-#include "support/Builders.h"
+#include "support/ImportTest.h"
 
 namespace lmimport::test {
 namespace {
 
-class ChartReaderTest : public testing::Test {
- protected:
-  bool Open(const std::string& bytes) {
-    return import_.OpenFile(FromUtf8(folder_.Write("f.lmc", bytes)), file_);
-  }
-
-  TempFolder folder_;
-  Environment english_{"LC_ALL", "C"};
-  LMImport import_;
-  LMIFilePtr file_;
-};
+using ChartReaderTest = ImportTest;
 
 TEST_F(ChartReaderTest, GivesEveryField) {
-  ASSERT_TRUE(Open(Chart().Build()));
+  ASSERT_TRUE(Open("f.lmc", Chart().Build()));
   EXPECT_EQ(file_->FileType(), 1);
   EXPECT_EQ(file_->FileSubType(), 0);
   EXPECT_EQ(file_->Notes(), u"file notes");
@@ -30,7 +18,7 @@ TEST_F(ChartReaderTest, GivesEveryField) {
   const LMIBlockPtr block = file_->Block(0);
   EXPECT_EQ(block->ADCName(), u"Model X");
   EXPECT_EQ(block->Title(), u"Run");  // stored as " Run "
-  EXPECT_EQ(block->Notes(), u"block notes");
+  EXPECT_EQ(block->Notes(), u" block notes");
   EXPECT_EQ(block->DataPad(), u"block pad");
   EXPECT_EQ(block->StartDateTime(), 40000.25);
   EXPECT_EQ(block->SamplingRate(), 1000);
@@ -49,35 +37,29 @@ TEST_F(ChartReaderTest, GivesEveryField) {
   EXPECT_EQ(block->GetDataDouble(1, 3, values), 3);
   const double expected[] = {1, 6, -1, 4, 0.5, 5.3};
   for (int i = 0; i < 6; ++i) EXPECT_DOUBLE_EQ(values[i], expected[i]);
-  EXPECT_TRUE(Findings().empty());
+  EXPECT_EQ(FindingCodes(), Codes{});
 }
 
 TEST_F(ChartReaderTest, BlocksHaveTheirOwnChannels) {
-  Chart chart;
-  chart.ChannelCount = 4;
-  chart.Titles = {"a", "b", "c", "d"};
-  chart.Units = {"1", "2", "3", "4"};
-  chart.Blocks.push_back(
-      ChartBlock{.ChannelIndex = {3}, .Scale = {2}, .Offset = {0}, .Samples = {10, 20, 30}});
-  chart.Blocks.push_back(ChartBlock{.ChannelIndex = {3, 1}, .Samples = {1, 2, 3, 4}});
-  ASSERT_TRUE(Open(chart.Build()));
+  Chart chart{.Channels = {{"a", "1"}, {"b", "2"}, {"c", "3"}, {"d", "4"}}};
+  chart.Blocks.push_back(ChartBlock{.ChannelIndex = {3}, .Scale = {2}, .Offset = {0}});
+  chart.Blocks.push_back(ChartBlock{.ChannelIndex = {3, 1}});
+  ASSERT_TRUE(Open("f.lmc", chart.Build()));
   ASSERT_EQ(file_->BlockCount(), 3);
   EXPECT_EQ(file_->Block(2)->ChannelTitle(1), u"d");
-  EXPECT_EQ(file_->Block(3)->ChannelTitle(1), u"d");
+  EXPECT_EQ(file_->Block(3)->ChannelTitle(2), u"b");
   EXPECT_EQ(file_->Block(3)->ChannelGlobalIndex(1), 4);
-  EXPECT_EQ(file_->Block(3)->ChannelGlobalIndex(2), 2);
   double value = 0;
-  EXPECT_EQ(file_->Block(2)->GetChannelDouble(1, 3, 1, &value), 1);
-  EXPECT_EQ(value, 15);
+  EXPECT_EQ(file_->Block(2)->GetChannelDouble(1, 6, 1, &value), 1);
+  EXPECT_EQ(value, 30);
 }
 
 // Each row breaks one thing of a file of three blocks. What opens tells its number of blocks.
 TEST_F(ChartReaderTest, KeepsTheWholeBlocksBeforeADamage) {
   constexpr float nan = std::numeric_limits<float>::quiet_NaN();
   constexpr float infinity = std::numeric_limits<float>::infinity();
-  using Break = void (*)(Chart&);
   const struct {
-    Break Apply;
+    void (*Break)(Chart&);
     int Blocks;
     const char* Error;
   } rows[] = {
@@ -87,8 +69,7 @@ TEST_F(ChartReaderTest, KeepsTheWholeBlocksBeforeADamage) {
       {[](Chart& c) { c.Major = 2, c.Minor = 9; }, 0, "Unsupported file format (v2.9)"},
       {[](Chart& c) { c.ChannelCount = 0; }, 0, "Error in the file format"},
       {[](Chart& c) { c.ChannelCount = 33; }, 0, "Error in the file format"},
-      {[](Chart& c) { c.ChannelCount = 3; }, 0,
-       "Error in the file format"},  // one more than stands
+      {[](Chart& c) { c.ChannelCount = 3; }, 0, "Error in the file format"},  // two stand there
       {[](Chart& c) { c.BlockCount = 0; }, 0, "Error in the file format"},
       {[](Chart& c) { c.BlockCount = 32767; }, 3, ""},
       {[](Chart& c) { c.BlockCount = 2; }, 2, ""},
@@ -97,16 +78,14 @@ TEST_F(ChartReaderTest, KeepsTheWholeBlocksBeforeADamage) {
       {[](Chart& c) { c.Blocks[2].Signature = "ADBx"; }, 2, ""},
       {[](Chart& c) { c.Blocks[0].ChannelCount = 33; }, 0, "Unknown file format"},
       {[](Chart& c) { c.Blocks[1].ChannelCount = 0; }, 1, ""},
-      {[](Chart& c) { c.Blocks[1].ChannelIndex[1] = 32; }, 1, ""},
-      {[](Chart& c) { c.Blocks[1].ChannelIndex[1] = -1; }, 1, ""},
       {[](Chart& c) { c.Blocks[0].ChannelIndex[1] = 32; }, 0, "Unknown file format"},
+      {[](Chart& c) { c.Blocks[1].ChannelIndex[1] = -1; }, 1, ""},
       {[](Chart& c) { c.Blocks[1].ChannelIndex[1] = 31; }, 3, ""},
       {[](Chart& c) { c.Blocks[1].ChunkId = "date"; }, 1, ""},
       {[](Chart& c) { c.Blocks[1].ChunkSize = 7; }, 1, ""},
       {[](Chart& c) { c.Blocks[0].ChunkSize = -1; }, 0, "Unknown file format"},
-      {[](Chart& c) { c.Blocks[2].Samples.resize(4), c.Blocks[2].ChunkSize = 8; }, 3, ""},
+      {[](Chart& c) { c.Blocks[2].Samples.resize(4); }, 3, ""},  // a chunk of 8 bytes is enough
       {[](Chart& c) { c.Blocks[0].CommentCount = 65536; }, 0, "Error in the file format"},
-      {[](Chart& c) { c.Blocks[2].CommentCount = 65536; }, 2, ""},
       {[](Chart& c) { c.Blocks[1].CommentCount = -1; }, 1, ""},
       {[](Chart& c) { c.Blocks[2].CommentCount = 65535; }, 3, ""},
       {[](Chart& c) { c.Blocks[0].Rate = nan; }, 0, "Error in the file format"},
@@ -116,57 +95,34 @@ TEST_F(ChartReaderTest, KeepsTheWholeBlocksBeforeADamage) {
   };
   int number = 0;
   for (const auto& row : rows) {
-    Chart chart;
-    chart.Blocks.resize(3, chart.Blocks[0]);
-    row.Apply(chart);
-    EXPECT_EQ(Open(chart.Build()), row.Blocks > 0) << "row " << number;
-    EXPECT_EQ(ToUtf8(import_.ErrorString()), row.Error) << "row " << number;
-    EXPECT_EQ(file_ ? file_->BlockCount() : 0, row.Blocks) << "row " << number;
-    ++number;
+    SCOPED_TRACE(++number);
+    Chart chart{.Blocks = std::vector<ChartBlock>(3)};
+    row.Break(chart);
+    EXPECT_EQ(Open("f.lmc", chart.Build()), row.Blocks > 0);
+    EXPECT_EQ(Error(), row.Error);
+    EXPECT_EQ(file_ ? file_->BlockCount() : 0, row.Blocks);
   }
 }
 
 TEST_F(ChartReaderTest, SaysWhatAFileLacks) {
   const std::string whole = Chart().Build();
-  // The last block ends with 6 samples, the count, a comment of 17 bytes and 12 bytes.
+  // Behind the samples stand the count, a comment of 17 bytes and 12 bytes.
   const std::size_t samples = whole.size() - 12 - 17 - 4 - 12;
-  ASSERT_TRUE(Open(whole.substr(0, samples + 4)));  // one of three frames
+  ASSERT_TRUE(Open("cut.lmc", whole.substr(0, samples + 4)));  // one of three frames
   EXPECT_EQ(file_->Block(1)->SizeChannel(), 3);
   EXPECT_EQ(file_->Block(1)->CommentCount(), 0);
-  Integer counts[6] = {9, 9, 9, 9, 9, 9};
-  EXPECT_EQ(file_->Block(1)->GetDataInteger(1, 3, counts), 3);
-  const Integer stored[] = {100, 200, 0, 0, 0, 0};
-  for (int i = 0; i < 6; ++i) EXPECT_EQ(counts[i], stored[i]);
-  std::vector<Finding> findings = Findings();
-  ASSERT_EQ(findings.size(), 1U);
-  EXPECT_EQ(findings[0].Code, "data-cut-off");
-  EXPECT_EQ(findings[0].Position, static_cast<std::int64_t>(samples) + 4);
-  EXPECT_EQ(findings[0].Text,
+  ASSERT_EQ(FindingCodes(), Codes{"data-cut-off"});
+  EXPECT_EQ(Findings()[0].Position, static_cast<std::int64_t>(samples) + 4);
+  EXPECT_EQ(Findings()[0].Text,
             u"Block 1 claims 3 frames, and the file holds 1; the rest reads as stored zeros.");
 
-  Chart chart;
-  chart.Blocks[0].CommentCount = 65535;
-  chart.Blocks[0].Comments = {{1, "a"}, {4, "behind"}};
-  chart.BlockCount = 9;
-  chart.Blocks[0].SizeChannel = 4;
-  PeakHeapBytes();
-  const std::size_t before = PeakHeapBytes();
-  ASSERT_TRUE(Open(chart.Build()));
-  EXPECT_LT(PeakHeapBytes() - before, 1U << 20);
-  const char* const codes[] = {"data-beyond-chunk", "comments-cut", "blocks-cut"};
-  findings = Findings();
-  ASSERT_EQ(findings.size(), 3U);
-  for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(findings[i].Code, codes[i]);
-  // Two comments, and 12 zero bytes that make a third.
-  EXPECT_EQ(file_->Block(1)->CommentCount(), 3);
-
-  Chart behind;
-  behind.Blocks[0].Comments = {{3, "last frame"}, {4, "behind"}};
-  ASSERT_TRUE(Open(behind.Build()));
-  findings = Findings();
-  ASSERT_EQ(findings.size(), 1U);
-  EXPECT_EQ(findings[0].Code, "comments-behind-end");
-  EXPECT_FALSE(findings[0].Warning);
+  ChartBlock block{.SizeChannel = 4, .Comments = {{1, "a"}, {5, "behind"}}, .CommentCount = 65535};
+  const HeapUse heap;
+  ASSERT_TRUE(Open("f.lmc", Chart{.BlockCount = 9, .Blocks = {block}}.Build()));
+  EXPECT_LT(heap.Peak(), 1U << 20);
+  EXPECT_EQ(FindingCodes(),
+            (Codes{"data-beyond-chunk", "comments-cut", "blocks-cut", "comments-behind-end"}));
+  EXPECT_EQ(file_->Block(1)->CommentCount(), 3);  // those two, and 12 zero bytes that make a third
 }
 
 }  // namespace

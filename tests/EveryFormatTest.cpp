@@ -1,10 +1,7 @@
 // What holds for every format: one row of the table each.
-#include <gtest/gtest.h>
-
 #include <cmath>
 
-#include "support/Builders.h"
-#include "support/DemoRecording.h"
+#include "support/ImportTest.h"
 
 namespace lmimport::test {
 namespace {
@@ -14,30 +11,22 @@ struct Recording {
   std::string Bytes;
 };
 
-void PrintTo(const Recording& recording, std::ostream* out) { *out << recording.Name; }
-
-std::vector<Recording> AllRecordings() {
-  Chart chart;
-  chart.Blocks.push_back(ChartBlock{
-      .ChannelIndex = {1}, .Scale = {-3}, .Offset = {1}, .Samples = {1, 2, 3, 4, 5, 6, 7, 8, 9}});
-  return {
-      {"chart.lmc", chart.Build()},
-      {"windaq.wdq", WinDaq{.Markers = {2, 77, CommentAt(20), -3}, .CommentTexts = "go"}.Build()}};
+void PrintTo(const Recording& recording, std::ostream* out) {
+  *out << recording.Name;
 }
 
-class EveryFormat : public testing::TestWithParam<Recording> {
- protected:
-  bool Open(const std::string& bytes) {
-    return import_.OpenFile(FromUtf8(folder_.Write(GetParam().Name, bytes)), file_);
-  }
+std::vector<Recording> AllRecordings() {
+  const Chart chart{
+      .Blocks = {ChartBlock{}, ChartBlock{.ChannelIndex = {1}, .Scale = {-3}, .Offset = {1}}}};
+  const WinDaq winDaq{.Markers = {2, 77, CommentAt(20), -3}, .CommentTexts = "go"};
+  return {{"chart.lmc", chart.Build()}, {"windaq.wdq", winDaq.Build()}};
+}
 
+class EveryFormat : public ImportTest, public testing::WithParamInterface<Recording> {
+ protected:
   // Opens damaged bytes and asks everything of what comes out of it. Whatever they are, the open
   // ends in an orderly way, and the memory stays small.
   void Attack(const std::string& bytes);
-
-  TempFolder folder_;
-  LMImport import_;
-  LMIFilePtr file_;
 };
 
 void AskEverything(LMIFile& file) {
@@ -62,10 +51,9 @@ void AskEverything(LMIFile& file) {
 }
 
 void EveryFormat::Attack(const std::string& bytes) {
-  PeakHeapBytes();
-  const std::size_t before = PeakHeapBytes();
+  const HeapUse heap;
   try {
-    if (Open(bytes)) {
+    if (Open(GetParam().Name, bytes)) {
       ASSERT_GE(file_->BlockCount(), 1);
       AskEverything(*file_);
       ASSERT_LE(Findings().size(), 16U);
@@ -79,7 +67,7 @@ void EveryFormat::Attack(const std::string& bytes) {
   } catch (const std::invalid_argument&) {
   } catch (const std::length_error&) {
   }
-  ASSERT_LT(PeakHeapBytes() - before, 1U << 20);
+  ASSERT_LT(heap.Peak(), 1U << 20);
 }
 
 TEST_P(EveryFormat, SurvivesEveryTruncation) {
@@ -88,7 +76,7 @@ TEST_P(EveryFormat, SurvivesEveryTruncation) {
     Attack(bytes.substr(0, size));
     if (HasFatalFailure()) FAIL() << "at " << size;
   }
-  EXPECT_TRUE(Open(bytes));
+  EXPECT_TRUE(Open(GetParam().Name, bytes));
 }
 
 TEST_P(EveryFormat, SurvivesEveryChangedByte) {
@@ -101,11 +89,11 @@ TEST_P(EveryFormat, SurvivesEveryChangedByte) {
       if (HasFatalFailure()) FAIL() << "byte " << i << " changed by " << change;
     }
   }
-  EXPECT_TRUE(Open(bytes));
+  EXPECT_TRUE(Open(GetParam().Name, bytes));
 }
 
 TEST_P(EveryFormat, PiecesJoinToTheWhole) {
-  ASSERT_TRUE(Open(GetParam().Bytes));
+  ASSERT_TRUE(Open(GetParam().Name, GetParam().Bytes));
   for (Integer i = 1; i <= file_->BlockCount(); ++i) {
     LMIBlock& block = *file_->Block(i);
     SampleTable<Double> whole;
@@ -130,25 +118,6 @@ INSTANTIATE_TEST_SUITE_P(All, EveryFormat, testing::ValuesIn(AllRecordings()),
                            std::string name = test.param.Name;
                            return name.substr(0, name.find('.'));
                          });
-
-TEST(Demo, IsWhatTheBuildersMake) {
-  LMImport import;
-  const LMIFilePtr file = import.OpenFileObject(FromUtf8(DEMO_FOLDER "/demo.lmc"));
-  ASSERT_NE(file, nullptr);
-  const TempFolder folder;
-  LMImport other;
-  const String name = FromUtf8(folder.Write("demo.lmc", DemoRecording()));
-  SampleTable<Integer> shipped;
-  SampleTable<Integer> made;
-  for (Integer i = 1; i <= 2; ++i) {
-    LMIFilePtr opened;
-    ASSERT_TRUE(import.OpenFile(FromUtf8(DEMO_FOLDER "/demo.lmc"), opened));
-    opened->Block(i)->GetDataIntegerArray(1, 2000, shipped);
-    ASSERT_TRUE(import.OpenFile(name, opened));
-    opened->Block(i)->GetDataIntegerArray(1, 2000, made);
-    EXPECT_TRUE(std::ranges::equal(shipped.Values(), made.Values())) << "run make_samples";
-  }
-}
 
 }  // namespace
 }  // namespace lmimport::test

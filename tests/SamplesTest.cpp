@@ -1,14 +1,12 @@
 // Real recordings against what independent readers found in them.
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "support/Builders.h"
+#include "model/Date.h"
+#include "support/ImportTest.h"
 
 namespace lmimport::test {
 namespace {
@@ -18,19 +16,15 @@ using nlohmann::json;
 // The recordings whose readers are there.
 const char* const Expected[] = {"AUTO.WDQ"};
 
-std::string IsoText(Date date) {
-  using namespace std::chrono;
-  const auto stamp =
-      sys_days(year{1899} / 12 / 30) + seconds(static_cast<std::int64_t>(std::round(date * 86400)));
-  const auto day = floor<days>(stamp);
-  const year_month_day calendar(day);
-  const hh_mm_ss time(stamp - day);
-  char text[32];
-  std::snprintf(text, sizeof(text), "%04d-%02u-%02uT%02d:%02d:%02d", int{calendar.year()},
-                unsigned{calendar.month()}, unsigned{calendar.day()},
-                static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
-                static_cast<int>(time.seconds().count()));
-  return text;
+// "1990-08-10T15:45:35", with or without a fraction of the second.
+Date DateOf(const std::string& iso) {
+  int part[5] = {};
+  double second = 0;
+  EXPECT_EQ(std::sscanf(iso.c_str(), "%d-%d-%dT%d:%d:%lf", &part[0], &part[1], &part[2], &part[3],
+                        &part[4], &second),
+            6);
+  return DateSerial(part[0], part[1], part[2]) + TimeSerial(part[3], part[4], 0) +
+         second / SecondsPerDay;
 }
 
 bool Stated(const json& entry, const char* key) {
@@ -81,7 +75,8 @@ void CompareBlock(LMIBlock& block, const json& expected) {
   EXPECT_NEAR(block.SamplingRate(), rate, 1e-6 * rate);
   EXPECT_EQ(block.SizeChannel(), expected["SizeChannel"].get<Long>());
   if (Stated(expected, "StartDateTime_iso")) {
-    EXPECT_EQ(IsoText(block.StartDateTime()), expected["StartDateTime_iso"].get<std::string>());
+    EXPECT_NEAR(block.StartDateTime(), DateOf(expected["StartDateTime_iso"]),
+                0.002 / SecondsPerDay);
   }
   const json comments = expected.value("comments", json::array());
   ASSERT_EQ(block.CommentCount(), static_cast<Long>(comments.size()));
@@ -95,34 +90,32 @@ void CompareBlock(LMIBlock& block, const json& expected) {
     CompareChannel(block, i, expected["channels"][static_cast<std::size_t>(i - 1)]);
 }
 
-TEST(Samples, AgreeWithIndependentReaders) {
+using Samples = ImportTest;
+
+TEST_F(Samples, AgreeWithIndependentReaders) {
   const std::filesystem::path source = REAL_SAMPLES_FOLDER;
   if (!exists(source)) GTEST_SKIP() << "the real recordings are not beside the project";
   const json all = json::parse(std::ifstream(source / "expected.json"));
-  const TempFolder folder;
-  const Environment english("LC_ALL", "C");
   for (const std::string name : Expected) {
     SCOPED_TRACE(name);
     const auto found =
         std::find_if(all.begin(), all.end(), [&name](const json& e) { return e["file"] == name; });
     ASSERT_NE(found, all.end());
     const json& entry = *found;
-    const std::string copy = folder.PathOf(name);
+    const std::string copy = folder_.PathOf(name);
     copy_file(source / name, copy);
-    LMImport import;
-    LMIFilePtr file;
-    ASSERT_EQ(import.OpenFile(FromUtf8(copy), file), entry["opens"].get<bool>());
-    if (!file) {
-      EXPECT_EQ(ToUtf8(import.ErrorString()), entry["error_string"].get<std::string>());
+    ASSERT_EQ(Open(copy), entry["opens"].get<bool>());
+    if (!file_) {
+      EXPECT_EQ(Error(), entry["error_string"].get<std::string>());
       continue;
     }
-    EXPECT_EQ(file->FileType(), entry["FileType"].get<Long>());
-    EXPECT_EQ(file->FileSubType(), entry["FileSubType"].get<Long>());
-    EXPECT_EQ(ToUtf8(file->Notes()), entry.value("FileNotes", ""));
+    EXPECT_EQ(file_->FileType(), entry["FileType"].get<Long>());
+    EXPECT_EQ(file_->FileSubType(), entry["FileSubType"].get<Long>());
+    EXPECT_EQ(ToUtf8(file_->Notes()), entry.value("FileNotes", ""));
     const json& blocks = entry["blocks"];
-    ASSERT_EQ(file->BlockCount(), static_cast<Integer>(blocks.size()));
-    for (Integer i = 1; i <= file->BlockCount(); ++i)
-      CompareBlock(*file->Block(i), blocks[static_cast<std::size_t>(i - 1)]);
+    ASSERT_EQ(file_->BlockCount(), static_cast<Integer>(blocks.size()));
+    for (Integer i = 1; i <= file_->BlockCount(); ++i)
+      CompareBlock(*file_->Block(i), blocks[static_cast<std::size_t>(i - 1)]);
   }
 }
 

@@ -77,28 +77,12 @@ TEST(ParseNumber, TakesTheLeadingNumber) {
   const struct {
     const char16_t* Text;
     double Value;
-  } rows[] = {{u" 12.5 ", 12.5},
-              {u"-3,25 mV", -3.25},
-              {u"+7", 7},
-              {u"\t.5", 0.5},
-              {u"1.5e3x", 1500},
-              {u"2E-2", 0.02},
-              {u"4e", 4},
-              {u"5e+", 5},
-              {u"1,2,3", 1.2},
-              {u"1.234,5", 1.234},
-              {u"6.", 6},
-              {u"", 0},
-              {u"abc", 0},
-              {u".", 0},
-              {u"-", 0},
-              {u"- 1", 0},
-              {u"inf", 0},
-              {u"0x10", 0},
-              {u"1e999", Infinity},
-              {u"-1e999", -Infinity},
-              {u"1e-999", 0},
-              {u"0.0e999", 0}};
+  } rows[] = {// clang-format off
+      {u" 12.5 ", 12.5}, {u"-3,25 mV", -3.25}, {u"+7", 7}, {u"\t.5", 0.5}, {u"1.5e3x", 1500},
+      {u"2E-2", 0.02}, {u"4e", 4}, {u"5e+", 5}, {u"1,2,3", 1.2}, {u"1.234,5", 1.234}, {u"6.", 6},
+      {u"", 0}, {u"abc", 0}, {u".", 0}, {u"-", 0}, {u"- 1", 0}, {u"inf", 0}, {u"0x10", 0},
+      {u"1e999", Infinity}, {u"-1e999", -Infinity}, {u"1e-999", 0}, {u"0.0e999", 0}};
+  // clang-format on
   for (const auto& row : rows) {
     EXPECT_EQ(ParseDouble(row.Text), row.Value) << ToUtf8(row.Text);
     EXPECT_EQ(ParseSingle(row.Text), static_cast<Single>(row.Value)) << ToUtf8(row.Text);

@@ -20,7 +20,7 @@ void AppendBlock(Bytes& file, const ChartBlock& block) {
   const auto dataBytes = static_cast<int>(block.Samples.size() * 2);
   file.Text(block.Signature).Int32(block.SizeChannel.value_or(frames)).Real32(block.Rate);
   file.Int8(14).Zeros(3);
-  file.CountedText("Model X").CountedText(" Run ").CountedText("block notes").CountedText("");
+  file.CountedText("Model X").CountedText(" Run ").CountedText(" block notes").CountedText("");
   file.CountedText("block pad").CountedText("");
   file.Real64(40000.25).Int32(0);
   file.Int16(block.ChannelCount.value_or(static_cast<int>(channels))).Int16(0);
@@ -38,13 +38,14 @@ void AppendBlock(Bytes& file, const ChartBlock& block) {
 }  // namespace
 
 std::string Chart::Build() const {
+  const int channels = ChannelCount.value_or(static_cast<int>(Channels.size()));
   Bytes file;
-  file.Text("LMC").Int8(0).Int16(Major).Int16(Minor).Int16(7).Int16(ChannelCount).Int32(0);
+  file.Text("LMC").Int8(0).Int16(Major).Int16(Minor).Int16(7).Int16(channels).Int32(0);
   file.Int16(BlockCount.value_or(static_cast<int>(Blocks.size()))).Int16(5).Int32(-1).Zeros(16);
   file.CountedText("name").CountedText("file notes").CountedText("").CountedText("file pad");
-  file.Zeros(8 + 64 + 8 + 32 * static_cast<std::size_t>(ChannelCount));
-  for (std::size_t i = 0; i < Titles.size(); ++i) {
-    file.Text(ChannelSignature).Zeros(28).CountedText(Titles[i]).CountedText(Units[i]);
+  file.Zeros(8 + 64 + 8 + 32 * static_cast<std::size_t>(channels));
+  for (const auto& [title, unit] : Channels) {
+    file.Text(ChannelSignature).Zeros(28).CountedText(title).CountedText(unit);
     file.Int32(0).Real32(0).Int32(0).Int32(0);
     file.CountedText("a").CountedText("").CountedText("b").CountedText("").Zeros(12);
   }
@@ -60,7 +61,7 @@ std::string WinDaq::Build() const {
   file.Int16(static_cast<int>(headerSize)).Int32(DataBytes.value_or(samplesSize));
   file.Int32(TrailerBytes.value_or(static_cast<int>(Markers.size() * 4)));
   file.Int16(AnnotationBytes.value_or(static_cast<int>(Annotations.size())));
-  file.PadTo(28).Real64(Interval).Int32(StartTime).Int32(EndTime);
+  file.PadTo(28).Real64(0.5).Int32(StartTime).Int32(EndTime);
   file.PadTo(100).Int16(Flags).PadTo(110);
   for (const WinDaqChannel& channel : Channels) {
     const std::size_t start = file.Size();

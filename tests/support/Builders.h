@@ -3,7 +3,6 @@
 
 #include <lmimport/lmimport.h>
 
-#include <cstring>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -20,18 +19,12 @@ class Bytes {
   Bytes& Int32(std::int64_t value) { return Append(static_cast<std::uint32_t>(value)); }
   Bytes& Real32(float value) { return Append(value); }
   Bytes& Real64(double value) { return Append(value); }
-  Bytes& Text(std::string_view text) {
-    bytes_ += text;
-    return *this;
-  }
+  Bytes& Text(std::string_view text) { return bytes_ += text, *this; }
+  Bytes& Zeros(std::size_t count) { return bytes_.append(count, '\0'), *this; }
+  Bytes& PadTo(std::size_t size) { return Zeros(size - bytes_.size()); }
   Bytes& CountedText(std::string_view text) {
     return Int32(static_cast<std::int64_t>(text.size())).Text(text);
   }
-  Bytes& Zeros(std::size_t count) {
-    bytes_.append(count, '\0');
-    return *this;
-  }
-  Bytes& PadTo(std::size_t size) { return Zeros(size - bytes_.size()); }
 
   const std::string& Get() const { return bytes_; }
   std::size_t Size() const { return bytes_.size(); }
@@ -39,8 +32,7 @@ class Bytes {
  private:
   template <class T>
   Bytes& Append(T value) {
-    bytes_.append(reinterpret_cast<const char*>(&value), sizeof(value));
-    return *this;
+    return Text({reinterpret_cast<const char*>(&value), sizeof(value)});
   }
   std::string bytes_;
 };
@@ -53,18 +45,19 @@ struct ChartComment {
   std::string Text;
 };
 
+/// What is not stated counts itself from the rest.
 struct ChartBlock {
   std::string Signature = "ADBl";
   float Rate = 1000;
   std::vector<int> ChannelIndex = {0, 1};
   std::vector<float> Scale = {100, 200};
   std::vector<float> Offset = {0, 5};
-  std::vector<int> Samples = {};  // interleaved
+  std::vector<int> Samples = {100, 200, -100, -200, 50, 60};  // interleaved
   std::optional<int> SizeChannel = {};
   std::optional<int> ChannelCount = {};
   std::optional<int> ChunkSize = {};
   std::string ChunkId = "data";
-  std::vector<ChartComment> Comments = {};
+  std::vector<ChartComment> Comments = {{2, "begin"}};
   std::optional<int> CommentCount = {};
 };
 
@@ -72,13 +65,12 @@ struct ChartBlock {
 struct Chart {
   int Major = 3;
   int Minor = 2;
-  int ChannelCount = 2;
+  std::optional<int> ChannelCount = {};
   std::optional<int> BlockCount = {};
-  std::vector<std::string> Titles = {"Pressure", "Flow"};
-  std::vector<std::string> Units = {"mmHg", "l/s"};
   std::string ChannelSignature = "ADCh";
-  std::vector<ChartBlock> Blocks = {
-      ChartBlock{.Samples = {100, 200, -100, -200, 50, 60}, .Comments = {{2, "begin"}}}};
+  std::vector<std::pair<std::string, std::string>> Channels = {{"Pressure", "mmHg"},
+                                                               {"Flow", "l/s"}};
+  std::vector<ChartBlock> Blocks = {ChartBlock{}};
 
   std::string Build() const;
 };
@@ -93,7 +85,6 @@ struct WinDaqChannel {
 struct WinDaq {
   std::optional<int> ChannelField = {};
   std::vector<WinDaqChannel> Channels = {{0.5, 1, "V"}, {2, -1, "degC"}};
-  double Interval = 0.5;
   int StartTime = 86400;
   int EndTime = 86400 + 2;
   int Flags = 2;  // HiRes
@@ -142,8 +133,15 @@ class Environment {
   std::optional<std::string> before_;
 };
 
-/// The most bytes that lay on the heap at one time since the last call.
-std::size_t PeakHeapBytes();
+/// The most bytes that came to the heap since this was made, above those that lay there.
+class HeapUse {
+ public:
+  HeapUse();
+  std::size_t Peak() const;
+
+ private:
+  std::size_t before_;
+};
 
 /// From now on, `count` allocations succeed and the one behind them throws std::bad_alloc, once; a
 /// negative count lets all succeed.
