@@ -1,4 +1,5 @@
-// The commands of lmi. Each gives the exit status: 0, or 1 when a file failed.
+// The commands of lmi. Each gives the exit status: 0, or 1 when a file failed, where nothing else
+// is said.
 #pragma once
 
 #include <lmimport/lmimport.h>
@@ -8,6 +9,10 @@
 
 namespace lmi {
 
+/// The file, or a null pointer and why there is none.
+lmimport::LMIFilePtr OpenOrExplain(lmimport::LMImport& import, const std::string& name,
+                                   std::string& failure);
+
 struct InfoOptions {
   std::vector<std::string> Files;
   bool Json = false;
@@ -15,8 +20,11 @@ struct InfoOptions {
 
 int Info(lmimport::LMImport& import, const InfoOptions& options);
 
-enum class Output { Integer, Single, Double };
-enum class Format { Csv, Raw };
+/// The findings of each file, one line each. 3 when there is a warning and no file failed.
+int Check(lmimport::LMImport& import, const InfoOptions& options);
+
+/// The table of filters.
+int Formats(const lmimport::LMImport& import);
 
 struct ReadOptions {
   std::string File;
@@ -24,8 +32,8 @@ struct ReadOptions {
   std::vector<std::string> Channels;  // numbers from 1 or titles; none: all
   lmimport::Long Start = 1;
   lmimport::Long Count = INT32_MAX;  // the rest of the block
-  Output As = Output::Double;
-  Format Form = Format::Csv;
+  std::string As = "double";         // or "integer", "single"
+  std::string Format = "csv";        // or "raw"
   bool Times = false;
 };
 

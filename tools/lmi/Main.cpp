@@ -1,11 +1,10 @@
 // The command line: what is asked for, and with which defaults. Exit status 0, 1 when a file
-// failed, 2 when the command line makes no sense.
+// failed, 2 when the command line makes no sense; check has 3, too.
 #include <CLI/CLI.hpp>
 #include <csignal>
-#include <functional>
-#include <map>
 
 #include "Commands.h"
+#include "Output.h"
 #include "Text.h"
 
 namespace {
@@ -46,19 +45,15 @@ void Apply(const Defaults& defaults, lmimport::LMImport& import) {
   lmimport::SetCodePage(defaults.CodePage);
 }
 
-void AddInfo(CLI::App& app, Defaults& defaults, lmi::InfoOptions& options) {
-  CLI::App* info = app.add_subcommand("info", "show what recordings are");
+void AddInfo(CLI::App& app, const char* name, const char* what, Defaults& defaults,
+             lmi::InfoOptions& options) {
+  CLI::App* info = app.add_subcommand(name, what);
   info->add_option("FILE", options.Files, "recordings")->required();
   info->add_flag("--json", options.Json, "for programs, with the names of the interface");
   AddDefaults(*info, defaults);
 }
 
 void AddRead(CLI::App& app, Defaults& defaults, lmi::ReadOptions& options) {
-  const std::map<std::string, lmi::Output> outputs = {{"integer", lmi::Output::Integer},
-                                                      {"single", lmi::Output::Single},
-                                                      {"double", lmi::Output::Double}};
-  const std::map<std::string, lmi::Format> formats = {{"csv", lmi::Format::Csv},
-                                                      {"raw", lmi::Format::Raw}};
   CLI::App* read = app.add_subcommand("read", "write samples to standard output");
   read->add_option("FILE", options.File, "recording")->required();
   read->add_option("--block", options.Block, "block, from 1")->check(CLI::PositiveNumber);
@@ -68,10 +63,14 @@ void AddRead(CLI::App& app, Defaults& defaults, lmi::ReadOptions& options) {
   read->add_option("--count", options.Count, "frames; without it, to the end of the block")
       ->check(CLI::PositiveNumber);
   read->add_option("--as", options.As, "integer (counts), single or double (values)")
-      ->transform(CLI::CheckedTransformer(outputs, CLI::ignore_case));
-  read->add_option("--format", options.Form, "csv, or raw: little-endian, frame by frame")
-      ->transform(CLI::CheckedTransformer(formats, CLI::ignore_case));
+      ->check(CLI::IsMember({"integer", "single", "double"}));
+  read->add_option("--format", options.Format, "csv, or raw: little-endian, frame by frame")
+      ->check(CLI::IsMember({"csv", "raw"}));
   read->add_flag("--times", options.Times, "seconds from the start as the first column of csv");
+  read->final_callback([&options] {
+    if (options.Times && options.Format == "raw")
+      throw CLI::ValidationError("--times", "has no place in --format raw");
+  });
   AddDefaults(*read, defaults);
 }
 
@@ -83,14 +82,18 @@ int Run(int argc, char** argv) {
   Defaults defaults;
   lmi::InfoOptions info;
   lmi::ReadOptions read;
-  AddInfo(app, defaults, info);
+  AddInfo(app, "info", "show what recordings are", defaults, info);
+  AddInfo(app, "check", "list what is wrong with recordings, or misleading", defaults, info);
   AddRead(app, defaults, read);
+  app.add_subcommand("formats", "list the formats and their files");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : UsageError;
   }
   Apply(defaults, import);
+  if (app.got_subcommand("formats")) return lmi::Formats(import);
+  if (app.got_subcommand("check")) return lmi::Check(import, info);
   return app.got_subcommand("info") ? lmi::Info(import, info) : lmi::Read(import, read);
 }
 
@@ -101,6 +104,11 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   try {
     return Run(argc, argv);
+  } catch (const lmi::OutputClosed&) {
+    return 0;
+  } catch (const lmi::OutputFailed& failure) {
+    lmi::PrintFailure("standard output", failure.Reason);
+    return 1;
   } catch (const std::exception& fault) {
     lmi::PrintFailure("lmi", fault.what());
     return 1;

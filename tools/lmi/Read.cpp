@@ -5,14 +5,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <stdexcept>
-#include <system_error>
 
 #include "Commands.h"
+#include "Output.h"
 #include "Text.h"
 
 namespace lmi {
@@ -21,21 +20,6 @@ namespace {
 using namespace lmimport;
 
 constexpr std::size_t PieceSamples = 1 << 18;
-
-// The reader of the other end of a pipe has gone: no failure, only the end.
-struct OutputClosed {};
-
-void Write(const void* data, std::size_t size) {
-  if (size == 0 || std::fwrite(data, 1, size, stdout) == size) return;
-  if (errno == EPIPE) throw OutputClosed();
-  throw std::system_error(errno, std::generic_category(), "Can't write the output");
-}
-
-void Flush() {
-  if (std::fflush(stdout) == 0) return;
-  if (errno == EPIPE) throw OutputClosed();
-  throw std::system_error(errno, std::generic_category(), "Can't write the output");
-}
 
 // A percentage on the terminal, for reads that take longer than a moment.
 class Progress {
@@ -48,7 +32,7 @@ class Progress {
   Progress& operator=(const Progress&) = delete;
 
   void Show(Long done) {
-    if (Clock::now() < shown_ || ::isatty(STDERR_FILENO) == 0) return;
+    if (Clock::now() < shown_ || !wanted_) return;
     fmt::print(stderr, "\r{:3.0f} %", 100.0 * done / total_);
     shown_ = Clock::now() + Interval;
     visible_ = true;
@@ -58,6 +42,8 @@ class Progress {
   using Clock = std::chrono::steady_clock;
   static constexpr std::chrono::milliseconds FirstAfter{1000};
   static constexpr std::chrono::milliseconds Interval{100};
+  // Not between samples that go to the same terminal.
+  const bool wanted_ = ::isatty(STDERR_FILENO) != 0 && ::isatty(STDOUT_FILENO) == 0;
   Long total_;
   Clock::time_point shown_;
   bool visible_ = false;
@@ -128,13 +114,15 @@ std::string CsvField(const std::string& text) {
   return quoted + "\"";
 }
 
-void WriteCsvHead(const LMIBlock& block, const std::vector<Integer>& channels, bool times) {
-  std::string line = times ? "Time [s]" : "";
+void WriteCsvHead(const LMIBlock& block, const std::vector<Integer>& channels,
+                  const ReadOptions& options) {
+  std::string line = options.Times ? "Time [s]" : "";
   for (const Integer channel : channels) {
     std::string name = OneLine(block.ChannelTitle(channel));
     if (name.empty()) name = fmt::format("Channel {}", channel);
     const std::string unit = OneLine(block.ChannelUnitName(channel));
-    if (!unit.empty()) name += fmt::format(" [{}]", unit);
+    // Counts are in no unit.
+    if (!unit.empty() && options.As != "integer") name += fmt::format(" [{}]", unit);
     if (!line.empty()) line += ',';
     line += CsvField(name);
   }
@@ -169,12 +157,13 @@ void WriteSamples(LMIBlock& block, const std::vector<Integer>& channels,
   const double rate = block.SamplingRate();
   const std::int64_t end =
       std::min<std::int64_t>(block.SizeChannel(), std::int64_t{options.Start} + options.Count - 1);
-  if (options.Form == Format::Csv) WriteCsvHead(block, channels, options.Times);
+  const bool raw = options.Format == "raw";
+  if (!raw) WriteCsvHead(block, channels, options);
   Progress progress(static_cast<Long>(std::max<std::int64_t>(1, end - options.Start + 1)));
   for (std::int64_t frame = options.Start; frame <= end;) {
     const auto first = static_cast<Long>(frame);
     const std::span<const T> samples = selection.Read(first, static_cast<Long>(end - frame + 1));
-    if (options.Form == Format::Raw) {
+    if (raw) {
       Write(samples.data(), samples.size_bytes());
     } else {
       WriteCsv(samples, selection.Channels(), first, options.Times ? &rate : nullptr);
@@ -216,41 +205,35 @@ std::vector<Integer> FindChannels(const LMIBlock& block, const std::vector<std::
   return channels;
 }
 
-void ReadFile(LMImport& import, const ReadOptions& options) {
-  LMIFilePtr file;
-  if (!import.OpenFile(FromUtf8(options.File), file))
-    throw std::runtime_error(ToUtf8(import.ErrorString()));
-  for (const Finding& finding : Findings()) {
-    if (finding.Warning)
-      fmt::print(stderr, "lmi: {}: warning: {}\n", options.File, OneLine(finding.Text));
-  }
-  const LMIBlockPtr block = options.Block >= 1 ? file->Block(options.Block) : LMIBlockPtr();
+void ReadFile(LMIFile& file, const ReadOptions& options) {
+  const LMIBlockPtr block = file.Block(options.Block);
   if (!block)
     throw std::invalid_argument(
-        fmt::format("there is no block {} among the {}", options.Block, file->BlockCount()));
+        fmt::format("there is no block {} among the {}", options.Block, file.BlockCount()));
   const std::vector<Integer> channels = FindChannels(*block, options.Channels);
-  switch (options.As) {
-    case Output::Integer:
-      return WriteSamples<Integer>(*block, channels, options);
-    case Output::Single:
-      return WriteSamples<Single>(*block, channels, options);
-    case Output::Double:
-      return WriteSamples<Double>(*block, channels, options);
-  }
+  if (options.As == "integer") return WriteSamples<Integer>(*block, channels, options);
+  if (options.As == "single") return WriteSamples<Single>(*block, channels, options);
+  WriteSamples<Double>(*block, channels, options);
 }
 
 }  // namespace
 
 int Read(LMImport& import, const ReadOptions& options) {
-  try {
-    ReadFile(import, options);
-    return 0;
-  } catch (const OutputClosed&) {
-    return 0;
-  } catch (const std::exception& fault) {
-    PrintFailure(options.File, fault.what());
-    return 1;
+  std::string failure;
+  const LMIFilePtr file = OpenOrExplain(import, options.File, failure);
+  if (file) {
+    for (const Finding& finding : Findings()) {
+      if (finding.Warning) PrintFailure(options.File, "warning: " + ToUtf8(finding.Text));
+    }
+    try {
+      ReadFile(*file, options);
+    } catch (const std::exception& fault) {
+      failure = fault.what();
+    }
   }
+  if (failure.empty()) return 0;
+  PrintFailure(options.File, failure);
+  return 1;
 }
 
 }  // namespace lmi

@@ -26,20 +26,51 @@ std::string DateText(lmimport::Date date, char between) {
                      time.subseconds().count());
 }
 
-std::string OneLine(const lmimport::String& text) {
-  lmimport::String line = text;
-  for (char16_t& c : line) {
-    if (c < u' ' || (c >= 0x7f && c < 0xa0)) c = u' ';
+std::string SecondsText(double frames, double rate) {
+  return rate > 0 ? fmt::format("{:.3f} s", frames / rate) : "-";
+}
+
+std::string OneLine(lmimport::String text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    char16_t& c = text[i];
+    const bool pair =
+        (c & 0xfc00) == 0xd800 && i + 1 < text.size() && (text[i + 1] & 0xfc00) == 0xdc00;
+    const bool control = c < u' ' || (c >= 0x7f && c < 0xa0);
+    const bool direction = (c >= 0x202a && c <= 0x202e) || (c >= 0x2066 && c <= 0x2069);
+    if (pair) {
+      ++i;
+    } else if (control || direction || (c & 0xf800) == 0xd800) {
+      c = u' ';
+    }
   }
-  return lmimport::ToUtf8(line);
+  return lmimport::ToUtf8(text);
+}
+
+std::string FindingText(const lmimport::Finding& finding) {
+  return fmt::format("{} {}, at byte {}: {}", finding.Warning ? "warning" : "note", finding.Code,
+                     finding.Position, OneLine(finding.Text));
+}
+
+nlohmann::ordered_json FindingsToJson() {
+  auto list = nlohmann::ordered_json::array();
+  for (const lmimport::Finding& finding : lmimport::Findings())
+    list.push_back({{"Warning", finding.Warning},
+                    {"Code", finding.Code},
+                    {"Position", finding.Position},
+                    {"Text", lmimport::ToUtf8(finding.Text)}});
+  return list;
+}
+
+std::string JsonText(const nlohmann::ordered_json& value) {
+  return value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 void PrintFailure(std::string_view file, std::string_view reason) {
-  if (reason.find(file) == std::string_view::npos) {
-    fmt::print(stderr, "lmi: {}: {}\n", file, reason);
-  } else {
-    fmt::print(stderr, "lmi: {}\n", reason);
-  }
+  const std::string quoted = fmt::format("\"{}\"", file);
+  const std::string line = OneLine(lmimport::FromUtf8(reason.find(quoted) == std::string_view::npos
+                                                          ? fmt::format("{}: {}", file, reason)
+                                                          : std::string(reason)));
+  fmt::print(stderr, "lmi: {}\n", line);
 }
 
 }  // namespace lmi
