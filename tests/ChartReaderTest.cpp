@@ -121,7 +121,7 @@ TEST_F(ChartReaderTest, SaysWhatAFileLacks) {
   ASSERT_TRUE(Open("f.lmc", Chart{.BlockCount = 9, .Blocks = {block}}.Build()));
   EXPECT_LT(heap.Peak(), 1U << 20);
   EXPECT_EQ(FindingCodes(),
-            (Codes{"data-beyond-chunk", "comments-cut", "blocks-cut", "comments-behind-end"}));
+            (Codes{"comments-cut", "blocks-cut", "data-beyond-chunk", "comments-behind-end"}));
   EXPECT_EQ(file_->Block(1)->CommentCount(), 3);  // those two, and 12 zero bytes that make a third
 }
 

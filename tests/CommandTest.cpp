@@ -74,7 +74,7 @@ TEST_F(CommandTest, ReadWritesCsv) {
     const char* Text;
   } rows[] = {
       {"", "Pressure [mmHg],Flow [l/s]\n1,6\n-1,4\n0.5,5.3\n"},
-      {"--channel Flow --as integer --start 2", "Flow [l/s]\n-200\n60\n"},
+      {"--channel Flow --as integer --start 2", "Flow\n-200\n60\n"},
       {"--channel 2 --channel 1 --count 1", "Flow [l/s],Pressure [mmHg]\n6,1\n"},
       {"--times --channel 1 --start 3 --as single", "Time [s],Pressure [mmHg]\n0.002,0.5\n"},
       {"--start 4", "Pressure [mmHg],Flow [l/s]\n"}};

@@ -36,9 +36,9 @@ TEST_F(OpenPipelineTest, SaysWhatIsWrong) {
     const char* Russian;
   } rows[] = {{"short.wdq", "LMC", "No data in the file", "Нет данных в файле"},
               {"empty.lmc", "", "No data in the file", "Нет данных в файле"},
-              {"four.bin", "abcd", "Unsupported file format", "Неподдерживаемый формат файла"},
-              {"magic comes first.wdq", "RIFF" + std::string(200, 'x'), "Unsupported file format",
-               "Неподдерживаемый формат файла"},
+              {"one frame.bin", "abcde", "", ""},
+              {"magic comes first.wdq", "LMC" + std::string(1, '\0') + std::string(9, 'x'),
+               "Unknown file format", "Неизвестный формат файла"},
               {"old.lmc", Chart{.Minor = 1}.Build(), "Unsupported file format (v3.1)",
                "Неподдерживаемый формат файла (v3.1)"},
               {"extension comes before AR.wdq", "ARxx" + std::string(200, 'x'),
@@ -134,22 +134,27 @@ TEST_F(OpenPipelineTest, SaysWhatItIsAndKnows) {
   }
 }
 
-TEST_F(OpenPipelineTest, NamesAFormatThatItRefuses) {
+TEST_F(OpenPipelineTest, NamesAFormatThatIsNotRead) {
+  const std::string zip = "PK\x03\x04" + std::string(200, 'x');
   const struct {
     const char* Name;
     std::string Bytes;
+    bool Opens;
     const char* Text;
-  } rows[] = {{"a.abf", Bytes().Text("ABF2").Int32(0x02060005).Zeros(20).Get(), "version 2.6.0.5"},
-              {"a.gdf", "GDF 2.20 and so on", "version 2.20"},
-              {"a.wdq", "PK\x03\x04" + std::string(200, 'x'), "ZIP archive"},
-              {"a.BDF", std::string(200, 'x'), "is named like BDF"}};
+  } rows[] = {
+      {"a.abf", Bytes().Text("ABF2").Int32(0x02ff0005).Zeros(9).Get(), true, "version 2.255.0.5,"},
+      {"a.gdf", "GDF 2.20 and so on", true, "version 2.20, and is shown as raw"},
+      {"a.wdq", zip, false, "ZIP archive, a format that isn't read"},
+      {"a.dat", zip, true, "ZIP archive, and is shown as raw"},
+      {"a.BDF", std::string(200, '\1'), true, "is named like BDF"},
+      {"a.csv", "time,value\n0.0,1.5\n", true, "begins like text"}};
   for (const auto& row : rows) {
-    EXPECT_FALSE(Open(row.Name, row.Bytes));
+    EXPECT_EQ(Open(row.Name, row.Bytes), row.Opens) << row.Name;
     ASSERT_EQ(FindingCodes(), Codes{"format-not-read"}) << row.Name;
     const std::string text = ToUtf8(Findings()[0].Text);
     EXPECT_NE(text.find(row.Text), std::string::npos) << text;
   }
-  ASSERT_TRUE(Open("good.lmc", Chart().Build()));
+  ASSERT_TRUE(Open("noise.dat", std::string(200, '\1')));
   EXPECT_EQ(FindingCodes(), Codes{});
 }
 

@@ -14,7 +14,13 @@ namespace {
 using nlohmann::json;
 
 // The recordings whose readers are there.
-const char* const Expected[] = {"AUTO.WDQ"};
+const char* const Expected[] = {"AUTO.WDQ",
+                                "sox_stereo.wav",
+                                "octave_list.wav",
+                                "test-8000Hz-le-2ch-1byteu.wav",
+                                "test-8000Hz-le-3ch-5S-24bit.wav",
+                                "test-44100Hz-2ch-32bit-float-le.wav",
+                                "test-8000Hz-le-4ch-9S-12bit.wav"};
 
 // "1990-08-10T15:45:35", with or without a fraction of the second.
 Date DateOf(const std::string& iso) {

@@ -78,6 +78,7 @@ class LMIMPORT_API LMIBlock {
 
   /// The same reads into an array that is dimensioned for the part of the range that lies in the
   /// block. It is left alone when that is empty; a wrong ChannelIndex gives zeros and the result 0.
+  /// A damaged header can claim more samples than there is memory for: std::bad_alloc then.
   Long GetChannelIntegerArray(Integer ChannelIndex, Long SampleStart, Long SampleCount,
                               std::vector<Integer>& DataArray);
   Long GetChannelSingleArray(Integer ChannelIndex, Long SampleStart, Long SampleCount,
@@ -93,6 +94,7 @@ class LMIMPORT_API LMIBlock {
   LMIBlock();
   const BlockRec* Record() const;
   const BlockRec* RecordWithChannel(Integer channelIndex) const;
+  const BlockRec* RecordWithComment(Long commentIndex) const;
 
   std::uint64_t thread_;
   Integer blockNumber_ = -1;  // from 0; -1 for an invalid object

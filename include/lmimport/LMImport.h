@@ -60,6 +60,9 @@ class LMIMPORT_API LMImport {
   LMIFilePtr SelectAndOpenFileObject();
 
  private:
+  template <class T>
+  T OnOwnThread(T value) const;
+
   std::uint64_t thread_;
 };
 

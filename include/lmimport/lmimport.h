@@ -1,6 +1,7 @@
 // Everything a host needs.
 #pragma once
 
+#include <lmimport/FileSelector.h>
 #include <lmimport/Findings.h>
 #include <lmimport/LMIBlock.h>
 #include <lmimport/LMIFile.h>

@@ -53,7 +53,9 @@ class Frames {
       : file_(file),
         channels_(static_cast<std::size_t>(block.ChannelCount)),
         count_(static_cast<std::size_t>(count)),
-        position_(block.DataPtr + (std::int64_t{start} - 1) * block.ChannelCount * Width) {}
+        position_(block.DataPtr + (std::int64_t{start} - 1) * block.ChannelCount * Width) {
+    file.DropWindow();  // a recorder may have written its samples since
+  }
 
   /// All of them with one read, straight to the target.
   void ReadAll(Stored* target) const { ReadPart(0, count_, target); }

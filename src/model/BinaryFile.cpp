@@ -34,19 +34,20 @@ bool BinaryFile::Open(const String& Path, bool ReadOnly, Long /*Attributes*/, Lo
 }
 
 bool BinaryFile::Create(const String& Path, Long Attributes, Long ShareMode) {
-  const bool temporary = Attributes == TemporaryFile;
+  const bool temporary = (Attributes & DeleteOnClose) != 0;
   return OpenAs(Path, temporary ? platform::Access::CreateTemporary : platform::Access::Create,
                 ShareMode);
 }
 
 bool BinaryFile::OpenAs(const String& path, platform::Access access, Long shareMode) {
   Close();
+  lastError_.clear();
   std::error_code error = std::make_error_code(std::errc::invalid_argument);
   const std::string name = ToUtf8(path);
   if (name.find('\0') == std::string::npos) {
-    const bool writing = access != platform::Access::Read;
+    const bool alone = access != platform::Access::Read || shareMode == ShareNothing;
     const platform::Lock lock = shareMode == ShareReadingAndWriting ? platform::Lock::None
-                                : writing                           ? platform::Lock::Exclusive
+                                : alone                             ? platform::Lock::Exclusive
                                                                     : platform::Lock::Shared;
     error = file_.Open(name, access, lock);
   }

@@ -14,8 +14,10 @@ namespace lmimport {
 
 // The arguments of Open and Create.
 inline constexpr Long OrdinaryFile = 0x80;
-inline constexpr Long TemporaryFile = 0x4000100;  // gone with its close
-inline constexpr Long ShareReading = 1;           // others may read: no second writer is let in
+inline constexpr Long DeleteOnClose = 0x4000000;
+inline constexpr Long TemporaryFile = DeleteOnClose | 0x100;
+inline constexpr Long ShareNothing = 0;  // nobody else has it locked
+inline constexpr Long ShareReading = 1;  // others may read: no second writer is let in
 inline constexpr Long ShareReadingAndWriting = 3;
 
 /// One file, and a position in it where the next read or write begins. Numbers are little-endian.
@@ -68,6 +70,9 @@ class BinaryFile {
 
   template <class T>
   std::int64_t ReadArray(T* First, std::int64_t Count);
+
+  /// Forgets what the window holds: what is read next is what the file holds now.
+  void DropWindow() { windowFilled_ = 0; }
 
   /// One value; 0 where the file doesn't hold it whole.
   template <class T>

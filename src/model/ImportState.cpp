@@ -49,9 +49,22 @@ void ImportState::Warn(std::string_view code, std::int64_t position, const std::
   Found.push_back({true, code, position, FromUtf8(text)});
 }
 
+void ImportState::FillFileRec(Long signature, Integer versionMajor, Integer versionMinor) {
+  std::int64_t total = 0;
+  for (const BlockRec& block : Blocks) total += block.SizeChannel;
+  FileRec.Signature = signature;
+  FileRec.VersionMajor = versionMajor;
+  FileRec.VersionMinor = versionMinor;
+  FileRec.FileSamplingRate = Blocks.front().SamplingRate;
+  FileRec.ChannelCount = Blocks.front().ChannelCount;
+  FileRec.TotalSamples = HeldAsLong(total);
+  FileRec.BlockCount = static_cast<Integer>(Blocks.size());
+  FileRec.CurrentBlock = 0;
+}
+
 void ImportState::ResetStore() {
   if (!IsOpen) return;
-  Blocks = {};
+  Blocks = std::vector<BlockRec>();  // gives the memory back, too
   Channels = {};
   FileRec = {};
   FileHandle = 0;

@@ -1,6 +1,7 @@
 // The recording store of a thread: the one open file, its description, and the defaults.
 #pragma once
 
+#include <lmimport/FileSelector.h>
 #include <lmimport/Findings.h>
 
 #include <memory>
@@ -49,6 +50,8 @@ struct ImportState {
   std::vector<BlockRec> Blocks;
   std::shared_ptr<LMIFile> CurrentFile;
   std::unique_ptr<BinaryFile> DataFile;
+  std::shared_ptr<class FileSelector> FileSelector;  // made at its first use
+  bool Started = false;                              // the start routine has run on this thread
 
   std::optional<Refusal> RefusedFor;  // what the reader that gave false says, if anything
   std::string RefusalDetail;          // put behind the message as it stands
@@ -59,6 +62,10 @@ struct ImportState {
 
   void Note(std::string_view code, std::int64_t position, const std::string& text);
   void Warn(std::string_view code, std::int64_t position, const std::string& text);
+
+  /// The end of most readers: FileRec of the blocks as they stand, of which each has the channels
+  /// of the first.
+  void FillFileRec(Long signature, Integer versionMajor, Integer versionMinor);
 
   /// Back to no file; the error text, the findings and the defaults stay.
   void ResetStore();

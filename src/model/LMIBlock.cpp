@@ -97,6 +97,12 @@ const BlockRec* LMIBlock::RecordWithChannel(Integer channelIndex) const {
   return block;
 }
 
+const BlockRec* LMIBlock::RecordWithComment(Long commentIndex) const {
+  const BlockRec* block = Record();
+  if (block == nullptr || commentIndex < 1 || commentIndex > block->CommentCount) return nullptr;
+  return block;
+}
+
 Integer LMIBlock::BlockIndex() const {
   return Record() != nullptr ? static_cast<Integer>(blockNumber_ + 1) : Integer{0};
 }
@@ -194,15 +200,19 @@ Long LMIBlock::CommentCount() const {
 }
 
 Long LMIBlock::CommentPosition(Long CommentIndex) const {
-  const BlockRec* block = Record();
-  if (block == nullptr || CommentIndex < 1 || CommentIndex > block->CommentCount) return 0;
-  return block->Comments[static_cast<std::size_t>(CommentIndex - 1)].Position;
+  const BlockRec* block = RecordWithComment(CommentIndex);
+  if (block == nullptr) return 0;
+  const auto index = static_cast<std::size_t>(CommentIndex - 1);
+  if (index < block->Comments.size()) return block->Comments[index].Position;
+  const auto repeats = static_cast<std::int64_t>(index + 1 - block->Comments.size());
+  return HeldAsLong(block->Comments.back().Position + repeats * block->RepeatedCommentStep);
 }
 
 String LMIBlock::CommentText(Long CommentIndex) const {
-  const BlockRec* block = Record();
-  if (block == nullptr || CommentIndex < 1 || CommentIndex > block->CommentCount) return {};
-  return block->Comments[static_cast<std::size_t>(CommentIndex - 1)].Text;
+  const BlockRec* block = RecordWithComment(CommentIndex);
+  if (block == nullptr) return {};
+  const auto index = static_cast<std::size_t>(CommentIndex - 1);
+  return block->Comments[std::min(index, block->Comments.size() - 1)].Text;
 }
 
 Long LMIBlock::GetChannelInteger(Integer ChannelIndex, Long SampleStart, Long SampleCount,

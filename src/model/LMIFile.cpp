@@ -72,11 +72,11 @@ Long LMIFile::FileSubType() const {
 }
 
 void LMIFile::CloseInternal() {
+  ImportState& state = StateOf(thread_);
   for (const LMIBlockPtr& object : blockObjects_) {
     if (object) object->blockNumber_ = -1;
   }
   blockObjects_.clear();
-  ImportState& state = StateOf(thread_);
   if (state.CurrentFile.get() == this) state.ResetStore();
 }
 

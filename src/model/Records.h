@@ -78,7 +78,7 @@ struct ChannelRec {
 };
 
 struct CommentRec {
-  Long Position = 0;      // a sample position in the block, from 1
+  Long Position = 0;      // a sample position in the block, as the format states it
   Long CommentStamp = 0;  // chart
   String Text;
 };
@@ -107,6 +107,8 @@ struct BlockRec {
   std::int64_t DataPtr = 0;           // first byte of the first frame
   Long CommentCount = 0;
   std::vector<CommentRec> Comments;
+  Long RepeatedCommentStep = 0;  // where CommentCount is above Comments: the last one stands again,
+                                 // each time so many frames later
   std::array<Long, 3> ChartBlockTail{};
 
   /// Makes the three tables for that many channels: each channel its own global one, scales and

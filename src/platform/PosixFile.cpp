@@ -64,9 +64,15 @@ std::error_code TakeLock(int handle, Lock lock) {
   // Unlike a record lock, this one hangs on the open file itself: closing another handle of the
   // same file in this process leaves it alone.
   const int operation = (lock == Lock::Shared ? LOCK_SH : LOCK_EX) | LOCK_NB;
-  if (::flock(handle, operation) == 0) return {};
-  if (errno == EWOULDBLOCK) return std::make_error_code(std::errc::text_file_busy);
-  return {};  // a file system without locks
+  const auto busy = std::make_error_code(std::errc::text_file_busy);
+  // What fails otherwise is a file system without locks.
+  if (::flock(handle, operation) != 0 && errno == EWOULDBLOCK) return busy;
+  // Programs of the other kind of locks are looked for, too.
+  struct flock record {};
+  record.l_type = lock == Lock::Shared ? F_RDLCK : F_WRLCK;
+  record.l_whence = SEEK_SET;
+  const bool held = ::fcntl(handle, F_GETLK, &record) == 0 && record.l_type != F_UNLCK;
+  return held ? busy : std::error_code();
 }
 
 }  // namespace

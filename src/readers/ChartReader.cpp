@@ -57,7 +57,7 @@ class ChartFile {
   void ReadBlockTexts(BlockRec& block);
   BlockEnd ReadChannelTables(BlockRec& block);
   void ReadComments(BlockRec& block);
-  void CheckChunk(const BlockRec& block, Long chunkSize);
+  void NoteShortChunks();
 
   template <class T, std::size_t N>
   void ReadTable(std::array<T, N>& table) {
@@ -66,7 +66,9 @@ class ChartFile {
 
   ImportState& state_;
   BinaryFile& file_;
-  Long shortChunks_ = 0;  // blocks that claim more frames than their data chunk holds
+  std::int64_t chunkFrames_ = 0;     // what the data chunk of the block in hand holds
+  Long shortChunks_ = 0;             // blocks that claim more frames than their data chunk holds
+  std::size_t firstShortChunk_ = 0;  // from 0
 };
 
 bool ChartFile::Read() {
@@ -91,9 +93,12 @@ bool ChartFile::Read() {
       break;
     }
     total += block.SizeChannel;
+    if (block.SizeChannel > chunkFrames_ && shortChunks_++ == 0)
+      firstShortChunk_ = state_.Blocks.size();
     state_.Blocks.push_back(std::move(block));
   }
   header.TotalSamples = HeldAsLong(total);
+  NoteShortChunks();
   header.CurrentBlock = 0;
   state_.FileType = ChartFileType;
   state_.FileSubType = 0;
@@ -168,7 +173,7 @@ BlockEnd ChartFile::ReadBlock(BlockRec& block) {
   const Long chunkSize = file_.ReadValue<Long>();
   if (chunkId != DataChunk || chunkSize < block.ChannelCount * 4) return BlockEnd::NotABlock;
   block.DataPtr = file_.Position();
-  CheckChunk(block, chunkSize);
+  chunkFrames_ = chunkSize / (block.ChannelCount * 2);
   file_.Seek(block.DataPtr + chunkSize);
 
   block.CommentCount = file_.ReadValue<Long>();
@@ -225,13 +230,14 @@ void ChartFile::ReadComments(BlockRec& block) {
                          " comments, and the file holds ", block.CommentCount, "."));
 }
 
-void ChartFile::CheckChunk(const BlockRec& block, Long chunkSize) {
-  const std::int64_t frames = chunkSize / (block.ChannelCount * 2);
-  if (block.SizeChannel <= frames || ++shortChunks_ > 1) return;
+void ChartFile::NoteShortChunks() {
+  if (shortChunks_ == 0) return;
+  const BlockRec& block = state_.Blocks[firstShortChunk_];
   state_.Warn("data-beyond-chunk", block.DataPtr,
-              Sentence("Block ", state_.Blocks.size() + 1, " claims ", block.SizeChannel,
-                       " frames, and its data chunk holds ", frames,
-                       ": what reads behind them are no samples. Later blocks aren't looked at."));
+              Sentence("Block ", firstShortChunk_ + 1, " claims ", block.SizeChannel,
+                       " frames, and its data chunk holds fewer: what reads behind them are no "
+                       "samples. So it is with ",
+                       shortChunks_, " of ", state_.Blocks.size(), " blocks."));
 }
 
 }  // namespace

@@ -39,6 +39,7 @@ constexpr std::size_t ChannelEntryBytes = 36;
 constexpr std::uint16_t EndOfHeader = 0x8001;
 constexpr Integer ChannelMask = 31;
 constexpr Long PointerMask = 0x7fffffff;
+constexpr Long NoComment = -1;
 constexpr Integer HiResFlag = 1 << 1;
 constexpr Integer PackedFlag = 1 << 14;
 constexpr Long WinDaqFileType = 6;
@@ -82,11 +83,6 @@ Areas AreasOf(const HeaderView& header) {
   return areas;
 }
 
-struct Marker {
-  Long Position = 0;
-  Long CommentOffset = -1;  // from the start of the annotation text; -1: no comment
-};
-
 // Titles of the channels, in order; what has none keeps an empty one.
 void ReadTitles(ImportState& state, const Areas& areas, Integer channelCount) {
   String titles;
@@ -100,56 +96,61 @@ void ReadTitles(ImportState& state, const Areas& areas, Integer channelCount) {
   }
 }
 
-// A table that the file cuts off goes on with zeros, which are markers of frame 0: dropped. So only
-// what is there needs to be walked, with zeros behind it.
-std::vector<Marker> ReadMarkers(BinaryFile& file, const Areas& areas, Integer channelCount) {
+// The values of the marker table, as far as the file holds them.
+std::vector<Long> ReadMarkerTable(BinaryFile& file, const Areas& areas) {
+  const std::int64_t there = areas.Markers < 0 ? 0 : (file.Size() - areas.Markers) / 4;
   const std::int64_t claimed = areas.MarkerBytes / 4;
-  const std::int64_t there = std::max<std::int64_t>(0, (file.Size() - areas.Markers) / 4);
-  std::vector<Long> values(static_cast<std::size_t>(std::clamp<std::int64_t>(claimed, 0, there)));
+  std::vector<Long> values(static_cast<std::size_t>(std::clamp<std::int64_t>(there, 0, claimed)));
   file.SeekTo(areas.Markers);
-  const std::int64_t held =
-      file.ReadInt32Array(values.data(), static_cast<std::int64_t>(values.size()));
+  file.ReadInt32Array(values.data(), static_cast<std::int64_t>(values.size()));
+  return values;
+}
+
+// Calls take(position, offset of the comment from the start of the annotation text or NoComment)
+// for each marker. A table that the file cuts off goes on with zeros, which are markers of frame 0,
+// and those are dropped. So only what is there needs to be walked, with zeros behind it.
+template <class Take>
+void WalkMarkers(const std::vector<Long>& values, const Areas& areas, Integer channelCount,
+                 Take take) {
+  const std::int64_t claimed = areas.MarkerBytes / 4;
+  const auto held = static_cast<std::int64_t>(values.size());
   const auto value = [&](std::int64_t i) {
     return i < held ? values[static_cast<std::size_t>(i)] : 0;
   };
   const Double lowestPosition = -(static_cast<Double>(areas.DataBytes) / (channelCount * 2));
-  std::vector<Marker> markers;
   for (std::int64_t i = 0; i < held; ++i) {
-    Marker marker;
-    marker.Position = value(i);
-    if (marker.Position >= 0) ++i;  // its time stamp
-    if (i + 1 < claimed && value(i + 1) <= lowestPosition)
-      marker.CommentOffset = value(++i) & PointerMask;
-    if (marker.Position != 0) markers.push_back(marker);
+    const Long position = value(i);
+    if (position >= 0) ++i;  // its time stamp
+    Long comment = NoComment;
+    if (i + 1 < claimed && value(i + 1) <= lowestPosition) comment = value(++i) & PointerMask;
+    if (position != 0) take(position, comment);
   }
-  return markers;
 }
 
 // The texts together are held to the size of the file: real ones lie apart in it, and a table of
 // markers that all point to one long text would otherwise fill the memory.
 void ReadComments(ImportState& state, const Areas& areas, BlockRec& block) {
   BinaryFile& file = *state.DataFile;
-  const std::vector<Marker> markers = ReadMarkers(file, areas, block.ChannelCount);
+  const std::vector<Long> values = ReadMarkerTable(file, areas);
+  std::size_t count = 0;
+  WalkMarkers(values, areas, block.ChannelCount, [&](Long, Long) { ++count; });
+  block.Comments.reserve(count);
   std::int64_t allowed = file.Size();
   std::int64_t leftOut = 0;
-  block.Comments.reserve(markers.size());
-  for (const Marker& marker : markers) {
-    CommentRec comment;
-    comment.Position = HeldAsLong(std::abs(std::int64_t{marker.Position}) + 1);
-    if (marker.CommentOffset >= 0 && allowed <= 0) {
-      ++leftOut;
-    } else if (marker.CommentOffset >= 0) {
-      file.Seek(areas.Annotations + marker.CommentOffset);
-      allowed -= file.ReadTerminatedString(comment.Text, allowed);
-    }
-    block.Comments.push_back(std::move(comment));
-  }
-  block.CommentCount = HeldAsLong(static_cast<std::int64_t>(markers.size()));
+  WalkMarkers(values, areas, block.ChannelCount, [&](Long position, Long offset) {
+    CommentRec& comment = block.Comments.emplace_back();
+    comment.Position = HeldAsLong(std::abs(std::int64_t{position}) + 1);
+    if (offset == NoComment) return;
+    file.Seek(areas.Annotations + offset);
+    allowed -= file.ReadTerminatedString(comment.Text, allowed);
+    if (allowed <= 0) ++leftOut;
+  });
+  block.CommentCount = HeldAsLong(static_cast<std::int64_t>(count));
   if (leftOut > 0)
     state.Note("comment-texts-left-out", areas.Markers,
                Sentence(leftOut,
-                        " comments have no text here: the markers point to more text than "
-                        "the file has."));
+                        " comments have no text here, or only its beginning: the markers point to "
+                        "more text than the file has."));
 }
 
 // Real recordings state the interval of one channel, while the layout has it run over all of them.
@@ -206,20 +207,6 @@ bool FillChannels(ImportState& state, const HeaderView& header, std::span<const 
   return true;
 }
 
-void FillFileRec(ImportState& state, const BlockRec& block) {
-  FileRec& fileRec = state.FileRec;
-  fileRec.Signature = FourCharacters("ABIN");
-  fileRec.VersionMajor = 1;
-  fileRec.VersionMinor = 0;
-  fileRec.FileSamplingRate = block.SamplingRate;
-  fileRec.ChannelCount = block.ChannelCount;
-  fileRec.TotalSamples = block.SizeChannel;
-  fileRec.BlockCount = 1;
-  fileRec.CurrentBlock = 0;
-  state.FileType = WinDaqFileType;
-  state.FileSubType = 0;
-}
-
 }  // namespace
 
 bool ReadWinDaqFile(ImportState& state) {
@@ -254,7 +241,9 @@ bool ReadWinDaqFile(ImportState& state) {
   ReadTitles(state, areas, channelCount);
   if (areas.MarkerBytes >= 4) ReadComments(state, areas, block);
 
-  FillFileRec(state, block);
+  state.FillFileRec(FourCharacters("ABIN"), 1, 0);
+  state.FileType = WinDaqFileType;
+  state.FileSubType = 0;
   CheckRate(state, header, block);
   CheckFlags(state, header);
   return true;

@@ -45,4 +45,15 @@ String PatternsOfFilter(Long index) {
   return all;
 }
 
+String DialogFilter(Long index) {
+  const auto single = [](Long i) {
+    const String patterns = PatternsOfFilter(i);
+    return TitleOfFilter(i).append(u" (").append(patterns).append(u")|").append(patterns);
+  };
+  if (FindFilter(index) != nullptr) return single(index);
+  String all = TitleOfFilter(0).append(u"|").append(PatternsOfFilter(0));
+  for (Long i = 1; i <= NumberOfFilters; ++i) all.append(u"|").append(single(i));
+  return all;
+}
+
 }  // namespace lmimport

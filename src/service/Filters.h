@@ -12,4 +12,8 @@ inline constexpr Long NumberOfFilters = 12;
 String TitleOfFilter(Long index);
 String PatternsOfFilter(Long index);
 
+/// The filter of a file dialog, "title (patterns)|patterns": the one of the index, or for any other
+/// index that for all supported files, its title without patterns, and then all the single ones.
+String DialogFilter(Long index);
+
 }  // namespace lmimport

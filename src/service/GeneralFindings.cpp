@@ -30,7 +30,7 @@ void NoteCommentsBehindEnd(ImportState& state) {
   std::int64_t behind = 0;
   for (const BlockRec& block : state.Blocks) {
     behind += std::count_if(
-        block.Comments.begin(), block.Comments.begin() + block.CommentCount,
+        block.Comments.begin(), block.Comments.end(),
         [&block](const CommentRec& comment) { return comment.Position > block.SizeChannel; });
   }
   if (behind > 0)
@@ -65,16 +65,42 @@ constexpr std::array KnownFormats = {
     KnownFormat{"\x1f\x8b"sv, u".gz", "gzip archive"},
 };
 
-constexpr std::size_t HeadBytes = 16;
+constexpr std::size_t HeadBytes = 64;
 
 // The version, where the first bytes tell it.
 std::string VersionIn(std::string_view head) {
   if (head.size() < 8) return {};
   if (head.starts_with("ABF2"))  // four bytes, the lowest part first
-    return Sentence(" version ", int{head[7]}, ".", int{head[6]}, ".", int{head[5]}, ".",
-                    int{head[4]});
+    return Sentence(" version ", static_cast<Byte>(head[7]), ".", static_cast<Byte>(head[6]), ".",
+                    static_cast<Byte>(head[5]), ".", static_cast<Byte>(head[4]));
   if (head.starts_with("GDF ")) return Sentence(" version ", head.substr(4, 4));
   return {};
+}
+
+// Long enough, and of nothing but printable characters and line ends.
+bool IsText(std::string_view head) {
+  constexpr std::size_t shortest = 16;
+  return head.size() >= shortest && std::all_of(head.begin(), head.end(), [](char c) {
+           return (c >= ' ' && c <= '~') || c == '\t' || c == '\r' || c == '\n';
+         });
+}
+
+// "begins like HDF5", say; empty for what nothing is known of.
+std::string KnownAs(std::string_view head, const String& fileName) {
+  const String name = LowerCase(fileName);
+  for (const KnownFormat& format : KnownFormats) {
+    if (head.starts_with(format.Start))
+      return Sentence("begins like ", format.Name, VersionIn(head));
+    if (!format.Extension.empty() && name.ends_with(format.Extension))
+      return Sentence("is named like ", format.Name);
+  }
+  return IsText(head) ? "begins like text" : "";
+}
+
+// Nothing claimed the file, and no sidecar described it.
+bool IsUnclaimed(const ImportState& state) {
+  return state.FileRec.Signature == FourCharacters("data") && state.FileType == 3 &&
+         state.FileSubType == 0;
 }
 
 }  // namespace
@@ -84,20 +110,17 @@ void NoteGeneralFindings(ImportState& state) {
   NoteCommentsBehindEnd(state);
 }
 
-void NoteUnreadFormat(ImportState& state) {
+void NoteUnreadFormat(ImportState& state, bool read) {
+  if (read && !IsUnclaimed(state)) return;
   std::array<char, HeadBytes> bytes{};
   state.DataFile->Seek(0);
   const std::int64_t done = state.DataFile->ReadBytes(bytes.data(), HeadBytes);
   const std::string_view head(bytes.data(), static_cast<std::size_t>(done));
-  const String name = LowerCase(state.FileName);
-  for (const KnownFormat& format : KnownFormats) {
-    const bool byBytes = head.starts_with(format.Start);
-    if (!byBytes && (format.Extension.empty() || !name.ends_with(format.Extension))) continue;
-    state.Warn("format-not-read", 0,
-               Sentence(byBytes ? "The file begins like " : "The file is named like ", format.Name,
-                        VersionIn(head), ", a format that isn't read."));
-    return;
-  }
+  const std::string known = KnownAs(head, state.FileName);
+  if (known.empty()) return;
+  state.Warn("format-not-read", 0,
+             Sentence("The file ", known,
+                      read ? ", and is shown as raw 16-bit data." : ", a format that isn't read."));
 }
 
 }  // namespace lmimport

@@ -9,8 +9,8 @@ namespace lmimport {
 /// block.
 void NoteGeneralFindings(ImportState& state);
 
-/// Of a file that was refused: a known format that no reader is for, by its first bytes or its
-/// name.
-void NoteUnreadFormat(ImportState& state);
+/// Of a file that was refused, or read as raw data because nothing claimed it: a known format that
+/// no reader is for, by its first bytes or its name.
+void NoteUnreadFormat(ImportState& state, bool read);
 
 }  // namespace lmimport

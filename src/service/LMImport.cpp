@@ -1,15 +1,19 @@
+#include <lmimport/FileSelector.h>
 #include <lmimport/Findings.h>
 #include <lmimport/LMIFile.h>
 #include <lmimport/LMImport.h>
 #include <lmimport/Text.h>
 
-#include <cmath>
+#include <utility>
 
 #include "model/ImportState.h"
 #include "model/Version.h"
+#include "platform/FileDialog.h"
 #include "platform/System.h"
+#include "service/DesktopSelector.h"
 #include "service/Filters.h"
 #include "service/OpenPipeline.h"
+#include "service/StartUp.h"
 
 namespace lmimport {
 namespace {
@@ -17,9 +21,25 @@ namespace {
 constexpr Single FallbackSamplingRate = 100;
 constexpr Double SamplingRateLimit = 1e10;
 
+const std::shared_ptr<FileSelector>& Selector(ImportState& state) {
+  if (!state.FileSelector) state.FileSelector = MakeDesktopSelector();
+  return state.FileSelector;
+}
+
 }  // namespace
 
-LMImport::LMImport() : thread_(CurrentState().ThreadNumber) {}
+LMImport::LMImport() : thread_(0) {
+  ImportState& state = CurrentState();
+  if (!state.Started) {
+    platform::RegistryTools registry;
+    Main(registry);
+    state.Started = true;
+  }
+  thread_ = state.ThreadNumber;
+  DefaultPath();
+  DefaultChannelCount();
+  DefaultSamplingRate();
+}
 
 LMImport::~LMImport() {
   ImportState* state = StateIfOwned(thread_);
@@ -28,20 +48,27 @@ LMImport::~LMImport() {
   state->CurrentFile.reset();
 }
 
+// What doesn't depend on the thread's store is given on the object's own thread only, all the same.
+template <class T>
+T LMImport::OnOwnThread(T value) const {
+  StateOf(thread_);
+  return value;
+}
+
 String LMImport::Name() const {
-  return String(LibraryName);
+  return OnOwnThread(String(LibraryName));
 }
 String LMImport::Version() const {
-  return String(LibraryVersion);
+  return OnOwnThread(String(LibraryVersion));
 }
 Integer LMImport::Major() const {
-  return LibraryMajor;
+  return OnOwnThread(LibraryMajor);
 }
 Integer LMImport::Minor() const {
-  return LibraryMinor;
+  return OnOwnThread(LibraryMinor);
 }
 Integer LMImport::Revision() const {
-  return LibraryRevision;
+  return OnOwnThread(LibraryRevision);
 }
 
 bool LMImport::OpenFile(const String& FileName, LMIFilePtr& ObjectFile) {
@@ -59,10 +86,16 @@ bool LMImport::OpenFile(const String& FileName, LMIFilePtr& ObjectFile) {
   return true;
 }
 
-bool LMImport::SelectAndOpenFile(LMIFilePtr& /*ObjectFile*/) {
-  // No file selector belongs to the library on this system.
-  StateOf(thread_).ErrorString.clear();
-  return false;
+bool LMImport::SelectAndOpenFile(LMIFilePtr& ObjectFile) {
+  ImportState& state = StateOf(thread_);
+  state.ErrorString.clear();
+  // Kept alive, should the host install another one while this is shown.
+  const std::shared_ptr<FileSelector> selector = Selector(state);
+  selector->SetFilter(DialogFilter(state.FilterIndex));
+  selector->SetOwnerWindow(static_cast<Long>(platform::ForegroundWindow()));
+  if (!selector->Show()) return false;
+  state.DefaultPath = selector->LastPath();
+  return OpenFile(selector->SelectedFile(), ObjectFile);
 }
 
 void LMImport::CloseFile(const LMIFilePtr& ObjectFile) {
@@ -75,7 +108,7 @@ String LMImport::ErrorString() const {
 }
 
 Long LMImport::FilterCount() const {
-  return NumberOfFilters;
+  return OnOwnThread(NumberOfFilters);
 }
 
 Long LMImport::FilterIndex() const {
@@ -87,11 +120,11 @@ void LMImport::SetFilterIndex(Long Index) {
 }
 
 String LMImport::FilterTitle(Long FilterIndex) const {
-  return TitleOfFilter(FilterIndex);
+  return OnOwnThread(TitleOfFilter(FilterIndex));
 }
 
 String LMImport::FilterFiles(Long FilterIndex) const {
-  return PatternsOfFilter(FilterIndex);
+  return OnOwnThread(PatternsOfFilter(FilterIndex));
 }
 
 String LMImport::DefaultPath() {
@@ -103,7 +136,9 @@ void LMImport::SetDefaultPath(const String& Path) {
   String path = Path;
   // The root folder keeps its separator, which is all of its name.
   if (path.size() > 1 && path.ends_with(platform::PathSeparator)) path.pop_back();
-  if (PathTools::FolderExists(path)) state.DefaultPath = path;
+  if (!PathTools::FolderExists(path)) return;
+  state.DefaultPath = path;
+  Selector(state)->SetLastPath(path);
 }
 
 Integer LMImport::DefaultChannelCount() {
@@ -141,6 +176,10 @@ LMIFilePtr LMImport::SelectAndOpenFileObject() {
 
 std::vector<Finding> Findings() {
   return CurrentState().Found;
+}
+
+void SetFileSelector(std::shared_ptr<FileSelector> Selector) {
+  CurrentState().FileSelector = std::move(Selector);
 }
 
 void SetCodePage(int Number) {

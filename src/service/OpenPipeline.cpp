@@ -30,7 +30,7 @@ constexpr std::array ReadersByFirstBytes = {
     FirstBytes{FourCharacters("FTCX"), ReadNotBuiltFile},
     FirstBytes{FourCharacters("CLPX"), ReadNotBuiltFile},
     FirstBytes{FourCharacters("CFWB"), ReadNotBuiltFile},
-    FirstBytes{FourCharacters("RIFF"), ReadNotBuiltFile},
+    FirstBytes{FourCharacters("RIFF"), ReadWaveFile},
     FirstBytes{FourCharacters("ADCL"), ReadNotBuiltFile},
     FirstBytes{FourCharacters("MATL"), ReadNotBuiltFile},
     FirstBytes{FourCharacters("ABIN"), ReadNotBuiltFile},
@@ -52,7 +52,6 @@ constexpr std::array ReadersByExtension = {
 
 constexpr Long ArSignature = 21057;  // "AR", in the low word
 constexpr Reader ReadArFile = ReadNotBuiltFile;
-constexpr Reader ReadRawFile = ReadNotBuiltFile;
 
 Reader FindReader(const ImportState& state) {
   for (const FirstBytes& row : ReadersByFirstBytes) {
@@ -74,12 +73,10 @@ bool ReadOpenFile(ImportState& state) {
     state.ErrorString = file.LastError();
     return false;
   }
-  if (FindReader(state)(state)) {
-    NoteGeneralFindings(state);
-    return true;
-  }
-  NoteUnreadFormat(state);
-  return false;
+  const bool read = FindReader(state)(state);
+  if (read) NoteGeneralFindings(state);
+  NoteUnreadFormat(state, read);
+  return read;
 }
 
 }  // namespace

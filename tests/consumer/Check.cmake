@@ -23,6 +23,7 @@ endif()
 file(GLOB_RECURSE pc ${work}/moved/lmimport.pc)
 cmake_path(GET pc PARENT_PATH pc)
 set(ENV{PKG_CONFIG_PATH} ${pc})
+set(ENV{LD_LIBRARY_PATH} ${pc}/..)  # for a shared library
 run(pkg-config --cflags --libs lmimport)
 separate_arguments(flags UNIX_COMMAND "-std=c++20 ${CXX_FLAGS} ${CONSUMER}/Host.cpp ${output}")
 run(${CXX} ${flags} -o ${work}/by-pkg-config)

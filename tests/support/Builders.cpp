@@ -75,6 +75,65 @@ std::string WinDaq::Build() const {
   return file.Get();
 }
 
+std::string Filled(std::size_t size, const Fields& fields) {
+  std::string bytes(size, '\0');
+  for (const auto& [offset, field] : fields) bytes.replace(offset, field.Size(), field.Get());
+  return bytes;
+}
+
+std::string Chunk(std::string_view id, std::string_view body) {
+  return Bytes().Text(id).CountedText(body).Get();
+}
+
+std::string Wave::Build() const {
+  const int frameBytes = FrameBytes.value_or(Channels * Bits / 8);
+  const auto dataBytes = static_cast<std::int64_t>(Samples.size() * 2);
+  Bytes file;
+  file.Text("RIFF").Int32(0).Text(Form).Text(BeforeFormat).Text("fmt ").Int32(FormatBytes);
+  file.Int16(Tag).Int16(Channels).Int32(Rate).Int32(0).Int16(frameBytes).Int16(Bits);
+  if (FormatBytes > 16) file.Zeros(static_cast<std::size_t>(FormatBytes) - 16);
+  file.Text(BeforeData).Text("data").Int32(DataBytes.value_or(dataBytes));
+  for (const int sample : Samples) file.Int16(sample);
+  return file.Get();
+}
+
+std::string FullPar(const std::vector<ParNote>& notes, std::optional<int> noteCount) {
+  const std::string layout = Filled(17131, {{0, Bytes().Text("3")},
+                                            {8, Bytes().Text("7859525")},
+                                            {20, Bytes().Text("E14 ")},
+                                            {91, Bytes().Real32(2)},
+                                            {95, Bytes().Int8(1).Zeros(4).Int8(9)},
+                                            {159, Bytes().Zeros(5).Int8(1)},
+                                            {235 + 40, Bytes().Real64(2)},
+                                            {491 + 40, Bytes().Real64(100)},
+                                            {747 + 40, Bytes().Real64(3)},
+                                            {8939 + 40, Bytes().Real64(4)}});
+  Bytes file;
+  file.Text(layout).Int32(noteCount.value_or(static_cast<int>(notes.size())));
+  for (const ParNote& note : notes) {
+    file.Int32(note.Step).Zeros(20).Int8(note.Text.empty() ? 0 : 1);
+    if (!note.Text.empty()) file.Text(Filled(256, {{0, Bytes().Text(note.Text)}}));
+  }
+  return file.Get();
+}
+
+std::string Rvp() {
+  const std::string header = Filled(
+      2664, {{0, Bytes().Text("RTVP")},
+             {32, Bytes().Text("L-783")},
+             {544, Bytes().Int16(2001).Int16(2).Int16(6).Int16(3).Int16(4).Int16(5).Int16(6)},
+             {566, Bytes().Int16(2)},
+             {592, Bytes().Real64(2)},
+             {608, Bytes().Int32(3)}});
+  const auto channel = [](int number, const char* name, const char* unit, double perCount) {
+    return Filled(370, {{0, Bytes().Int16(number)},
+                        {2, Bytes().Text(name)},
+                        {66, Bytes().Text(unit)},
+                        {98, Bytes().Real64(perCount).Real64(10)}});
+  };
+  return header + channel(3, "Flow", "l/s", 0.5) + channel(1, "Gas", "%", 0.25);
+}
+
 std::int64_t CommentAt(std::int64_t offset) {
   return offset - 0x80000000LL;
 }

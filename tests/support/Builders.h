@@ -40,6 +40,11 @@ class Bytes {
 /// The same bytes with some replaced, from an offset on.
 std::string Patched(std::string bytes, std::size_t offset, const Bytes& patch);
 
+using Fields = std::vector<std::pair<std::size_t, Bytes>>;
+
+/// So many bytes, zeros but for the fields at their offsets.
+std::string Filled(std::size_t size, const Fields& fields);
+
 struct ChartComment {
   int Position;
   std::string Text;
@@ -98,6 +103,38 @@ struct WinDaq {
 
   std::string Build() const;
 };
+
+struct Wave {
+  std::string Form = "WAVE";
+  std::string BeforeFormat = {};  // whole chunks
+  std::string BeforeData = {};
+  int FormatBytes = 16;
+  int Tag = 1;
+  int Channels = 2;
+  int Rate = 44100;
+  std::optional<int> FrameBytes = {};
+  int Bits = 16;
+  std::vector<int> Samples = {6400, -6400, 3200, 0, 0, 64};  // interleaved
+  std::optional<std::int64_t> DataBytes = {};
+
+  std::string Build() const;
+};
+
+/// A chunk of a RIFF file, head and body.
+std::string Chunk(std::string_view id, std::string_view body);
+
+struct ParNote {
+  int Step;
+  std::string Text;
+};
+
+/// A ".par" file of the full layout, version "3": slots 0 and 5 of an "E14" at 2 kHz, gain code 1
+/// on the second; of slot 5, factor 1 is 2, shift 1 100 counts, shift 2 3 units and factor 2 4.
+std::string FullPar(const std::vector<ParNote>& notes, std::optional<int> noteCount = {});
+
+/// A ".rvp" file of two channels: 3 is "Flow" in l/s, 0.5 a count and 10 at count 0, and 1 is
+/// "Gas"; 3 frames at 2 kHz that end 2001-02-03 04:05:06.
+std::string Rvp();
 
 /// A pointer to a comment text that stands `offset` bytes behind the start of the annotations.
 std::int64_t CommentAt(std::int64_t offset);

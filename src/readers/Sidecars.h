@@ -1,0 +1,46 @@
+// The files that lie beside raw samples and say what they mean. Each routine fills the one block of
+// the recording that stands open in the store, whose samples begin at position 0 of it.
+//
+// False: the file is absent or not of its format, and the block is as it was. A file that is of its
+// format and describes no block of 1 to 32 channels with real rates and scales ends the open as a
+// std::domain_error, std::length_error or std::range_error that names it: going on without it would
+// show noise.
+#pragma once
+
+#include "model/ImportState.h"
+
+namespace lmimport {
+
+/// ".par": converter, rate, gains, scales and comments, in three layouts.
+bool ReadParFile(ImportState& state, const String& Path, BlockRec& Block);
+
+/// ".rvp": converter, rate, calibrated channels with names, end of the recording. A file that
+/// another program has locked counts as absent.
+bool ReadRvpFile(ImportState& state, const String& Path, BlockRec& Block);
+
+/// "_binheader.txt" and "_wavheader.txt": a text of settings. What the block has already stays,
+/// unless a setting replaces it. False also when no channels are known, neither from it nor from
+/// the block.
+bool ReadBinHeader(ImportState& state, const String& HeaderPath, BlockRec& Block);
+
+/// Runs `fill`, and lets a fault of what the sidecar says go on with its name.
+template <class Fill>
+void NamingFaultsOf(const String& path, Fill fill) {
+  const auto named = [&path](const std::exception& fault) {
+    return ToUtf8(path) + ": " + fault.what();
+  };
+  try {
+    fill();
+  } catch (const std::domain_error& fault) {
+    throw std::domain_error(named(fault));
+  } catch (const std::length_error& fault) {
+    throw std::length_error(named(fault));
+  } catch (const std::range_error& fault) {
+    throw std::range_error(named(fault));
+  }
+}
+
+/// The name of a sidecar: that of the recording without its last four characters, and an ending.
+String SidecarName(const String& fileName, std::u16string_view ending);
+
+}  // namespace lmimport

@@ -1,0 +1,195 @@
+// Text headers beside raw data ("_binheader.txt") and wave files ("_wavheader.txt"): 8-bit text,
+// one "key=value" a line, each line ended by a line feed; other control characters are dropped.
+//
+//   [Ch2]              the lines behind it are about channel 2 of the block, from 0, up to the next
+//                      line without a key; an empty line is one, too
+//   NumAChannels=4     channels; makes the ranges new, so it stands before them
+//   MaxRange=10        of a channel: the value at the highest count
+//   MinRange=-10       of a channel: the value at the lowest count
+//   Name=, YUnit=      of a channel
+//   MaxADCValue=2048   highest count; without it, or 0, it follows from the resolution
+//   Resolution=16      bits
+//   Samplerate=1000    Hz
+//
+// Keys count with their case; a later line replaces an earlier one; other keys are passed over.
+#include <cmath>
+#include <limits>
+
+#include "readers/Sidecars.h"
+
+namespace lmimport {
+namespace {
+
+constexpr Integer NoSection = -1;
+constexpr Single FallbackSamplingRate = 100;
+
+// The leading number, to the nearest whole one, ties to even.
+Double WholeNumber(std::u16string_view text) {
+  return std::nearbyint(ParseDouble(text));
+}
+
+class TextHeader {
+ public:
+  TextHeader(ImportState& state, BlockRec& block) : state_(state), block_(block) {
+    if (block.ChannelCount > 0) DimensionRanges();
+  }
+
+  void Read(std::string_view text);
+  void FillBlock();
+
+ private:
+  // A line as it grows. A second "=" makes a new key of all before it, while the value goes on
+  // growing; so only the length of the key is kept, and a line of nothing but "=" costs no more
+  // than another.
+  struct Line {
+    std::string Text;
+    std::string Value;
+    std::size_t KeyLength = 0;
+    bool HasKey = false;  // something else than blanks stood before the last "="
+
+    void Add(char c);
+  };
+
+  void EndLine(const Line& line);
+  void Act(std::u16string_view key, std::u16string_view value);
+  void ActOnChannel(std::u16string_view key, std::u16string_view value, std::size_t channel);
+  void DimensionRanges();
+  void CheckRanges() const;
+
+  ImportState& state_;
+  BlockRec& block_;
+  std::vector<Single> maxRange_;
+  std::vector<Single> minRange_;
+  Double section_ = NoSection;
+  Double maxAdc_ = 0;
+};
+
+void TextHeader::Line::Add(char c) {
+  if (c == '=') {
+    KeyLength = Text.size();
+    HasKey = HasKey || Text.find_first_not_of(' ') != std::string::npos;
+  } else if (HasKey) {
+    Value += c;
+  }
+  Text += c;
+}
+
+void TextHeader::Read(std::string_view text) {
+  Line line;
+  for (const char c : text) {
+    if (static_cast<unsigned char>(c) >= ' ') {
+      line.Add(c);
+    } else if (c == '\n') {
+      EndLine(line);
+      line = Line();
+    }
+  }
+}
+
+void TextHeader::EndLine(const Line& line) {
+  const std::string_view text = line.Text;
+  if (line.HasKey) {
+    const String key = TrimBlanks(state_.Texts.Text(text.substr(0, line.KeyLength)));
+    return Act(key, TrimBlanks(state_.Texts.Text(line.Value)));
+  }
+  section_ = NoSection;
+  if (text.starts_with("[Ch")) section_ = WholeNumber(state_.Texts.Text(text.substr(3)));
+}
+
+void TextHeader::Act(std::u16string_view key, std::u16string_view value) {
+  if (key == u"NumAChannels") {
+    const Double count = WholeNumber(value);
+    if (!(count >= 1 && count <= LargestChannelCount))
+      throw std::length_error("NumAChannels is not from 1 to 32: " + ToUtf8(value));
+    block_.DimensionChannels(static_cast<Integer>(count));
+    DimensionRanges();
+  } else if (key == u"MaxADCValue") {
+    maxAdc_ = WholeNumber(value);
+    if (std::abs(maxAdc_) > std::numeric_limits<Long>::max())
+      throw std::range_error("MaxADCValue doesn't fit 32 bits: " + ToUtf8(value));
+  } else if (key == u"Resolution") {
+    const Double bits = WholeNumber(value);
+    if (!(bits >= 0 && bits <= std::numeric_limits<Byte>::max()))
+      throw std::range_error("Resolution is not from 0 to 255: " + ToUtf8(value));
+    block_.Resolution = static_cast<Byte>(bits);
+  } else if (key == u"Samplerate") {
+    block_.SamplingRate = ParseSingle(value);
+  } else if (section_ >= 0 && section_ < block_.ChannelCount) {
+    ActOnChannel(key, value, static_cast<std::size_t>(section_));
+  }
+}
+
+void TextHeader::ActOnChannel(std::u16string_view key, std::u16string_view value,
+                              std::size_t channel) {
+  if (key == u"MaxRange") maxRange_[channel] = ParseSingle(value);
+  if (key == u"MinRange") minRange_[channel] = ParseSingle(value);
+  if (key == u"Name") state_.Channels[channel].ChannelTitle = value;
+  if (key == u"YUnit") state_.Channels[channel].ChannelUnitName = value;
+}
+
+void TextHeader::DimensionRanges() {
+  maxRange_.assign(static_cast<std::size_t>(block_.ChannelCount), 0);
+  minRange_.assign(static_cast<std::size_t>(block_.ChannelCount), 0);
+}
+
+void TextHeader::CheckRanges() const {
+  Long without = 0;
+  std::size_t first = 0;
+  for (std::size_t i = maxRange_.size(); i-- > 0;) {
+    if (maxRange_[i] != minRange_[i]) continue;
+    ++without;
+    first = i;
+  }
+  if (without > 0)
+    state_.Warn("no-range", 0,
+                Sentence("The text header leaves ", without, " of ", maxRange_.size(),
+                         " channels, the first of them channel ", first + 1,
+                         ", without a range between MinRange and MaxRange: every sample of them "
+                         "reads as the same value."));
+}
+
+void TextHeader::FillBlock() {
+  if (maxAdc_ == 0) {
+    if (block_.Resolution == 0) block_.Resolution = 16;
+    maxAdc_ = std::exp2(block_.Resolution - 1);
+  }
+  for (std::size_t i = 0; i < block_.ChannelScale.size(); ++i) {
+    block_.ChannelIndex[i] = static_cast<Integer>(i);
+    block_.ChannelOffset[i] = (maxRange_[i] + minRange_[i]) / 2;
+    block_.ChannelScale[i] =
+        static_cast<Single>(maxAdc_ / ((Double{maxRange_[i]} - Double{minRange_[i]}) / 2));
+    if (std::isnan(block_.ChannelScale[i]))
+      throw std::domain_error(Sentence("the range of channel ", i, " is no number"));
+  }
+  if (!std::isfinite(block_.SamplingRate)) throw std::domain_error("Samplerate is no number");
+  if (block_.SamplingRate <= 0) block_.SamplingRate = FallbackSamplingRate;
+  if (block_.ADCName.empty()) block_.ADCName = u"BIN_SBunch6";
+  const BinaryFile& data = *state_.DataFile;
+  if (block_.SizeChannel == 0)
+    block_.SizeChannel = HeldAsLong(data.Size() / (std::int64_t{block_.ChannelCount} * 2));
+  if (block_.StartDateTime == 0) block_.StartDateTime = data.FileDateTime();
+  CheckRanges();
+}
+
+}  // namespace
+
+bool ReadBinHeader(ImportState& state, const String& HeaderPath, BlockRec& Block) {
+  BinaryFile file(state.Texts);
+  if (!file.Open(HeaderPath, true, OrdinaryFile, ShareReading)) return false;
+  std::string text(static_cast<std::size_t>(file.Size()), '\0');
+  text.resize(static_cast<std::size_t>(
+      file.ReadBytes(text.data(), static_cast<std::int64_t>(text.size()))));
+  TextHeader header(state, Block);
+  NamingFaultsOf(HeaderPath, [&] {
+    header.Read(text);
+    if (Block.ChannelCount > 0) header.FillBlock();
+  });
+  return Block.ChannelCount > 0;
+}
+
+String SidecarName(const String& fileName, std::u16string_view ending) {
+  String name = fileName.substr(0, fileName.size() - std::min<std::size_t>(fileName.size(), 4));
+  return name.append(ending);
+}
+
+}  // namespace lmimport

@@ -1,0 +1,117 @@
+// The file dialog, and what the library does when it starts.
+#include <algorithm>
+#include <filesystem>
+
+#include "service/StartUp.h"
+#include "support/ImportTest.h"
+
+namespace lmimport::test {
+namespace {
+
+class FakeSelector final : public FileSelector {
+ public:
+  void SetOwnerWindow(Long) override {}
+  String LastPath() const override { return Path; }
+  void SetLastPath(const String& path) override { Path = path; }
+  void SetFilter(const String& filter) override { Filter = filter; }
+  String SelectedFile() const override { return File; }
+  bool Show() override { return !File.empty(); }
+
+  String Path;
+  String Filter;
+  String File;
+};
+
+class SelectionTest : public ImportTest {
+ protected:
+  ~SelectionTest() override { SetFileSelector({}); }
+};
+
+TEST_F(SelectionTest, OpensWhatTheUserPicks) {
+  const auto selector = std::make_shared<FakeSelector>();
+  SetFileSelector(selector);
+  ASSERT_TRUE(Open("a.lmc", Chart().Build()));
+  import_.SetDefaultPath(FromUtf8(std::filesystem::temp_directory_path().string()));
+  EXPECT_FALSE(Open(folder_.PathOf("missing")));
+  ASSERT_TRUE(Open(folder_.PathOf("a.lmc")));
+  const LMIFilePtr before = file_;
+  EXPECT_FALSE(import_.SelectAndOpenFile(file_));  // cancelled
+  EXPECT_EQ(Error(), "");
+  EXPECT_EQ(file_, before);
+  EXPECT_EQ(file_->FileTitle(), u"a.lmc");
+  EXPECT_TRUE(selector->Filter.starts_with(u"Supported Files|*.lmc;*.bin;"));
+  EXPECT_TRUE(
+      selector->Filter.ends_with(u"Peak Files (*.pk;*.sfk)|*.pk;*.sfk|All Files (*.*)|*.*"));
+
+  folder_.Write("b.wav", Wave().Build());
+  selector->Path = FromUtf8(folder_.Path());
+  selector->File = u"b.wav";  // a bare name is found in the folder of the dialog
+  import_.SetFilterIndex(4);
+  EXPECT_TRUE(import_.SelectAndOpenFile(file_));
+  EXPECT_EQ(selector->Filter, u"Waveform Audio (*.wav)|*.wav");
+  EXPECT_EQ(file_->FileTitle(), u"b.wav");
+  EXPECT_EQ(import_.DefaultPath(), FromUtf8(folder_.Path()));
+  selector->File = u"missing.wav";
+  EXPECT_EQ(import_.SelectAndOpenFileObject(), nullptr);
+  EXPECT_NE(Error(), "");
+  import_.SetFilterIndex(0);
+}
+
+// Shows no window: the program that would is a script, and without a screen it isn't even started.
+TEST_F(SelectionTest, TheDesktopsDialogServesWhereThereIsOne) {
+  const std::string name = folder_.Write("a b'c.lmc", Chart().Build());
+  const std::string log = folder_.PathOf("arguments");
+  const std::string script =
+      folder_.Write("zenity", "#!/bin/sh\nprintf '%s\\n' \"$@\" >'" + log + "'\nprintf '%s\\n' '" +
+                                  folder_.Path() + "/a b'\\''c.lmc'\n");
+  std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+  const Environment path("PATH", (folder_.Path() + ":/usr/bin:/bin").c_str());
+  const Environment wayland("WAYLAND_DISPLAY", "");
+  const Environment noScreen("DISPLAY", "");
+  EXPECT_FALSE(import_.SelectAndOpenFile(file_));
+  EXPECT_FALSE(std::filesystem::exists(log));
+  const Environment screen("DISPLAY", ":99");
+  ASSERT_TRUE(import_.SelectAndOpenFile(file_));
+  EXPECT_EQ(file_->FileName(), FromUtf8(name));
+  EXPECT_EQ(import_.DefaultPath(), FromUtf8(folder_.Path()));
+  folder_.Write("zenity", "#!/bin/sh\nexit 1\n");
+  EXPECT_FALSE(import_.SelectAndOpenFile(file_));
+}
+
+class FakeRegistry final : public platform::RegistryTools {
+ public:
+  bool KeyExists(long, const std::u16string& key) override {
+    return std::ranges::find(Keys, key) != Keys.end();
+  }
+  bool CreateKey(long, const std::u16string& key) override { return Keys.push_back(key), true; }
+  bool SetStringValue(long root, const std::u16string& key, const std::u16string& name,
+                      const std::u16string& value) override {
+    Values.push_back(ToUtf8(key.substr(0, key.find(u'{')) + name + u"=") +
+                     (value.empty() ? "" : "class") +
+                     (root == platform::LocalMachine ? " of the machine" : ""));
+    return true;
+  }
+
+  std::vector<std::u16string> Keys;
+  std::vector<std::string> Values;
+};
+
+TEST(StartUp, NamesTheSurrogateOnlyWhereThereAre32BitClasses) {
+  FakeRegistry none;
+  Main(none);
+  EXPECT_TRUE(none.Keys.empty());
+  EXPECT_TRUE(none.Values.empty());
+  FakeRegistry registry;
+  registry.Keys = {u"Wow6432Node\\CLSID"};
+  Main(registry);
+  EXPECT_EQ(registry.Keys.size(), 3U);
+  const std::vector<std::string> values = {
+      "Wow6432Node\\CLSID\\AppID=class", "Wow6432Node\\AppID\\DllSurrogate=",
+      "Software\\Classes\\AppID\\DllSurrogate= of the machine"};
+  EXPECT_EQ(registry.Values, values);
+  Main(registry);  // a second start makes no key again
+  EXPECT_EQ(registry.Keys.size(), 3U);
+}
+
+}  // namespace
+}  // namespace lmimport::test

@@ -1,0 +1,221 @@
+// Raw data and the files beside it.
+#include "model/BinaryFile.h"
+#include "model/Date.h"
+#include "support/ImportTest.h"
+
+namespace lmimport::test {
+namespace {
+
+class SidecarsTest : public ImportTest {
+ protected:
+  // Opens 12 words of data, with a sidecar beside them.
+  bool OpenWith(const char* name, const char* sidecar, const std::string& bytes) {
+    folder_.Write(sidecar, bytes);
+    return Open(name, std::string(24, '\1'));
+  }
+  bool OpenWithText(const std::string& text) { return OpenWith("f.bin", "f_binheader.txt", text); }
+  LMIBlock& Block() { return *file_->Block(1); }
+};
+
+TEST_F(SidecarsTest, DefaultsDescribeWhatNothingElseDoes) {
+  import_.SetDefaultChannelCount(2);
+  import_.SetDefaultSamplingRate(250);
+  for (const char* name : {"f.dat", "f.bin", "f.xyz", "f", "f.data"}) {
+    folder_.Write("f.par", name == std::string("f.data") ? FullPar({}) : "no parameters");
+    ASSERT_TRUE(Open(name, Bytes().Int16(6400).Int16(64).Int16(-6400).Int16(0).Int8(1).Get()));
+    EXPECT_EQ(file_->FileType(), 3) << name;
+    EXPECT_EQ(file_->FileSubType(), 0) << name;
+    EXPECT_EQ(Block().ADCName(), u"DAT");
+    EXPECT_EQ(Block().SamplingRate(), 250);
+    EXPECT_EQ(Block().SizeChannel(), 2);
+    std::vector<Double> values;
+    Block().GetChannelDoubleArray(1, 1, 2, values);
+    EXPECT_EQ(values, (std::vector<Double>{1, -1}));
+  }
+  EXPECT_FALSE(Open("g.dat", "1234567"));  // one frame
+  EXPECT_EQ(Error(), "No data in the file");
+  import_.SetDefaultChannelCount(1);
+  EXPECT_TRUE(Open("g.dat", "1234"));
+}
+
+TEST_F(SidecarsTest, ParGivesScalesAndOffsets) {
+  ASSERT_TRUE(OpenWith("f.DAT", "f.par", FullPar({})));
+  EXPECT_EQ(file_->FileType(), 3);
+  EXPECT_EQ(file_->FileSubType(), 1);
+  EXPECT_EQ(Block().ADCName(), u"E14");
+  EXPECT_EQ(Block().SamplingRate(), 2000);
+  EXPECT_EQ(Block().ChannelCount(), 2);
+  EXPECT_EQ(Block().SizeChannel(), 6);
+  EXPECT_EQ(Block().ChannelGlobalIndex(2), 6);
+  EXPECT_EQ(Block().ChannelDoubleA(1), 1.0 / 800);
+  EXPECT_EQ(Block().ChannelDoubleA(2), 1.0 / 400);         // 3200 / 2 / 4
+  EXPECT_EQ(Block().ChannelDoubleB(2), 100.0 / 3200 + 3);  // with the scale before the divisions
+  folder_.Write("f.rvp", Rvp());                           // .par comes first
+  ASSERT_TRUE(Open(folder_.PathOf("f.DAT")));
+  EXPECT_EQ(file_->FileSubType(), 1);
+}
+
+TEST_F(SidecarsTest, ParHasThreeLayouts) {
+  const Fields head = {{8, Bytes().Text("1618190")}, {20, Bytes().Text("L-783")}};
+  Fields shortFields = head;
+  shortFields.insert(shortFields.end(),
+                     {{91, Bytes().Real32(0.5F)}, {97, Bytes().Int8(1)}, {161, Bytes().Int8(1)}});
+  Fields longFields = head;
+  longFields.insert(longFields.end(), {{16, Bytes().Text("A")},
+                                       {109, Bytes().Real64(0.5)},
+                                       {117, Bytes().Int32(256).Int32(0).Int32(1)},
+                                       {279, Bytes().Int8(1)}});
+  for (const std::string& par : {Filled(223, shortFields), Filled(341, longFields)}) {
+    ASSERT_TRUE(OpenWith("f.dat", "f.par", par));
+    EXPECT_EQ(file_->FileSubType(), 1);
+    EXPECT_EQ(Block().SamplingRate(), 500);
+    EXPECT_EQ(Block().ChannelCount(), 1);
+    EXPECT_EQ(Block().ChannelGlobalIndex(1), 3);
+    EXPECT_EQ(Block().ChannelDoubleA(1), 1.0 / 800);
+  }
+  ASSERT_TRUE(OpenWith("f.dat", "f.par", Filled(222, shortFields)));
+  EXPECT_EQ(file_->FileSubType(), 0);
+}
+
+// 6 frames. Behind the end of the file, the note in hand counts again.
+TEST_F(SidecarsTest, ParNotesAreTheTitleAndTheComments) {
+  using Comment = std::pair<Long, std::string>;
+  const struct {
+    std::vector<ParNote> Notes;
+    std::optional<int> Count;
+    const char* Title;
+    std::vector<Comment> Comments;
+  } rows[] = {
+      {{{2, "title"}}, {}, "title", {}},
+      {{{2, "title"}, {3, ""}, {0, "last"}, {1, "no more"}}, {}, "title", {{3, ""}, {6, "last"}}},
+      {{{2, ""}, {4, "a"}, {1, "behind"}}, {}, "", {{3, "a"}}},
+      {{{1, "t"}, {2, "a"}}, 2000000000, "t", {{2, "a"}, {4, "a"}, {6, "a"}}},
+      {{{1, "t"}, {2, "a"}}, 3, "t", {{2, "a"}, {4, "a"}}},
+      {{{4, "t"}}, 2000000000, "t", {{5, "t"}}},
+      {{{2, "t"}}, 0, "", {}},
+      {{}, 2000000000, "", {}},
+  };
+  for (const auto& row : rows) {
+    const HeapUse heap;
+    ASSERT_TRUE(OpenWith("f.dat", "f.par", FullPar(row.Notes, row.Count)));
+    EXPECT_LT(heap.Peak(), 1U << 20);
+    EXPECT_EQ(ToUtf8(Block().Title()), row.Title);
+    std::vector<Comment> comments;
+    for (Long i = 1; i <= Block().CommentCount(); ++i)
+      comments.emplace_back(Block().CommentPosition(i), ToUtf8(Block().CommentText(i)));
+    EXPECT_EQ(comments, row.Comments);
+  }
+  ASSERT_TRUE(OpenWith("f.dat", "f.par", Patched(FullPar({{1, "t"}}), 0, Bytes().Text("2"))));
+  EXPECT_EQ(Block().Title(), u"");
+}
+
+TEST_F(SidecarsTest, RvpGivesCalibratedChannels) {
+  ASSERT_TRUE(OpenWith("f.dat", "f.rvp", Rvp()));
+  EXPECT_EQ(file_->FileSubType(), 2);
+  EXPECT_EQ(Block().ADCName(), u"L-783");
+  EXPECT_EQ(Block().SamplingRate(), 2000);
+  EXPECT_EQ(Block().SizeChannel(), 3);
+  EXPECT_EQ(Block().ChannelCount(), 2);
+  EXPECT_EQ(Block().ChannelTitle(1), u"Flow");
+  EXPECT_EQ(Block().ChannelUnitName(1), u"l/s");
+  EXPECT_EQ(Block().ChannelGlobalIndex(2), 2);
+  EXPECT_EQ(Block().ChannelDoubleA(1), 0.5);
+  EXPECT_EQ(Block().ChannelDoubleB(1), 10);
+  // 2001-02-03 04:05:06, three frames of half a millisecond earlier
+  EXPECT_NEAR(Block().StartDateTime(), 36925 + 14706 / SecondsPerDay - 0.0015 / SecondsPerDay,
+              1e-9);
+  ASSERT_TRUE(OpenWith("f.dat", "f.rvp", Patched(Rvp(), 608, Bytes().Int32(-1))));
+  EXPECT_EQ(Block().SizeChannel(), 2147483647);
+  ASSERT_TRUE(OpenWith("f.dat", "f.rvp", Rvp().substr(0, 3034)));  // the one record counts twice
+  EXPECT_EQ(Block().ChannelTitle(2), u"Flow");
+  ASSERT_TRUE(OpenWith("f.dat", "f.rvp", Rvp().substr(0, 3033)));
+  EXPECT_EQ(file_->FileSubType(), 0);
+}
+
+TEST_F(SidecarsTest, WhatCannotBeReadIsPassedOver) {
+  const TextTools texts;
+  BinaryFile other(texts);
+  folder_.Write("f.rvp", Rvp());
+  ASSERT_TRUE(other.Open(FromUtf8(folder_.PathOf("f.rvp")), true, OrdinaryFile, ShareReading));
+  std::filesystem::create_directory(folder_.PathOf("f.par"));
+  ASSERT_TRUE(Open("f.dat", std::string(24, '\1')));  // locked, and a folder
+  EXPECT_EQ(file_->FileSubType(), 0);
+  other.Close();
+  ASSERT_TRUE(Open(folder_.PathOf("f.dat")));
+  EXPECT_EQ(file_->FileSubType(), 2);
+}
+
+// Going on with the defaults would show noise.
+TEST_F(SidecarsTest, AWrongDescriptionIsAFault) {
+  const std::string par = FullPar({});
+  EXPECT_THROW(OpenWith("a.dat", "a.par", Patched(par, 95, Bytes().Zeros(32))), std::domain_error);
+  EXPECT_THROW(OpenWith("a.dat", "a.par", Patched(par, 91, Bytes().Int32(-1))), std::domain_error);
+  for (const int count : {0, 33, -1})
+    EXPECT_THROW(OpenWith("b.dat", "b.rvp", Patched(Rvp(), 566, Bytes().Int16(count))),
+                 std::length_error);
+  for (const int number : {32, -1})
+    EXPECT_THROW(OpenWith("b.dat", "b.rvp", Patched(Rvp(), 2664, Bytes().Int16(number))),
+                 std::range_error);
+  EXPECT_THROW(OpenWith("b.dat", "b.rvp", Patched(Rvp(), 592, Bytes().Zeros(8))),
+               std::domain_error);
+  for (const char* line : {"NumAChannels=0\n", "NumAChannels=33\n", "NumAChannels=\n"})
+    EXPECT_THROW(OpenWithText(line), std::length_error) << line;
+  for (const char* line : {"Resolution=256\n", "Resolution=-1\n", "MaxADCValue=3000000000\n"})
+    EXPECT_THROW(OpenWithText(line), std::range_error) << line;
+  try {
+    OpenWithText("NumAChannels=1\nSamplerate=1e99\n");
+    FAIL();
+  } catch (const std::domain_error& fault) {
+    EXPECT_NE(std::string(fault.what()).find("f_binheader.txt"), std::string::npos);
+  }
+  EXPECT_TRUE(Open("good.dat", "12345678"));
+}
+
+TEST_F(SidecarsTest, TextHeadersAreReadCharacterByCharacter) {
+  const std::string start = "NumAChannels=2\n[Ch0]\n";
+  const struct {
+    std::string Text;
+    double A;
+    double B;
+    double Rate;
+    const char* Title;
+  } rows[] = {
+      {start + "MaxRange=10\nMinRange=-10\nResolution=16\n", 1 / 3276.8, 0, 100, ""},
+      {start + "MaxRange=10\nMinRange=-10\nMaxADCValue=2048\n", 1 / 204.8, 0, 100, ""},
+      {start + "MaxRange=3\r\n MinRange = 1,0 V\nResolution=12.5 bits\n", 1.0 / 2048, 2, 100, ""},
+      {start + "MaxRange=1\nMaxRange=3\nSamplerate=50\n", 1.5 / 32768, 1.5, 50, ""},
+      {start + "MaxRange=3\nSamplerate=50", 1.5 / 32768, 1.5, 100, ""},  // no line feed
+      {start + "MaxRange=3\nSamplerate=-5\nmaxrange=7\n", 1.5 / 32768, 1.5, 100, ""},
+      {start + "\nMaxRange=3\n", 0, 0, 100, ""},    // an empty line ends the section
+      {start + "=x\nMaxRange=3\n", 0, 0, 100, ""},  // so does one without a key
+      {start + "MaxRange=3\nNumAChannels=2\n", 0, 0, 100, ""},
+      {start + "[Ch2]\nMaxRange=3\n", 0, 0, 100, ""},                          // no such channel
+      {start + "[Ch0.4]\nName=a=b\nMaxRange=3\n", 1.5 / 32768, 1.5, 100, ""},  // key "Name=a"
+      {start + "[Ch]\nName= x y \nMaxRange=3\n", 1.5 / 32768, 1.5, 100, "x y"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.Text);
+    ASSERT_TRUE(OpenWithText(row.Text));
+    EXPECT_EQ(file_->FileType(), 2);
+    EXPECT_EQ(file_->FileSubType(), 2);
+    EXPECT_EQ(Block().ADCName(), u"BIN_SBunch6");
+    EXPECT_EQ(Block().SizeChannel(), 6);
+    EXPECT_FLOAT_EQ(Block().ChannelSingleA(1), static_cast<Single>(row.A));
+    EXPECT_EQ(Block().ChannelDoubleB(1), row.B);
+    EXPECT_EQ(Block().SamplingRate(), row.Rate);
+    EXPECT_EQ(ToUtf8(Block().ChannelTitle(1)), row.Title);
+    EXPECT_EQ(FindingCodes(), Codes{"no-range"});  // of the second channel at least
+  }
+}
+
+TEST_F(SidecarsTest, ATextHeaderWithoutChannelsIsNone) {
+  for (const std::string& text : {std::string("[Ch0]\nMaxRange=1\n"), std::string(10000000, '='),
+                                  "NumAChannels=2" + std::string(10000000, ' ')}) {
+    ASSERT_TRUE(OpenWithText(text));
+    EXPECT_EQ(file_->FileType(), 3);
+    EXPECT_EQ(Block().ADCName(), u"DAT");
+  }
+}
+
+}  // namespace
+}  // namespace lmimport::test

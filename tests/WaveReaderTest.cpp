@@ -1,0 +1,97 @@
+#include "support/ImportTest.h"
+
+namespace lmimport::test {
+namespace {
+
+using WaveReaderTest = ImportTest;
+
+TEST_F(WaveReaderTest, GivesEveryField) {
+  ASSERT_TRUE(Open("f.wav", Wave().Build()));
+  EXPECT_EQ(file_->FileType(), 4);
+  EXPECT_EQ(file_->FileSubType(), 0);
+  const LMIBlockPtr block = file_->Block(1);
+  EXPECT_EQ(block->ADCName(), u"Sound");
+  EXPECT_EQ(block->Title(), u"44.1 kHz, 16-bit");
+  EXPECT_EQ(block->SamplingRate(), 44100);
+  EXPECT_EQ(block->SizeChannel(), 3);
+  EXPECT_EQ(block->ChannelCount(), 2);
+  EXPECT_EQ(block->DataPtr(), 44);
+  double values[6] = {};
+  EXPECT_EQ(block->GetDataDouble(1, 3, values), 3);
+  const double expected[] = {1, -1, 0.5, 0, 0, 0.01};
+  for (int i = 0; i < 6; ++i) EXPECT_EQ(values[i], expected[i]);
+  EXPECT_EQ(FindingCodes(), Codes{});
+}
+
+TEST_F(WaveReaderTest, TakesOrRefuses) {
+  const std::string fact = Chunk("fact", "four");
+  const struct {
+    Wave File;
+    const char* Error;
+    const char* Title;
+    Codes Findings;
+  } rows[] = {
+      {{.Rate = 22050}, "", "22.05 kHz, 16-bit", {}},
+      {{.BeforeFormat = fact + fact, .BeforeData = fact}, "", "44.1 kHz, 16-bit", {}},
+      {{.FormatBytes = 18}, "", "44.1 kHz, 16-bit", {}},
+      {{.FormatBytes = 4}, "", "44.1 kHz, 16-bit", {}},
+      {{.Rate = 8000, .Bits = 12}, "", "8 kHz, 12-bit", {}},  // its words count as 16 bits
+      {{.Channels = 1, .FrameBytes = 2, .Bits = 12},
+       "Unsupported file format",
+       "",
+       {"coding-not-read"}},
+      {{.Bits = 8}, "Unsupported file format (8-bit)", "", {"coding-not-read"}},
+      {{.Bits = 24}, "Unsupported file format (24-bit)", "", {"coding-not-read"}},
+      {{.Tag = 2}, "Unsupported file format (compressed)", "", {"coding-not-read"}},
+      {{.Tag = -2}, "Unsupported file format (compressed)", "", {"coding-not-read"}},
+      {{.Channels = 0}, "Unsupported file format", "", {"coding-not-read"}},
+      {{.Channels = 33}, "Unsupported file format", "", {"coding-not-read"}},
+      {{.BeforeFormat = Chunk("LIST", "")}, "Unknown file format", "", {"chunk-in-the-way"}},
+      {{.BeforeData = Chunk("LIST", "")}, "Unknown file format", "", {"chunk-in-the-way"}},
+      {{.BeforeFormat = Bytes().Text("fact").Int32(-8).Get()},
+       "Unknown file format",
+       "",
+       {"chunk-in-the-way"}},
+      {{.BeforeData = Bytes().Text("fact").Int32(900).Get()},
+       "Unknown file format",
+       "",
+       {"chunk-in-the-way"}},
+      {{.DataBytes = 8}, "", "44.1 kHz, 16-bit", {}},  // two frames
+      {{.DataBytes = 7}, "No data in the file", "", {}},
+      {{.DataBytes = 0}, "No data in the file", "", {"streamed"}},
+      {{.DataBytes = 0xffffffff}, "No data in the file", "", {"streamed"}},
+      {{.DataBytes = 400}, "", "44.1 kHz, 16-bit", {"data-cut-off"}},
+  };
+  int number = 0;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(++number);
+    EXPECT_EQ(Open("f.wav", row.File.Build()), *row.Error == '\0');
+    EXPECT_EQ(Error(), row.Error);
+    EXPECT_EQ(file_ ? ToUtf8(file_->Block(1)->Title()) : "", row.Title);
+    EXPECT_EQ(FindingCodes(), row.Findings);
+  }
+  EXPECT_FALSE(Open("f.wav", Wave{.Form = "AVI "}.Build().substr(0, 47)));
+  EXPECT_EQ(Error(), "No data in the file");
+  ASSERT_TRUE(Open("f.wav", Wave{.Form = "AVI "}.Build()));
+  EXPECT_EQ(file_->FileType(), 3);
+}
+
+TEST_F(WaveReaderTest, IsCalibratedByATextBesideIt) {
+  folder_.Write("f_wavheader.txt",
+                "[Ch0]\r\nName=Pressure\r\nYUnit = kPa \r\nMaxRange=10\r\nMinRange=-10\r\n"
+                "[Ch1]\nMaxRange=1\nMinRange=0\nSamplerate=500\n");
+  ASSERT_TRUE(Open("f.wav", Wave().Build()));
+  EXPECT_EQ(file_->FileSubType(), 1);
+  const LMIBlockPtr block = file_->Block(1);
+  EXPECT_EQ(block->ChannelTitle(1), u"Pressure");
+  EXPECT_EQ(block->ChannelUnitName(1), u"kPa");
+  EXPECT_EQ(block->ChannelSingleA(1), 1 / 3276.8F);
+  EXPECT_EQ(block->ChannelSingleB(2), 0.5F);
+  EXPECT_EQ(block->SamplingRate(), 500);
+  EXPECT_EQ(block->Title(), u"44.1 kHz, 16-bit");
+  EXPECT_EQ(block->ADCName(), u"Sound");
+  EXPECT_EQ(block->SizeChannel(), 3);
+}
+
+}  // namespace
+}  // namespace lmimport::test
