@@ -6,6 +6,8 @@
 namespace lmimport::test {
 namespace {
 
+using Types = std::pair<Long, Long>;
+
 class SidecarsTest : public ImportTest {
  protected:
   // Opens 12 words of data, with a sidecar beside them.
@@ -23,11 +25,8 @@ TEST_F(SidecarsTest, DefaultsDescribeWhatNothingElseDoes) {
   for (const char* name : {"f.dat", "f.bin", "f.xyz", "f", "f.data"}) {
     folder_.Write("f.par", name == std::string("f.data") ? FullPar({}) : "no parameters");
     ASSERT_TRUE(Open(name, Bytes().Int16(6400).Int16(64).Int16(-6400).Int16(0).Int8(1).Get()));
-    EXPECT_EQ(file_->FileType(), 3) << name;
-    EXPECT_EQ(file_->FileSubType(), 0) << name;
-    EXPECT_EQ(Block().ADCName(), u"DAT");
-    EXPECT_EQ(Block().SamplingRate(), 250);
-    EXPECT_EQ(Block().SizeChannel(), 2);
+    EXPECT_EQ(Type(), Types(3, 0)) << name;
+    EXPECT_EQ(Summary(), "DAT '' 250 Hz, 2 frames of:  [] 0.00015625 n + 0,  [] 0.00015625 n + 0");
     std::vector<Double> values;
     Block().GetChannelDoubleArray(1, 1, 2, values);
     EXPECT_EQ(values, (std::vector<Double>{1, -1}));
@@ -40,17 +39,11 @@ TEST_F(SidecarsTest, DefaultsDescribeWhatNothingElseDoes) {
 
 TEST_F(SidecarsTest, ParGivesScalesAndOffsets) {
   ASSERT_TRUE(OpenWith("f.DAT", "f.par", FullPar({})));
-  EXPECT_EQ(file_->FileType(), 3);
-  EXPECT_EQ(file_->FileSubType(), 1);
-  EXPECT_EQ(Block().ADCName(), u"E14");
-  EXPECT_EQ(Block().SamplingRate(), 2000);
-  EXPECT_EQ(Block().ChannelCount(), 2);
-  EXPECT_EQ(Block().SizeChannel(), 6);
+  EXPECT_EQ(Type(), Types(3, 1));
+  // The second offset is 100 / 3200 + 3, with the scale before it is divided by 2 and 4.
+  EXPECT_EQ(Summary(), "E14 '' 2000 Hz, 6 frames of:  [] 0.00125 n + 0,  [] 0.0025 n + 3.03125");
   EXPECT_EQ(Block().ChannelGlobalIndex(2), 6);
-  EXPECT_EQ(Block().ChannelDoubleA(1), 1.0 / 800);
-  EXPECT_EQ(Block().ChannelDoubleA(2), 1.0 / 400);         // 3200 / 2 / 4
-  EXPECT_EQ(Block().ChannelDoubleB(2), 100.0 / 3200 + 3);  // with the scale before the divisions
-  folder_.Write("f.rvp", Rvp());                           // .par comes first
+  folder_.Write("f.rvp", Rvp());  // .par comes first
   ASSERT_TRUE(Open(folder_.PathOf("f.DAT")));
   EXPECT_EQ(file_->FileSubType(), 1);
 }
@@ -67,11 +60,8 @@ TEST_F(SidecarsTest, ParHasThreeLayouts) {
                                        {279, Bytes().Int8(1)}});
   for (const std::string& par : {Filled(223, shortFields), Filled(341, longFields)}) {
     ASSERT_TRUE(OpenWith("f.dat", "f.par", par));
-    EXPECT_EQ(file_->FileSubType(), 1);
-    EXPECT_EQ(Block().SamplingRate(), 500);
-    EXPECT_EQ(Block().ChannelCount(), 1);
+    EXPECT_EQ(Summary(), "L-783 '' 500 Hz, 12 frames of:  [] 0.00125 n + 0");
     EXPECT_EQ(Block().ChannelGlobalIndex(1), 3);
-    EXPECT_EQ(Block().ChannelDoubleA(1), 1.0 / 800);
   }
   ASSERT_TRUE(OpenWith("f.dat", "f.par", Filled(222, shortFields)));
   EXPECT_EQ(file_->FileSubType(), 0);
@@ -79,31 +69,27 @@ TEST_F(SidecarsTest, ParHasThreeLayouts) {
 
 // 6 frames. Behind the end of the file, the note in hand counts again.
 TEST_F(SidecarsTest, ParNotesAreTheTitleAndTheComments) {
-  using Comment = std::pair<Long, std::string>;
   const struct {
     std::vector<ParNote> Notes;
     std::optional<int> Count;
     const char* Title;
-    std::vector<Comment> Comments;
+    const char* Comments;
   } rows[] = {
-      {{{2, "title"}}, {}, "title", {}},
-      {{{2, "title"}, {3, ""}, {0, "last"}, {1, "no more"}}, {}, "title", {{3, ""}, {6, "last"}}},
-      {{{2, ""}, {4, "a"}, {1, "behind"}}, {}, "", {{3, "a"}}},
-      {{{1, "t"}, {2, "a"}}, 2000000000, "t", {{2, "a"}, {4, "a"}, {6, "a"}}},
-      {{{1, "t"}, {2, "a"}}, 3, "t", {{2, "a"}, {4, "a"}}},
-      {{{4, "t"}}, 2000000000, "t", {{5, "t"}}},
-      {{{2, "t"}}, 0, "", {}},
-      {{}, 2000000000, "", {}},
+      {{{2, "title"}}, {}, "title", ""},
+      {{{2, "title"}, {3, ""}, {0, "last"}, {1, "no more"}}, {}, "title", "3 , 6 last"},
+      {{{2, ""}, {4, "a"}, {1, "behind"}}, {}, "", "3 a"},
+      {{{1, "t"}, {2, "a"}}, 2000000000, "t", "2 a, 4 a, 6 a"},
+      {{{1, "t"}, {2, "a"}}, 3, "t", "2 a, 4 a"},
+      {{{4, "t"}}, 2000000000, "t", "5 t"},
+      {{{2, "t"}}, 0, "", ""},
+      {{}, 2000000000, "", ""},
   };
   for (const auto& row : rows) {
     const HeapUse heap;
     ASSERT_TRUE(OpenWith("f.dat", "f.par", FullPar(row.Notes, row.Count)));
     EXPECT_LT(heap.Peak(), 1U << 20);
     EXPECT_EQ(ToUtf8(Block().Title()), row.Title);
-    std::vector<Comment> comments;
-    for (Long i = 1; i <= Block().CommentCount(); ++i)
-      comments.emplace_back(Block().CommentPosition(i), ToUtf8(Block().CommentText(i)));
-    EXPECT_EQ(comments, row.Comments);
+    EXPECT_EQ(Comments(), row.Comments);
   }
   ASSERT_TRUE(OpenWith("f.dat", "f.par", Patched(FullPar({{1, "t"}}), 0, Bytes().Text("2"))));
   EXPECT_EQ(Block().Title(), u"");
@@ -111,16 +97,9 @@ TEST_F(SidecarsTest, ParNotesAreTheTitleAndTheComments) {
 
 TEST_F(SidecarsTest, RvpGivesCalibratedChannels) {
   ASSERT_TRUE(OpenWith("f.dat", "f.rvp", Rvp()));
-  EXPECT_EQ(file_->FileSubType(), 2);
-  EXPECT_EQ(Block().ADCName(), u"L-783");
-  EXPECT_EQ(Block().SamplingRate(), 2000);
-  EXPECT_EQ(Block().SizeChannel(), 3);
-  EXPECT_EQ(Block().ChannelCount(), 2);
-  EXPECT_EQ(Block().ChannelTitle(1), u"Flow");
-  EXPECT_EQ(Block().ChannelUnitName(1), u"l/s");
+  EXPECT_EQ(Type(), Types(3, 2));
+  EXPECT_EQ(Summary(), "L-783 '' 2000 Hz, 3 frames of: Flow [l/s] 0.5 n + 10, Gas [%] 0.25 n + 10");
   EXPECT_EQ(Block().ChannelGlobalIndex(2), 2);
-  EXPECT_EQ(Block().ChannelDoubleA(1), 0.5);
-  EXPECT_EQ(Block().ChannelDoubleB(1), 10);
   // 2001-02-03 04:05:06, three frames of half a millisecond earlier
   EXPECT_NEAR(Block().StartDateTime(), 36925 + 14706 / SecondsPerDay - 0.0015 / SecondsPerDay,
               1e-9);
@@ -172,38 +151,30 @@ TEST_F(SidecarsTest, AWrongDescriptionIsAFault) {
 }
 
 TEST_F(SidecarsTest, TextHeadersAreReadCharacterByCharacter) {
-  const std::string start = "NumAChannels=2\n[Ch0]\n";
   const struct {
-    std::string Text;
-    double A;
-    double B;
+    const char* Text;  // behind the number of channels and the head of the first
+    const char* First;
     double Rate;
-    const char* Title;
   } rows[] = {
-      {start + "MaxRange=10\nMinRange=-10\nResolution=16\n", 1 / 3276.8, 0, 100, ""},
-      {start + "MaxRange=10\nMinRange=-10\nMaxADCValue=2048\n", 1 / 204.8, 0, 100, ""},
-      {start + "MaxRange=3\r\n MinRange = 1,0 V\nResolution=12.5 bits\n", 1.0 / 2048, 2, 100, ""},
-      {start + "MaxRange=1\nMaxRange=3\nSamplerate=50\n", 1.5 / 32768, 1.5, 50, ""},
-      {start + "MaxRange=3\nSamplerate=50", 1.5 / 32768, 1.5, 100, ""},  // no line feed
-      {start + "MaxRange=3\nSamplerate=-5\nmaxrange=7\n", 1.5 / 32768, 1.5, 100, ""},
-      {start + "\nMaxRange=3\n", 0, 0, 100, ""},    // an empty line ends the section
-      {start + "=x\nMaxRange=3\n", 0, 0, 100, ""},  // so does one without a key
-      {start + "MaxRange=3\nNumAChannels=2\n", 0, 0, 100, ""},
-      {start + "[Ch2]\nMaxRange=3\n", 0, 0, 100, ""},                          // no such channel
-      {start + "[Ch0.4]\nName=a=b\nMaxRange=3\n", 1.5 / 32768, 1.5, 100, ""},  // key "Name=a"
-      {start + "[Ch]\nName= x y \nMaxRange=3\n", 1.5 / 32768, 1.5, 100, "x y"},
+      {"MaxRange=10\nMinRange=-10\nResolution=16\n", " [] 0.000305176 n + 0", 100},
+      {"MaxRange=10\nMinRange=-10\nMaxADCValue=2048\n", " [] 0.00488281 n + 0", 100},
+      {"MaxRange=3\r\n MinRange = 1,0 V\nResolution=12.5 bits\n", " [] 0.000488281 n + 2", 100},
+      {"MaxRange=1\nMaxRange=4\nSamplerate=50\n", " [] 6.10352e-05 n + 2", 50},
+      {"MaxRange=4\nSamplerate=50", " [] 6.10352e-05 n + 2", 100},  // no line feed
+      {"MaxRange=4\nSamplerate=-5\nmaxrange=7\n", " [] 6.10352e-05 n + 2", 100},
+      {"\nMaxRange=4\n", " [] 0 n + 0", 100},    // an empty line ends the section
+      {"=x\nMaxRange=4\n", " [] 0 n + 0", 100},  // so does one without a key
+      {"MaxRange=4\nNumAChannels=2\n", " [] 0 n + 0", 100},
+      {"[Ch2]\nMaxRange=4\n", " [] 0 n + 0", 100},                        // no such channel
+      {"[Ch0.4]\nName=a=b\nMaxRange=4\n", " [] 6.10352e-05 n + 2", 100},  // key "Name=a"
+      {"[Ch]\nName= x y \nMaxRange=4\n", "x y [] 6.10352e-05 n + 2", 100},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.Text);
-    ASSERT_TRUE(OpenWithText(row.Text));
-    EXPECT_EQ(file_->FileType(), 2);
-    EXPECT_EQ(file_->FileSubType(), 2);
-    EXPECT_EQ(Block().ADCName(), u"BIN_SBunch6");
-    EXPECT_EQ(Block().SizeChannel(), 6);
-    EXPECT_FLOAT_EQ(Block().ChannelSingleA(1), static_cast<Single>(row.A));
-    EXPECT_EQ(Block().ChannelDoubleB(1), row.B);
-    EXPECT_EQ(Block().SamplingRate(), row.Rate);
-    EXPECT_EQ(ToUtf8(Block().ChannelTitle(1)), row.Title);
+    ASSERT_TRUE(OpenWithText(std::string("NumAChannels=2\n[Ch0]\n") + row.Text));
+    EXPECT_EQ(Type(), Types(2, 2));
+    const std::string start = "BIN_SBunch6 '' " + std::to_string(static_cast<int>(row.Rate));
+    EXPECT_EQ(Summary(), start + " Hz, 6 frames of: " + row.First + ",  [] 0 n + 0");
     EXPECT_EQ(FindingCodes(), Codes{"no-range"});  // of the second channel at least
   }
 }
@@ -212,8 +183,7 @@ TEST_F(SidecarsTest, ATextHeaderWithoutChannelsIsNone) {
   for (const std::string& text : {std::string("[Ch0]\nMaxRange=1\n"), std::string(10000000, '='),
                                   "NumAChannels=2" + std::string(10000000, ' ')}) {
     ASSERT_TRUE(OpenWithText(text));
-    EXPECT_EQ(file_->FileType(), 3);
-    EXPECT_EQ(Block().ADCName(), u"DAT");
+    EXPECT_EQ(Type(), Types(3, 0));
   }
 }
 

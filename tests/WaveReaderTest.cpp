@@ -7,14 +7,11 @@ using WaveReaderTest = ImportTest;
 
 TEST_F(WaveReaderTest, GivesEveryField) {
   ASSERT_TRUE(Open("f.wav", Wave().Build()));
-  EXPECT_EQ(file_->FileType(), 4);
-  EXPECT_EQ(file_->FileSubType(), 0);
+  EXPECT_EQ(Type(), (std::pair<Long, Long>(4, 0)));
+  EXPECT_EQ(Summary(),
+            "Sound '44.1 kHz, 16-bit' 44100 Hz, 3 frames of:  [] 0.00015625 n + 0,  [] "
+            "0.00015625 n + 0");
   const LMIBlockPtr block = file_->Block(1);
-  EXPECT_EQ(block->ADCName(), u"Sound");
-  EXPECT_EQ(block->Title(), u"44.1 kHz, 16-bit");
-  EXPECT_EQ(block->SamplingRate(), 44100);
-  EXPECT_EQ(block->SizeChannel(), 3);
-  EXPECT_EQ(block->ChannelCount(), 2);
   EXPECT_EQ(block->DataPtr(), 44);
   double values[6] = {};
   EXPECT_EQ(block->GetDataDouble(1, 3, values), 3);
@@ -81,16 +78,10 @@ TEST_F(WaveReaderTest, IsCalibratedByATextBesideIt) {
                 "[Ch0]\r\nName=Pressure\r\nYUnit = kPa \r\nMaxRange=10\r\nMinRange=-10\r\n"
                 "[Ch1]\nMaxRange=1\nMinRange=0\nSamplerate=500\n");
   ASSERT_TRUE(Open("f.wav", Wave().Build()));
-  EXPECT_EQ(file_->FileSubType(), 1);
-  const LMIBlockPtr block = file_->Block(1);
-  EXPECT_EQ(block->ChannelTitle(1), u"Pressure");
-  EXPECT_EQ(block->ChannelUnitName(1), u"kPa");
-  EXPECT_EQ(block->ChannelSingleA(1), 1 / 3276.8F);
-  EXPECT_EQ(block->ChannelSingleB(2), 0.5F);
-  EXPECT_EQ(block->SamplingRate(), 500);
-  EXPECT_EQ(block->Title(), u"44.1 kHz, 16-bit");
-  EXPECT_EQ(block->ADCName(), u"Sound");
-  EXPECT_EQ(block->SizeChannel(), 3);
+  EXPECT_EQ(Type(), (std::pair<Long, Long>(4, 1)));
+  EXPECT_EQ(Summary(),
+            "Sound '44.1 kHz, 16-bit' 500 Hz, 3 frames of: Pressure [kPa] 0.000305176 n + "
+            "0,  [] 1.52588e-05 n + 0.5");
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "support/Builders.h"
 
 namespace lmimport::test {
@@ -23,6 +25,32 @@ class ImportTest : public testing::Test {
     for (const Finding& finding : Findings()) codes.emplace_back(finding.Code);
     return codes;
   }
+
+  /// The block as words: "Sound '8 kHz' 8000 Hz, 3 frames of: a [V] 0.5 n + 0, b [] 1 n + 2".
+  static std::string Summary(const LMIBlock& block) {
+    std::ostringstream text;
+    text << ToUtf8(block.ADCName()) << " '" << ToUtf8(block.Title()) << "' " << block.SamplingRate()
+         << " Hz, " << block.SizeChannel() << " frames of:";
+    for (Integer i = 1; i <= block.ChannelCount(); ++i)
+      text << (i > 1 ? ", " : " ") << ToUtf8(block.ChannelTitle(i)) << " ["
+           << ToUtf8(block.ChannelUnitName(i)) << "] " << block.ChannelDoubleA(i) << " n + "
+           << block.ChannelDoubleB(i);
+    return text.str();
+  }
+  std::string Summary() { return Summary(*file_->Block(1)); }
+
+  /// "2 begin, 5 end"
+  std::string Comments() {
+    const LMIBlock& block = *file_->Block(1);
+    std::string text;
+    for (Long i = 1; i <= block.CommentCount(); ++i)
+      text += (i > 1 ? ", " : "") + std::to_string(block.CommentPosition(i)) + " " +
+              ToUtf8(block.CommentText(i));
+    return text;
+  }
+
+  /// FileType and FileSubType.
+  std::pair<Long, Long> Type() const { return {file_->FileType(), file_->FileSubType()}; }
 
   TempFolder folder_;
   Environment english_{"LC_ALL", "C"};
