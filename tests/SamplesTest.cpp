@@ -15,6 +15,13 @@ using nlohmann::json;
 
 // The recordings whose readers are there.
 const char* const Expected[] = {"AUTO.WDQ",
+                                "octave_named_v6.mat",
+                                "octave_v4.mat",
+                                "test_be_v6.mat",
+                                "test_file_hdf5.mat",
+                                "test_le.mat",
+                                "test_le_v6.mat",
+                                "testvec_4_GLNX86.mat",
                                 "sox_stereo.wav",
                                 "octave_list.wav",
                                 "test-8000Hz-le-2ch-1byteu.wav",

@@ -49,6 +49,13 @@ void ImportState::Warn(std::string_view code, std::int64_t position, const std::
   Found.push_back({true, code, position, FromUtf8(text)});
 }
 
+Single ImportState::SettledSamplingRate() {
+  constexpr Single largest = 1e10F;
+  constexpr Single fallback = 100;
+  if (!(DefaultSamplingRate > 0) || DefaultSamplingRate > largest) DefaultSamplingRate = fallback;
+  return DefaultSamplingRate;
+}
+
 void ImportState::FillFileRec(Long signature, Integer versionMajor, Integer versionMinor) {
   std::int64_t total = 0;
   for (const BlockRec& block : Blocks) total += block.SizeChannel;

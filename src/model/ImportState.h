@@ -63,6 +63,10 @@ struct ImportState {
   void Note(std::string_view code, std::int64_t position, const std::string& text);
   void Warn(std::string_view code, std::int64_t position, const std::string& text);
 
+  /// DefaultSamplingRate; one that is no rate from above 0 to 10^10 is put right to 100 first, and
+  /// the host reads that back.
+  Single SettledSamplingRate();
+
   /// The end of most readers: FileRec of the blocks as they stand, of which each has the channels
   /// of the first.
   void FillFileRec(Long signature, Integer versionMajor, Integer versionMinor);

@@ -15,8 +15,6 @@ namespace {
 
 constexpr Long BinaryFileType = 2;
 constexpr Long RawFileType = 3;
-constexpr Single LargestSamplingRate = 1e10F;
-constexpr Single FallbackSamplingRate = 100;
 constexpr std::size_t ExtensionLength = 4;
 
 // True when a sidecar described the block; FileType and FileSubType are set either way.
@@ -40,15 +38,13 @@ bool ReadSidecar(ImportState& state, BlockRec& block) {
   return state.FileSubType != 0;
 }
 
-// Defaults that are none are put right in the store, where the host reads them back.
+// A channel count that is none is put right in the store, where the host reads them back.
 void FillFromDefaults(ImportState& state, BlockRec& block) {
-  if (!(state.DefaultSamplingRate > 0) || state.DefaultSamplingRate > LargestSamplingRate)
-    state.DefaultSamplingRate = FallbackSamplingRate;
   if (state.DefaultChannelCount < 1 || state.DefaultChannelCount > LargestChannelCount)
     state.DefaultChannelCount = 1;
   block.ADCName = u"DAT";
   block.Resolution = 16;
-  block.SamplingRate = state.DefaultSamplingRate;
+  block.SamplingRate = state.SettledSamplingRate();
   block.DimensionChannels(state.DefaultChannelCount);
   for (Single& scale : block.ChannelScale) scale = AdcScale(block.ADCName, 0);
   block.SizeChannel = HeldAsLong(state.DataFile->Size() / (std::int64_t{block.ChannelCount} * 2));

@@ -7,6 +7,8 @@
 namespace lmimport {
 
 bool ReadChartFile(ImportState& state);
+bool ReadMatlab4File(ImportState& state);
+bool ReadMatlab5File(ImportState& state);
 bool ReadRawFile(ImportState& state);
 bool ReadWaveFile(ImportState& state);
 bool ReadWinDaqFile(ImportState& state);

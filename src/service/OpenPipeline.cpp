@@ -32,7 +32,7 @@ constexpr std::array ReadersByFirstBytes = {
     FirstBytes{FourCharacters("CFWB"), ReadNotBuiltFile},
     FirstBytes{FourCharacters("RIFF"), ReadWaveFile},
     FirstBytes{FourCharacters("ADCL"), ReadNotBuiltFile},
-    FirstBytes{FourCharacters("MATL"), ReadNotBuiltFile},
+    FirstBytes{FourCharacters("MATL"), ReadMatlab5File},
     FirstBytes{FourCharacters("ABIN"), ReadNotBuiltFile},
 };
 
@@ -47,7 +47,7 @@ constexpr std::array ReadersByExtension = {
     Extension{u".wdq", ReadWinDaqFile},
     Extension{u".edf", ReadNotBuiltFile},
     Extension{u".acq", ReadNotBuiltFile},
-    Extension{u".mat", ReadNotBuiltFile},
+    Extension{u".mat", ReadMatlab4File},
 };
 
 constexpr Long ArSignature = 21057;  // "AR", in the low word

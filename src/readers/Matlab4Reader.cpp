@@ -1,0 +1,154 @@
+// MATLAB version 4 MAT-files, by the published layout of the format; little-endian only. The file
+// has no header: variables stand one behind the other, and what is none ends the walk.
+//
+//   offset  type    field
+//        0  int32   type, by its decimal digits: 1000s byte order, 100s zero, 10s number, 1s matrix
+//        4  int32   rows
+//        8  int32   columns
+//       12  int32   1: an imaginary part follows the real one
+//       16  int32   bytes of the name, with its zero byte
+//       20          name, real part, imaginary part, by columns
+#include "readers/MatlabVariables.h"
+#include "readers/Readers.h"
+
+namespace lmimport {
+namespace {
+
+constexpr std::int64_t Mat4HeadBytes = 20;
+
+struct Mat4Number {
+  Integer SampleType;
+  Integer SampleUnsigned;
+  std::int64_t Width;  // bytes
+  bool Shown;
+};
+
+// By the tens digit.
+constexpr std::array Mat4Numbers = {
+    Mat4Number{SampleDouble, 0, 8, true}, Mat4Number{SampleSingle, 0, 4, true},
+    Mat4Number{SampleInt32, 0, 4, false}, Mat4Number{SampleInt16, 0, 2, true},
+    Mat4Number{SampleInt16, -1, 2, true}, Mat4Number{SampleInt8, 0, 1, false}};
+
+struct Mat4Head {
+  Long Type;
+  Long Rows;
+  Long Columns;
+  Long Imaginary;
+  Long NameLength;
+
+  bool IsComplex() const { return Imaginary == 1; }
+};
+
+// Held where no file reaches: rows and columns of 31 bits each have a product that no type holds.
+std::int64_t PartBytes(const Mat4Head& head, std::int64_t width) {
+  constexpr std::int64_t beyondAnyFile = std::int64_t{1} << 56;
+  const std::int64_t cells = std::int64_t{head.Rows} * head.Columns;
+  return std::min(cells, beyondAnyFile) * width;
+}
+
+class Matlab4File {
+ public:
+  explicit Matlab4File(ImportState& state)
+      : state_(state), file_(*state.DataFile), variables_(state) {}
+
+  bool Read();
+
+ private:
+  std::int64_t ReadVariable(std::int64_t start);
+  void ReadSamples(const Mat4Head& head, const Mat4Number& number, BlockRec block);
+  void ReadRates(const Mat4Head& head, std::int64_t position);
+  static bool FindShape(const Mat4Head& head, BlockRec& block);
+
+  ImportState& state_;
+  BinaryFile& file_;
+  MatlabVariables variables_;
+};
+
+bool Matlab4File::Read() {
+  constexpr std::int64_t leastLeft = 24;
+  const std::int64_t size = file_.Size();
+  for (std::int64_t next = 0; next >= 0 && next + leastLeft < size;) next = ReadVariable(next);
+  const bool read = variables_.Finish(4);
+  variables_.NoteFindings();
+  return read || state_.Refuse(Refusal::UnsupportedFormat);
+}
+
+// Gives the position of the next variable, or -1 where the walk ends.
+std::int64_t Matlab4File::ReadVariable(std::int64_t start) {
+  constexpr std::int64_t endOfWalk = -1;
+  std::array<Long, 5> words{};
+  file_.Seek(start);
+  if (file_.ReadInt32Array(words.data(), 5) < 5) return endOfWalk;
+  const Mat4Head head = {words[0], words[1], words[2], words[3], words[4]};
+  const Long kind = head.Type / 10;
+  if (head.Type / 100 != 0 || kind < 0 || kind >= static_cast<Long>(Mat4Numbers.size()))
+    return endOfWalk;
+  if (head.Rows < 1 || head.Columns < 1 || head.NameLength < 0) return endOfWalk;
+  const Mat4Number& number = Mat4Numbers[static_cast<std::size_t>(kind)];
+  BlockRec block;
+  block.DataPtr = start + Mat4HeadBytes + head.NameLength;
+  const std::int64_t next =
+      block.DataPtr + PartBytes(head, number.Width) * (head.IsComplex() ? 2 : 1);
+  if (head.NameLength > 1) {
+    file_.ReadFixedString(block.Title, head.NameLength - 1);
+    // Rates that are no doubles are passed over before their name counts for anything.
+    constexpr std::u16string_view rateSuffix = u"_SamplingRate";
+    const bool isRate = block.Title.size() > rateSuffix.size() && block.Title.ends_with(rateSuffix);
+    if (isRate && number.SampleType != SampleDouble) {
+      variables_.LeaveOut("rates that are no doubles");
+      return next;
+    }
+    const MatlabVariables::Kind found = variables_.Classify(block.Title);
+    if (found == MatlabVariables::Kind::Rate) ReadRates(head, block.DataPtr);
+    if (found != MatlabVariables::Kind::Samples) return next;
+  }
+  ReadSamples(head, number, std::move(block));
+  return next;
+}
+
+void Matlab4File::ReadRates(const Mat4Head& head, std::int64_t position) {
+  if (head.Rows != 1 && head.Columns != 1) return;
+  const Long count = head.Rows == 1 ? head.Columns : head.Rows;
+  std::vector<Double> rates(
+      static_cast<std::size_t>(std::min<std::int64_t>(count, MatlabVariables::LargestBlockCount)));
+  file_.Seek(position);
+  file_.ReadDoubleArray(rates.data(), static_cast<std::int64_t>(rates.size()));
+  variables_.SetRates(std::move(rates));
+}
+
+bool Matlab4File::FindShape(const Mat4Head& head, BlockRec& block) {
+  const bool tall = head.Columns <= head.Rows;
+  const Long channels = tall ? head.Columns : head.Rows;
+  if (channels > LargestChannelCount) return false;
+  block.ChannelCount = static_cast<Integer>(channels);
+  block.SizeChannel = tall ? head.Rows : head.Columns;
+  return true;
+}
+
+void Matlab4File::ReadSamples(const Mat4Head& head, const Mat4Number& number, BlockRec block) {
+  if (!FindShape(head, block)) return variables_.LeaveOut("of more than 32 channels");
+  if (block.SizeChannel < 2) return variables_.LeaveOut("of fewer than two samples");
+  if (!number.Shown) return variables_.LeaveOut("of bytes or 32-bit integers");
+  block.SampleType = number.SampleType;
+  block.SampleUnsigned = number.SampleUnsigned;
+  const Long matrix = head.Type % 10;
+  if (matrix == 1) variables_.Warn("of text");
+  if (matrix == 2) variables_.Warn("sparse");
+  if (head.Rows > head.Columns && block.ChannelCount > 1)
+    variables_.Warn("with more rows than columns, whose columns are mixed in the channels");
+  if (!head.IsComplex()) return variables_.Add(std::move(block));
+  BlockRec imaginary = block;
+  imaginary.DataPtr += PartBytes(head, number.Width);
+  imaginary.Title += u"Im";
+  block.Title += u"Re";
+  variables_.Add(std::move(block));
+  variables_.Add(std::move(imaginary));
+}
+
+}  // namespace
+
+bool ReadMatlab4File(ImportState& state) {
+  return Matlab4File(state).Read();
+}
+
+}  // namespace lmimport

@@ -1,0 +1,286 @@
+// MATLAB level 5 MAT-files, by the published layout of the format; little-endian and without
+// compression only. Each numeric variable at the top level is a block of its own.
+//
+//   offset  type       field
+//        0  116 chars  text; the version stands at 7, as in "MATLAB 5.0"
+//      124  uint16     version, 0x0100
+//      126  2 chars    "IM"
+//      128             elements, each at a multiple of 8: int32 type, int32 bytes, data
+//
+//   A variable is an element of type 14, of these sub-elements:
+//     array flags  tag with 8 bytes: class, flags (8: complex), six more
+//     dimensions   tag with 4 or 8 bytes: one dimension, or rows and columns
+//     name         tag and characters, up to the next multiple of 8
+//     real part    tag and samples
+//   The tags of name and real part can be short: one word of type and size, the data behind it.
+#include "readers/HeaderView.h"
+#include "readers/MatlabVariables.h"
+#include "readers/Readers.h"
+
+namespace lmimport {
+namespace {
+
+constexpr std::int64_t Mat5SmallestFile = 144;
+constexpr std::int64_t Mat5VersionText = 7;
+constexpr std::int64_t Mat5VersionWord = 124;
+constexpr std::int64_t Mat5FirstElement = 128;
+constexpr std::int64_t Mat5TagBytes = 8;
+constexpr std::uint32_t Mat5LittleEndian = 0x4d49;
+constexpr std::uint32_t Mat5Version = 0x0100;
+
+enum Mat5Type : Long {
+  Int8Data = 1,
+  Uint8Data = 2,
+  Int16Data = 3,
+  Uint16Data = 4,
+  Int32Data = 5,
+  Uint32Data = 6,
+  SingleData = 7,
+  DoubleData = 9,
+  LastBareType = 9,
+  MatrixData = 14,
+  CompressedData = 15,
+  FirstUnicodeData = 16,
+  LastUnicodeData = 18,
+};
+
+enum Mat5Class : Byte { CharacterClass = 4, SparseClass = 5, DoubleClass = 6, SingleClass = 7 };
+constexpr Byte Mat5ComplexFlag = 8;
+
+struct Tag {
+  Long Type;
+  Long Size;  // bytes
+};
+
+std::int64_t RaisedToEight(std::int64_t position) {
+  return (position + 7) / 8 * 8;
+}
+
+class Matlab5File {
+ public:
+  explicit Matlab5File(ImportState& state)
+      : state_(state), file_(*state.DataFile), variables_(state) {}
+
+  bool Read();
+
+ private:
+  bool CheckHeader();
+  void Walk();
+  void ReadVariable(BlockRec block, std::int64_t end);
+  bool ReadShape(BlockRec& block);
+  void ReadRates(Tag tag);
+  void Finish(BlockRec block, Tag tag);
+  void LeaveOut(std::string_view reason, std::string detail = {});
+  void CheckShown(Tag tag, bool several);
+
+  Tag ReadTag() {
+    const auto type = file_.ReadValue<Long>();
+    return {type, file_.ReadValue<Long>()};
+  }
+  // `shortest` is the least word that is type and size in one.
+  Tag ReadShortableTag(Long shortest) {
+    const auto word = file_.ReadValue<Long>();
+    if (word >= shortest) return {word & 0xff, word / 65536};
+    return {word, file_.ReadValue<Long>()};
+  }
+
+  ImportState& state_;
+  BinaryFile& file_;
+  MatlabVariables variables_;
+  std::string versionText_;
+  std::string detail_;  // of the last variable that was left out, for the message
+  Byte class_ = 0;      // of the variable in hand; 0 for a bare element
+  Byte flags_ = 0;
+  bool tall_ = false;
+};
+
+bool Matlab5File::Read() {
+  if (file_.Size() < Mat5SmallestFile) return state_.Refuse(Refusal::NoData);
+  if (CheckHeader()) Walk();
+  const bool read = variables_.Finish(5);
+  variables_.NoteFindings();
+  if (read) return true;
+  return state_.Refuse(Refusal::UnsupportedFormat, detail_.empty() ? "" : " (" + detail_ + ")");
+}
+
+bool Matlab5File::CheckHeader() {
+  String text;
+  file_.Seek(Mat5VersionText);
+  file_.ReadFixedString(text, 3);
+  versionText_ = "v" + ToUtf8(text);
+  file_.Seek(Mat5VersionWord);
+  const auto word = file_.ReadValue<std::uint32_t>();
+  if (word >> 16 != Mat5LittleEndian) {
+    detail_ = "Big-Endian";
+  } else if ((word & 0xffff) != Mat5Version) {
+    detail_ = versionText_;
+  }
+  return detail_.empty();
+}
+
+void Matlab5File::Walk() {
+  constexpr std::int64_t leastLeft = 12;
+  constexpr Long leastSize = 5;
+  const std::int64_t size = file_.Size();
+  for (std::int64_t next = Mat5FirstElement; next + leastLeft < size;) {
+    file_.Seek(next);
+    const Tag tag = ReadTag();
+    if (tag.Size < leastSize) return;
+    const std::int64_t end = next + Mat5TagBytes + tag.Size;
+    next = RaisedToEight(end);
+    BlockRec block;
+    if (tag.Type <= LastBareType) {
+      class_ = flags_ = 0;
+      tall_ = false;
+      block.DataPtr = file_.Position();
+      block.ChannelCount = 1;
+      Finish(std::move(block), tag);
+    } else if (tag.Type == MatrixData) {
+      ReadVariable(std::move(block), end);
+    } else if (tag.Type == CompressedData) {
+      LeaveOut("compressed", versionText_ + " - COMPRESSED");
+    } else if (tag.Type >= FirstUnicodeData && tag.Type <= LastUnicodeData) {
+      LeaveOut("of text", "Unicode Character Data");
+    } else {
+      LeaveOut("of an unknown type");
+    }
+  }
+}
+
+void Matlab5File::ReadVariable(BlockRec block, std::int64_t end) {
+  if (ReadTag().Size != Mat5TagBytes) return LeaveOut("damaged");
+  class_ = file_.ReadValue<Byte>();
+  flags_ = file_.ReadValue<Byte>();
+  file_.Skip(6);
+  if (!ReadShape(block)) return;
+  const Tag name = ReadShortableTag(257);
+  // A name doesn't reach beyond its variable: so all names together cost no more than the file.
+  if (name.Size > end - file_.Position()) return LeaveOut("damaged");
+  file_.ReadFixedString(block.Title, name.Size);
+  const MatlabVariables::Kind kind = variables_.Classify(block.Title);
+  if (kind == MatlabVariables::Kind::LeftOut) return;
+  file_.Seek(RaisedToEight(file_.Position()));
+  const Tag real = ReadShortableTag(256);
+  block.DataPtr = file_.Position();
+  if (kind == MatlabVariables::Kind::Rate) return ReadRates(real);
+  Finish(std::move(block), real);
+}
+
+bool Matlab5File::ReadShape(BlockRec& block) {
+  const Tag dimensions = ReadTag();
+  const auto rows = file_.ReadValue<Long>();
+  const auto columns = file_.ReadValue<Long>();
+  tall_ = false;
+  if (dimensions.Size == 4) {
+    block.ChannelCount = 1;
+    return true;
+  }
+  if (dimensions.Size != 8) {
+    LeaveOut("of another number of dimensions than two",
+             Sentence(dimensions.Size / 4, "-dimension array"));
+    return false;
+  }
+  const Long channels = std::min(rows, columns);
+  if (channels > LargestChannelCount) {
+    LeaveOut("of more than 32 channels", Sentence(channels, " channels"));
+    return false;
+  }
+  if (channels < 1) {
+    LeaveOut("empty");
+    return false;
+  }
+  block.ChannelCount = static_cast<Integer>(channels);
+  tall_ = rows > columns;
+  return true;
+}
+
+template <class T>
+std::vector<Double> ReadMagnitudes(BinaryFile& file, std::int64_t count) {
+  std::vector<T> stored(static_cast<std::size_t>(count));
+  file.ReadArray(stored.data(), count);
+  std::vector<Double> magnitudes;
+  magnitudes.reserve(stored.size());
+  for (const T value : stored) magnitudes.push_back(std::abs(static_cast<Double>(value)));
+  return magnitudes;
+}
+
+// A double keeps its sign; bytes and words are taken without one, all others lose theirs.
+void Matlab5File::ReadRates(Tag tag) {
+  const auto count = [&](std::int64_t width) {
+    return std::clamp<std::int64_t>(tag.Size / width, 0, MatlabVariables::LargestBlockCount);
+  };
+  switch (tag.Type) {
+    case Int8Data:
+    case Uint8Data:
+      return variables_.SetRates(ReadMagnitudes<Byte>(file_, count(1)));
+    case Int16Data:
+    case Uint16Data:
+      return variables_.SetRates(ReadMagnitudes<std::uint16_t>(file_, count(2)));
+    case Int32Data:
+    case Uint32Data:
+      return variables_.SetRates(ReadMagnitudes<Long>(file_, count(4)));
+    case SingleData:
+      return variables_.SetRates(ReadMagnitudes<Single>(file_, count(4)));
+    case DoubleData: {
+      std::vector<Double> rates(static_cast<std::size_t>(count(8)));
+      file_.ReadDoubleArray(rates.data(), count(8));
+      return variables_.SetRates(std::move(rates));
+    }
+    default:
+      return;
+  }
+}
+
+void Matlab5File::Finish(BlockRec block, Tag tag) {
+  switch (tag.Type) {
+    case Int16Data:
+    case Uint16Data:
+      block.SampleType = SampleInt16;
+      block.SampleUnsigned = tag.Type == Uint16Data ? -1 : 0;
+      break;
+    case SingleData:
+      block.SampleType = SampleSingle;
+      break;
+    case DoubleData:
+      block.SampleType = SampleDouble;
+      break;
+    case Int8Data:
+      return LeaveOut("of bytes or 32-bit integers", "miINT8");
+    case Uint8Data:
+      return LeaveOut("of bytes or 32-bit integers", "miUINT8");
+    case Int32Data:
+      return LeaveOut("of bytes or 32-bit integers", "miINT32");
+    case Uint32Data:
+      return LeaveOut("of bytes or 32-bit integers", "miUINT32");
+    default:
+      return LeaveOut("of cells, structures or unknown data");
+  }
+  block.SizeChannel = tag.Size / block.ChannelCount / SampleWidth(block.SampleType);
+  if (block.SizeChannel < 2) return LeaveOut("of fewer than two samples");
+  CheckShown(tag, block.ChannelCount > 1);
+  variables_.Add(std::move(block));
+}
+
+void Matlab5File::CheckShown(Tag tag, bool several) {
+  if (class_ == CharacterClass) variables_.Warn("of text");
+  if (class_ == SparseClass) variables_.Warn("sparse");
+  const bool realClass = class_ == DoubleClass || class_ == SingleClass;
+  if (realClass && (tag.Type == Int16Data || tag.Type == Uint16Data))
+    variables_.Warn("of whole numbers, stored as 16-bit integers and shown as counts / 3276.8");
+  if (tall_ && several)
+    variables_.Warn("with more rows than columns, whose columns are mixed in the channels");
+  if ((flags_ & Mat5ComplexFlag) != 0) variables_.Warn("complex, without their imaginary part");
+}
+
+void Matlab5File::LeaveOut(std::string_view reason, std::string detail) {
+  variables_.LeaveOut(reason);
+  if (!detail.empty()) detail_ = std::move(detail);
+}
+
+}  // namespace
+
+bool ReadMatlab5File(ImportState& state) {
+  return Matlab5File(state).Read();
+}
+
+}  // namespace lmimport

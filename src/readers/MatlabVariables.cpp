@@ -1,0 +1,202 @@
+#include "readers/MatlabVariables.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+
+namespace lmimport {
+namespace {
+
+constexpr Long MatlabFileType = 10;
+constexpr Single LargestSingle = std::numeric_limits<Single>::max();
+constexpr std::u16string_view DataSuffix = u"_Data";
+constexpr std::u16string_view RateSuffix = u"_SamplingRate";
+
+// At least one character stands before the suffix.
+bool HasSuffix(const String& name, std::u16string_view suffix) {
+  return name.size() > suffix.size() && name.ends_with(suffix);
+}
+
+// The least and the greatest value of each channel. The frames go past in rows of several frames,
+// so that the loop over a row is one vector loop, whatever the number of channels.
+template <class Real>
+class Extremes {
+ public:
+  explicit Extremes(std::size_t channels)
+      : channels_(channels),
+        row_(channels * std::max<std::size_t>(1, RowValues / channels)),
+        least_(row_, std::numeric_limits<Real>::infinity()),
+        greatest_(row_, -std::numeric_limits<Real>::infinity()) {}
+
+  void Take(const Real* values, std::size_t count) {
+    for (std::size_t i = 0; i < count; i += row_) TakeRow(values + i, std::min(row_, count - i));
+  }
+
+  /// False when the channel had nothing but NaN.
+  bool Of(std::size_t channel, Single& least, Single& greatest) const {
+    Real low = least_[channel];
+    Real high = greatest_[channel];
+    for (std::size_t i = channel; i < row_; i += channels_) {
+      low = std::min(low, least_[i]);
+      high = std::max(high, greatest_[i]);
+    }
+    least = static_cast<Single>(std::clamp<Real>(low, -LargestSingle, LargestSingle));
+    greatest = static_cast<Single>(std::clamp<Real>(high, -LargestSingle, LargestSingle));
+    return low <= high;
+  }
+
+ private:
+  static constexpr std::size_t RowValues = 64;
+
+  // A NaN compares false, and so passes by.
+  void TakeRow(const Real* values, std::size_t count) {
+    Real* least = least_.data();
+    Real* greatest = greatest_.data();
+    for (std::size_t i = 0; i < count; ++i) {
+      least[i] = values[i] < least[i] ? values[i] : least[i];
+      greatest[i] = values[i] > greatest[i] ? values[i] : greatest[i];
+    }
+  }
+
+  std::size_t channels_;
+  std::size_t row_;
+  std::vector<Real> least_;
+  std::vector<Real> greatest_;
+};
+
+template <class Real>
+void ScanFrames(BinaryFile& file, BlockRec& block) {
+  constexpr std::int64_t pieceBytes = 512 * 1024;
+  if (block.SizeChannel < 2 || block.ChannelCount < 1) return;
+  const std::int64_t channels = block.ChannelCount;
+  const std::int64_t pieceFrames = std::min<std::int64_t>(
+      block.SizeChannel, pieceBytes / (channels * static_cast<std::int64_t>(sizeof(Real))));
+  const auto piece =
+      std::make_unique_for_overwrite<Real[]>(static_cast<std::size_t>(pieceFrames * channels));
+  Extremes<Real> extremes(static_cast<std::size_t>(channels));
+  file.Seek(block.DataPtr);
+  for (std::int64_t left = block.SizeChannel; left > 0;) {
+    const std::int64_t wanted = std::min(left, pieceFrames);
+    const std::int64_t frames = file.ReadArray(piece.get(), wanted * channels) / channels;
+    extremes.Take(piece.get(), static_cast<std::size_t>(frames * channels));
+    left = frames < wanted ? 0 : left - frames;
+  }
+  for (std::size_t c = 0; c < block.ChannelScale.size(); ++c) {
+    Single least = 0;
+    Single greatest = 0;
+    if (extremes.Of(c, least, greatest))
+      FitChannelScale(least, greatest, block.ChannelScale[c], block.ChannelOffset[c]);
+  }
+}
+
+}  // namespace
+
+void ScanSingleFrames(BinaryFile& File, BlockRec& Block) {
+  ScanFrames<Single>(File, Block);
+}
+void ScanDoubleFrames(BinaryFile& File, BlockRec& Block) {
+  ScanFrames<Double>(File, Block);
+}
+
+Integer DecimalExponent(Single Value) {
+  if (Value == 0) return 0;
+  const Double value = std::abs(Double{Value});
+  Double exponent = std::floor(std::log(value) / std::log(10.0));
+  // The quotient of the logarithms of 1000 is a hair below 3 here. Powers of ten up to 10^22 are
+  // exact, and a Single that isn't one is far from it by the measure of a Double, so a comparison
+  // with the next power settles it.
+  if (std::pow(10.0, exponent + 1) <= value) ++exponent;
+  if (std::pow(10.0, exponent) > value) --exponent;
+  return static_cast<Integer>(exponent);
+}
+
+void FitChannelScale(Single Min, Single Max, Single& Scale, Single& Offset) {
+  constexpr Double countsOfRange = 65500;
+  if (Max == Min) {
+    Scale = 1000;
+    Offset = Max;
+    return;
+  }
+  const Double ideal = countsOfRange / (Double{Max} - Double{Min});
+  Scale = static_cast<Single>(std::min(ideal, Double{LargestSingle}));
+  const Double power = std::pow(10.0, DecimalExponent(Scale));
+  Double digit = std::trunc(Scale / power);
+  if (digit == 3 || digit == 6 || digit == 9) --digit;
+  if (digit == 7) digit = 5;
+  if (digit > 0) Scale = static_cast<Single>(digit * power);
+  Offset = 0;
+  if (-Max != Min) {
+    const Double middle = std::trunc(Scale * 0.5 * (Double{Max} + Double{Min}));
+    Offset = static_cast<Single>(middle / Scale);
+  }
+}
+
+MatlabVariables::MatlabVariables(ImportState& state)
+    : state_(state), date_(state.DataFile->FileDateTime()) {}
+
+MatlabVariables::Kind MatlabVariables::Classify(String& title) {
+  if (HasSuffix(title, DataSuffix)) {
+    title.resize(title.size() - DataSuffix.size());
+    named_ = true;
+    return Kind::Samples;
+  }
+  if (HasSuffix(title, RateSuffix)) {
+    named_ = true;
+    return Kind::Rate;
+  }
+  if (!named_) return Kind::Samples;
+  LeaveOut("without a name of the convention");
+  return Kind::LeftOut;
+}
+
+void MatlabVariables::Add(BlockRec block) {
+  constexpr Single tenUnits = 32768.0F / 10;  // the full range of a word is 10 units either way
+  if (static_cast<std::int64_t>(state_.Blocks.size()) >= LargestBlockCount)
+    return LeaveOut("beyond the largest number of blocks");
+  block.Resolution = 16;
+  block.DimensionChannels(block.ChannelCount);
+  std::fill(block.ChannelScale.begin(), block.ChannelScale.end(), tenUnits);
+  if (block.SampleType == SampleSingle) ScanSingleFrames(*state_.DataFile, block);
+  if (block.SampleType == SampleDouble) ScanDoubleFrames(*state_.DataFile, block);
+  block.ADCName = u"MATLAB";
+  block.SamplingRate = state_.SettledSamplingRate();
+  block.StartDateTime = date_;
+  state_.Blocks.push_back(std::move(block));
+}
+
+bool MatlabVariables::Finish(Integer versionMajor) {
+  if (state_.Blocks.empty()) return false;
+  for (std::size_t i = 0; i < std::min(rates_.size(), state_.Blocks.size()); ++i) {
+    const auto rate = static_cast<Single>(rates_[i]);
+    if (rate > 0 && std::isfinite(rate)) state_.Blocks[i].SamplingRate = rate;
+  }
+  state_.FillFileRec(FourCharacters("MATL"), versionMajor, 0);
+  state_.FileType = MatlabFileType;
+  state_.FileSubType = 0;
+  return true;
+}
+
+Long& MatlabVariables::CountOf(Counts& counts, std::string_view what) {
+  const auto found =
+      std::find_if(counts.begin(), counts.end(), [what](const auto& c) { return c.first == what; });
+  return found != counts.end() ? found->second : counts.emplace_back(what, 0).second;
+}
+
+std::string MatlabVariables::Listed(const Counts& counts) {
+  std::string list;
+  for (const auto& [what, count] : counts)
+    list += Sentence(list.empty() ? "" : ", ", count, " ", what);
+  return list;
+}
+
+void MatlabVariables::NoteFindings() {
+  if (!warnings_.empty())
+    state_.Warn("variables-misread", 0,
+                Sentence("Of the variables that are shown as signals: ", Listed(warnings_), "."));
+  if (rates_.size() > state_.Blocks.size()) LeaveOut("rates that no block is for");
+  if (!leftOut_.empty())
+    state_.Note("variables-left-out", 0, Sentence("Left out: ", Listed(leftOut_), "."));
+}
+
+}  // namespace lmimport

@@ -1,0 +1,67 @@
+// What the readers of both MATLAB versions share: the naming convention, the blocks that variables
+// become, and the round scale that is fitted to the range of floating-point samples.
+#pragma once
+
+#include "model/ImportState.h"
+
+namespace lmimport {
+
+/// Scales the frames of a Single or a Double block: reads them and fits ChannelScale and
+/// ChannelOffset to the range of each channel. NaN is passed over, infinities count as the largest
+/// Single. A channel of nothing but NaN keeps its scale and offset, and so do all when the file
+/// doesn't hold the first frame; frames cut off by its end are left out.
+void ScanSingleFrames(BinaryFile& File, BlockRec& Block);
+void ScanDoubleFrames(BinaryFile& File, BlockRec& Block);
+
+/// A round number of counts per unit, 1, 2, 4, 5 or 8 times a power of ten, such that the range
+/// fits a 16-bit word with a little room, and an offset at its middle that is a whole number of
+/// counts. An empty range gives 1000 and its value.
+void FitChannelScale(Single Min, Single Max, Single& Scale, Single& Offset);
+
+/// The power of ten of the first decimal digit; 0 for 0.
+Integer DecimalExponent(Single Value);
+
+/// The variables of one file, as they are walked.
+class MatlabVariables {
+ public:
+  enum class Kind { Samples, Rate, LeftOut };
+
+  explicit MatlabVariables(ImportState& state);
+
+  /// By the naming convention: "x_Data" holds samples, and its title loses the suffix;
+  /// "x_SamplingRate" holds rates; any other name holds samples until the first of those names.
+  Kind Classify(String& title);
+
+  /// Rates by the order of the blocks; more than there can be blocks aren't kept.
+  void SetRates(std::vector<Double> rates) { rates_ = std::move(rates); }
+  static constexpr std::int64_t LargestBlockCount = INT16_MAX;
+
+  /// Completes a block of ChannelCount, SizeChannel, SampleType, SampleUnsigned, DataPtr and Title,
+  /// and adds it; gives its number. Where there is no room, it is left out.
+  void Add(BlockRec block);
+
+  /// Rates, FileRec and type. False when there is no block.
+  bool Finish(Integer versionMajor);
+
+  /// Counted, and told once at the end: a reason for a variable to be left out, or something that a
+  /// user would take wrong about one that is shown.
+  void LeaveOut(std::string_view reason) { ++CountOf(leftOut_, reason); }
+  void Warn(std::string_view what) { ++CountOf(warnings_, what); }
+
+  /// The findings of all this.
+  void NoteFindings();
+
+ private:
+  using Counts = std::vector<std::pair<std::string_view, Long>>;
+  static Long& CountOf(Counts& counts, std::string_view what);
+  static std::string Listed(const Counts& counts);
+
+  ImportState& state_;
+  Date date_;
+  bool named_ = false;
+  std::vector<Double> rates_;
+  Counts leftOut_;
+  Counts warnings_;
+};
+
+}  // namespace lmimport
