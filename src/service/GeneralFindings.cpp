@@ -86,7 +86,7 @@ bool IsText(std::string_view head) {
 }
 
 // "begins like HDF5", say; empty for what nothing is known of.
-std::string KnownAs(std::string_view head, const String& fileName) {
+std::string KnownAs(std::string_view head, const String& fileName, bool read) {
   const String name = LowerCase(fileName);
   for (const KnownFormat& format : KnownFormats) {
     if (head.starts_with(format.Start))
@@ -94,7 +94,8 @@ std::string KnownAs(std::string_view head, const String& fileName) {
     if (!format.Extension.empty() && name.ends_with(format.Extension))
       return Sentence("is named like ", format.Name);
   }
-  return IsText(head) ? "begins like text" : "";
+  // A format of text can be refused for many reasons, and raw data for none.
+  return read && IsText(head) ? "begins like text" : "";
 }
 
 // Nothing claimed the file, and no sidecar described it.
@@ -116,7 +117,7 @@ void NoteUnreadFormat(ImportState& state, bool read) {
   state.DataFile->Seek(0);
   const std::int64_t done = state.DataFile->ReadBytes(bytes.data(), HeadBytes);
   const std::string_view head(bytes.data(), static_cast<std::size_t>(done));
-  const std::string known = KnownAs(head, state.FileName);
+  const std::string known = KnownAs(head, state.FileName, read);
   if (known.empty()) return;
   state.Warn("format-not-read", 0,
              Sentence("The file ", known,

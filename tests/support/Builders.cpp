@@ -97,6 +97,32 @@ std::string Wave::Build() const {
   return file.Get();
 }
 
+std::string Mat5Element(int type, std::string_view data) {
+  return Bytes().Int32(type).CountedText(data).Zeros((8 - data.size() % 8) % 8).Get();
+}
+
+std::string Mat5(const std::vector<Mat5Variable>& variables) {
+  std::string file = Filled(
+      128, {{0, Bytes().Text("MATLAB 5.0 MAT-file")}, {124, Bytes().Int16(0x100).Text("IM")}});
+  for (const Mat5Variable& variable : variables) {
+    Bytes dimensions;
+    for (const int dimension : variable.Dimensions) dimensions.Int32(dimension);
+    const std::string flags = Bytes().Int8(variable.Class).Int8(variable.Flags).Zeros(6).Get();
+    file += Mat5Element(14, Mat5Element(6, flags) + Mat5Element(5, dimensions.Get()) +
+                                Mat5Element(1, variable.Name) +
+                                Mat5Element(variable.Type, variable.Data));
+  }
+  return file;
+}
+
+std::string Mat4(int type, int rows, int columns, bool imaginary, std::string_view name,
+                 std::string_view data) {
+  Bytes variable;
+  variable.Int32(type).Int32(rows).Int32(columns).Int32(imaginary ? 1 : 0);
+  variable.Int32(static_cast<std::int64_t>(name.size()) + 1).Text(name).Int8(0).Text(data);
+  return variable.Get();
+}
+
 std::string FullPar(const std::vector<ParNote>& notes, std::optional<int> noteCount) {
   const std::string layout = Filled(17131, {{0, Bytes().Text("3")},
                                             {8, Bytes().Text("7859525")},

@@ -123,6 +123,24 @@ struct Wave {
 /// A chunk of a RIFF file, head and body.
 std::string Chunk(std::string_view id, std::string_view body);
 
+/// A variable of a MATLAB level 5 file; what is not stated is a row of Doubles.
+struct Mat5Variable {
+  std::string Name;
+  std::vector<int> Dimensions = {1, 4};
+  int Type = 9;
+  std::string Data = Bytes().Real64(1).Real64(-3).Real64(0).Real64(0.5).Get();
+  int Class = 6;
+  int Flags = 0;
+};
+
+/// An element with its tag, padded to a multiple of 8.
+std::string Mat5Element(int type, std::string_view data);
+std::string Mat5(const std::vector<Mat5Variable>& variables);
+
+/// A variable of a MATLAB version 4 file.
+std::string Mat4(int type, int rows, int columns, bool imaginary, std::string_view name,
+                 std::string_view data);
+
 struct ParNote {
   int Step;
   std::string Text;
