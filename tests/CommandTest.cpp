@@ -67,7 +67,7 @@ TEST_F(CommandTest, InfoSpeaksJson) {
 
 TEST_F(CommandTest, InfoNamesTheSidecar) {
   const std::string data = folder_.Write("raw.dat", std::string(24, '\1'));
-  EXPECT_NE(Run("info " + data).Text.find("by nothing: raw 16-bit data of 1 channels at 100 Hz"),
+  EXPECT_NE(Run("info " + data).Text.find("by nothing: raw 16-bit data, channels: 1, at 100 Hz"),
             std::string::npos);
   folder_.Write("raw.rvp", Rvp());
   EXPECT_NE(Run("info " + data).Text.find("by raw.rvp\n"), std::string::npos);

@@ -15,6 +15,10 @@ using nlohmann::json;
 
 // The recordings whose readers are there.
 const char* const Expected[] = {"AUTO.WDQ",
+                                "File_axon_3.abf",
+                                "invalidDate-abf1.abf",
+                                "pclamp11_4ch_abf1.abf",
+                                "cfwb_2ch.cfwb",
                                 "octave_named_v6.mat",
                                 "octave_v4.mat",
                                 "test_be_v6.mat",

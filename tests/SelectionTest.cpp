@@ -29,7 +29,9 @@ class SelectionTest : public ImportTest {
 
 TEST_F(SelectionTest, OpensWhatTheUserPicks) {
   const auto selector = std::make_shared<FakeSelector>();
+  selector->Path = u"/of the selector";
   SetFileSelector(selector);
+  EXPECT_EQ(import_.DefaultPath(), u"/of the selector");
   ASSERT_TRUE(Open("a.lmc", Chart().Build()));
   import_.SetDefaultPath(FromUtf8(std::filesystem::temp_directory_path().string()));
   EXPECT_FALSE(Open(folder_.PathOf("missing")));

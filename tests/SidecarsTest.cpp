@@ -57,7 +57,7 @@ TEST_F(SidecarsTest, ParHasThreeLayouts) {
   longFields.insert(longFields.end(), {{16, Bytes().Text("A")},
                                        {109, Bytes().Real64(0.5)},
                                        {117, Bytes().Int32(256).Int32(0).Int32(1)},
-                                       {279, Bytes().Int8(1)}});
+                                       {277, Bytes().Int8(9).Int8(9).Int8(1).Int8(9)}});
   for (const std::string& par : {Filled(223, shortFields), Filled(341, longFields)}) {
     ASSERT_TRUE(OpenWith("f.dat", "f.par", par));
     EXPECT_EQ(Summary(), "L-783 '' 500 Hz, 12 frames of:  [] 0.00125 n + 0");
@@ -105,6 +105,7 @@ TEST_F(SidecarsTest, RvpGivesCalibratedChannels) {
               1e-9);
   ASSERT_TRUE(OpenWith("f.dat", "f.rvp", Patched(Rvp(), 608, Bytes().Int32(-1))));
   EXPECT_EQ(Block().SizeChannel(), 2147483647);
+  EXPECT_EQ(FindingCodes(), Codes{"length-open"});
   ASSERT_TRUE(OpenWith("f.dat", "f.rvp", Rvp().substr(0, 3034)));  // the one record counts twice
   EXPECT_EQ(Block().ChannelTitle(2), u"Flow");
   ASSERT_TRUE(OpenWith("f.dat", "f.rvp", Rvp().substr(0, 3033)));
@@ -115,10 +116,11 @@ TEST_F(SidecarsTest, WhatCannotBeReadIsPassedOver) {
   const TextTools texts;
   BinaryFile other(texts);
   folder_.Write("f.rvp", Rvp());
-  ASSERT_TRUE(other.Open(FromUtf8(folder_.PathOf("f.rvp")), true, OrdinaryFile, ShareReading));
+  ASSERT_TRUE(other.Open(FromUtf8(folder_.PathOf("f.rvp")), false, OrdinaryFile, ShareReading));
   std::filesystem::create_directory(folder_.PathOf("f.par"));
   ASSERT_TRUE(Open("f.dat", std::string(24, '\1')));  // locked, and a folder
   EXPECT_EQ(file_->FileSubType(), 0);
+  EXPECT_EQ(FindingCodes(), (Codes{"sidecar-passed-over", "sidecar-passed-over"}));
   other.Close();
   ASSERT_TRUE(Open(folder_.PathOf("f.dat")));
   EXPECT_EQ(file_->FileSubType(), 2);

@@ -23,9 +23,9 @@ class LMIMPORT_API FileSelector {
   virtual bool Show() = 0;
 };
 
-/// Sets the selector of this thread. Without one, or with an empty pointer, the desktop's own
-/// dialog serves, where zenity or kdialog is installed; on a machine without a screen nothing is
-/// shown and nothing is chosen.
+/// Sets the selector of this thread, and hands it DefaultPath, if there is one, as its folder.
+/// Without one, or with an empty pointer, the desktop's own dialog serves, where zenity or kdialog
+/// is installed; on a machine without a screen nothing is shown and nothing is chosen.
 LMIMPORT_API void SetFileSelector(std::shared_ptr<FileSelector> Selector);
 
 }  // namespace lmimport

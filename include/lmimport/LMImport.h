@@ -44,7 +44,8 @@ class LMIMPORT_API LMImport {
   String FilterTitle(Long FilterIndex) const;  // any index but those: all supported files
   String FilterFiles(Long FilterIndex) const;  // patterns, separated by ";"
 
-  /// Folder for relative names. A folder that doesn't exist is ignored.
+  /// Folder for relative names; while none is set, that of the file selector. A folder that doesn't
+  /// exist is ignored.
   String DefaultPath();
   void SetDefaultPath(const String& Path);
 

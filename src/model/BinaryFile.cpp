@@ -45,9 +45,9 @@ bool BinaryFile::OpenAs(const String& path, platform::Access access, Long shareM
   std::error_code error = std::make_error_code(std::errc::invalid_argument);
   const std::string name = ToUtf8(path);
   if (name.find('\0') == std::string::npos) {
-    const bool alone = access != platform::Access::Read || shareMode == ShareNothing;
+    const bool writing = access != platform::Access::Read;
     const platform::Lock lock = shareMode == ShareReadingAndWriting ? platform::Lock::None
-                                : alone                             ? platform::Lock::Exclusive
+                                : writing                           ? platform::Lock::Exclusive
                                                                     : platform::Lock::Shared;
     error = file_.Open(name, access, lock);
   }

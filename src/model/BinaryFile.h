@@ -16,7 +16,6 @@ namespace lmimport {
 inline constexpr Long OrdinaryFile = 0x80;
 inline constexpr Long DeleteOnClose = 0x4000000;
 inline constexpr Long TemporaryFile = DeleteOnClose | 0x100;
-inline constexpr Long ShareNothing = 0;  // nobody else has it locked
 inline constexpr Long ShareReading = 1;  // others may read: no second writer is let in
 inline constexpr Long ShareReadingAndWriting = 3;
 

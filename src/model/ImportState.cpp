@@ -51,8 +51,8 @@ void ImportState::Warn(std::string_view code, std::int64_t position, const std::
 
 Single ImportState::SettledSamplingRate() {
   constexpr Single largest = 1e10F;
-  constexpr Single fallback = 100;
-  if (!(DefaultSamplingRate > 0) || DefaultSamplingRate > largest) DefaultSamplingRate = fallback;
+  if (!(DefaultSamplingRate > 0) || DefaultSamplingRate > largest)
+    DefaultSamplingRate = FallbackSamplingRate;
   return DefaultSamplingRate;
 }
 

@@ -15,6 +15,9 @@
 
 namespace lmimport {
 
+/// Samples per second where neither a file nor the host says better.
+inline constexpr Single FallbackSamplingRate = 100;
+
 /// Why a reader refuses a file; the numbers of the four messages.
 enum class Refusal : Long { UnknownFormat = 0, UnsupportedFormat = 1, FormatError = 2, NoData = 3 };
 
@@ -37,7 +40,7 @@ struct ImportState {
   Long FilterIndex = 0;
   String DefaultPath;  // without a separator at its end
   Integer DefaultChannelCount = 1;
-  Single DefaultSamplingRate = 100;
+  Single DefaultSamplingRate = FallbackSamplingRate;
   Long FileHandle = 0;
   Long Magic = 0;  // first four bytes of the file
   Long FileType = 0;

@@ -86,6 +86,7 @@ struct CommentRec {
 struct BlockRec {
   Long Signature = 0;       // chart
   Long SizeChannel = 0;     // frames, 0 or more
+  bool OpenLength = false;  // no length is stated: SizeChannel is as large as it can be
   Single SamplingRate = 0;  // samples per second of each channel
   Byte Resolution = 0;      // bits of the converter, as far as the format tells
   std::array<Byte, 3> ChartBlockHead{};

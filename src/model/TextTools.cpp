@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <limits>
 
 #include "platform/CodePage.h"
@@ -143,11 +144,20 @@ Real ParseReal(std::u16string_view text) {
   return value;
 }
 
-template <class Number>
-std::string ShortestText(Number number) {
-  std::array<char, 32> buffer{};
-  const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number);
+template <class Number, class... Format>
+std::string ShortestText(Number number, Format... format) {
+  std::array<char, 64> buffer{};
+  const auto result =
+      std::to_chars(buffer.data(), buffer.data() + buffer.size(), number, format...);
   return {buffer.data(), result.ptr};
+}
+
+// In plain digits unless there would be many of them.
+template <class Real>
+std::string RealText(Real number) {
+  const Real size = std::abs(number);
+  const bool plain = size == 0 || (size >= Real{1e-5F} && size < Real{1e15F});
+  return ShortestText(number, plain ? std::chars_format::fixed : std::chars_format::scientific);
 }
 
 }  // namespace
@@ -233,14 +243,18 @@ String LowerCase(std::u16string_view text) {
   return lower;
 }
 
+String LastFour(std::u16string_view fileName) {
+  return LowerCase(fileName.substr(fileName.size() - std::min<std::size_t>(fileName.size(), 4)));
+}
+
 std::string NumberText(std::int64_t number) {
   return ShortestText(number);
 }
 std::string NumberText(Single number) {
-  return ShortestText(number);
+  return RealText(number);
 }
 std::string NumberText(Double number) {
-  return ShortestText(number);
+  return RealText(number);
 }
 
 }  // namespace lmimport

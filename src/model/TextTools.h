@@ -38,6 +38,9 @@ String TrimBlanks(std::u16string_view text);
 /// ASCII letters in lower case.
 String LowerCase(std::u16string_view text);
 
+/// The last four characters in lower case: the extension, by which a format is known.
+String LastFour(std::u16string_view fileName);
+
 /// Decimal digits; as few as give the number back.
 std::string NumberText(std::int64_t number);
 std::string NumberText(Single number);

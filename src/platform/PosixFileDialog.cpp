@@ -72,8 +72,9 @@ std::string ReadToEnd(int handle) {
   }
 }
 
-// The first line that the program writes; empty when it can't be started or says no.
-std::string FirstLineOf(const std::string& program, const Arguments& arguments) {
+// What the program writes, without the line feed at its end; empty when it can't be started or says
+// no.
+std::string OutputOf(const std::string& program, const Arguments& arguments) {
   std::array<int, 2> ends{};
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) return {};
   posix_spawn_file_actions_t actions;
@@ -96,7 +97,8 @@ std::string FirstLineOf(const std::string& program, const Arguments& arguments) 
   while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
   }
   if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return {};
-  return text.substr(0, text.find('\n'));
+  if (text.ends_with('\n')) text.pop_back();
+  return text;
 }
 
 }  // namespace
@@ -105,9 +107,9 @@ std::string ChooseFile(const std::string& folder, const std::vector<FileFilter>&
                        long ownerWindow) {
   if (!HasScreen()) return {};
   if (const std::string zenity = FindProgram("zenity"); !zenity.empty())
-    return FirstLineOf(zenity, ZenityArguments(folder, filters, ownerWindow));
+    return OutputOf(zenity, ZenityArguments(folder, filters, ownerWindow));
   if (const std::string kdialog = FindProgram("kdialog"); !kdialog.empty())
-    return FirstLineOf(kdialog, KdialogArguments(folder, filters, ownerWindow));
+    return OutputOf(kdialog, KdialogArguments(folder, filters, ownerWindow));
   return {};
 }
 

@@ -97,7 +97,7 @@ void FillChannels(ImportState& state, const ParLayout& layout, const HeaderView&
   for (std::size_t k = 0; k < slots.size(); ++k) {
     const auto slot = static_cast<std::size_t>(slots[k]);
     block.ChannelScale[k] = AdcScale(block.ADCName, header.Int8(layout.Gains + slot));
-    FillScale(header, slot, block.ChannelScale[k], block.ChannelOffset[k]);
+    if (&layout == &ParFull) FillScale(header, slot, block.ChannelScale[k], block.ChannelOffset[k]);
     if (std::isnan(block.ChannelScale[k])) throw std::domain_error("a scale is no number");
   }
 }
@@ -161,7 +161,6 @@ void FillBlock(ImportState& state, BinaryFile& file, const ParLayout& layout, Bl
   std::vector<Byte> bytes(layout.Bytes);
   file.Seek(0);
   file.ReadByteArray(bytes.data(), static_cast<std::int64_t>(bytes.size()));
-  // The short layouts have no factors and shifts: they read as 0 behind the end of the bytes.
   const HeaderView header(bytes);
   block.ADCName = FixedText(state.Texts, header.Bytes(ParModel, ParModelBytes));
   block.Resolution = AdcResolution(block.ADCName);
@@ -180,13 +179,15 @@ void FillBlock(ImportState& state, BinaryFile& file, const ParLayout& layout, Bl
 bool ReadParFile(ImportState& state, const String& Path, BlockRec& Block) {
   BinaryFile file(state.Texts);
   if (!file.Open(Path, true, OrdinaryFile, ShareReading)) return false;
-  if (file.Size() < ParSmallestFile) return false;
-  std::array<Byte, ParHeadBytes> head{};
-  file.ReadByteArray(head.data(), ParHeadBytes);
-  const ParLayout* layout = FindLayout(state.Texts, HeaderView(head));
-  if (layout == nullptr) return false;
-  NamingFaultsOf(Path, [&] { FillBlock(state, file, *layout, Block); });
-  return true;
+  return ReadSidecar(Path, [&] {
+    if (file.Size() < ParSmallestFile) return false;
+    std::array<Byte, ParHeadBytes> head{};
+    file.ReadByteArray(head.data(), ParHeadBytes);
+    const ParLayout* layout = FindLayout(state.Texts, HeaderView(head));
+    if (layout == nullptr) return false;
+    FillBlock(state, file, *layout, Block);
+    return true;
+  });
 }
 
 }  // namespace lmimport

@@ -5,6 +5,8 @@
 //   .dat       .par, .rvp                            3, 1 and 3, 2
 //   .bin       _binheader.txt                        2, 2
 //   any, too   none: the defaults                    3, 0
+#include <array>
+
 #include "model/Version.h"
 #include "readers/AdcTables.h"
 #include "readers/Readers.h"
@@ -15,27 +17,39 @@ namespace {
 
 constexpr Long BinaryFileType = 2;
 constexpr Long RawFileType = 3;
-constexpr std::size_t ExtensionLength = 4;
+
+using SidecarReader = bool (*)(ImportState&, const String&, BlockRec&);
+
+struct Sidecar {
+  std::u16string_view Extension;  // of the recording
+  const char16_t* Ending;
+  SidecarReader Read;
+  Long FileType;
+  Long FileSubType;
+};
+
+constexpr std::array Sidecars = {
+    Sidecar{u".dat", u".par", ReadParFile, RawFileType, 1},
+    Sidecar{u".dat", u".rvp", ReadRvpFile, RawFileType, 2},
+    Sidecar{u".bin", u"_binheader.txt", ReadBinHeader, BinaryFileType, 2},
+};
 
 // True when a sidecar described the block; FileType and FileSubType are set either way.
-bool ReadSidecar(ImportState& state, BlockRec& block) {
-  const String& name = state.FileName;
-  const String extension =
-      LowerCase(name.substr(name.size() - std::min(name.size(), ExtensionLength)));
+bool ReadSidecars(ImportState& state, BlockRec& block) {
+  const String extension = LastFour(state.FileName);
+  for (const Sidecar& sidecar : Sidecars) {
+    if (sidecar.Extension != extension) continue;
+    state.FileType = sidecar.FileType;
+    state.FileSubType = sidecar.FileSubType;
+    const String path = SidecarName(state.FileName, sidecar.Ending);
+    if (sidecar.Read(state, path, block)) return true;
+    NotePassedOver(state, path);
+    block = BlockRec();
+    state.Channels = {};
+  }
   state.FileType = RawFileType;
   state.FileSubType = 0;
-  if (extension == u".dat") {
-    if (ReadParFile(state, SidecarName(name, u".par"), block)) {
-      state.FileSubType = 1;
-    } else if (ReadRvpFile(state, SidecarName(name, u".rvp"), block)) {
-      state.FileSubType = 2;
-    }
-  } else if (extension == u".bin" &&
-             ReadBinHeader(state, SidecarName(name, u"_binheader.txt"), block)) {
-    state.FileType = BinaryFileType;
-    state.FileSubType = 2;
-  }
-  return state.FileSubType != 0;
+  return false;
 }
 
 // A channel count that is none is put right in the store, where the host reads them back.
@@ -55,10 +69,7 @@ void FillFromDefaults(ImportState& state, BlockRec& block) {
 
 bool ReadRawFile(ImportState& state) {
   BlockRec& block = state.Blocks.emplace_back();
-  if (!ReadSidecar(state, block)) {
-    block = BlockRec();
-    FillFromDefaults(state, block);
-  }
+  if (!ReadSidecars(state, block)) FillFromDefaults(state, block);
   if (block.SizeChannel < 2) return state.Refuse(Refusal::NoData);
   state.FillFileRec(FourCharacters("data"), LibraryMajor, LibraryMinor);
   return true;

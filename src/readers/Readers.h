@@ -6,9 +6,15 @@
 
 namespace lmimport {
 
+bool ReadAbfFile(ImportState& state);
+bool ReadAbinFile(ImportState& state);
+bool ReadAdcLabFile(ImportState& state);
+bool ReadArFile(ImportState& state);
+bool ReadCfwbFile(ImportState& state);
 bool ReadChartFile(ImportState& state);
 bool ReadMatlab4File(ImportState& state);
 bool ReadMatlab5File(ImportState& state);
+bool ReadPeakFile(ImportState& state);
 bool ReadRawFile(ImportState& state);
 bool ReadWaveFile(ImportState& state);
 bool ReadWinDaqFile(ImportState& state);

@@ -73,10 +73,11 @@ void FillBlock(ImportState& state, BinaryFile& file, const HeaderView& header, B
   block.ADCName = FixedText(state.Texts, header.Bytes(RvpModel, RvpModelBytes));
   block.Resolution = AdcResolution(block.ADCName);
   block.SamplingRate = static_cast<Single>(header.Real64(RvpRate) * 1000);
-  if (!std::isfinite(block.SamplingRate) || block.SamplingRate == 0)
+  if (!std::isfinite(block.SamplingRate) || block.SamplingRate <= 0)
     throw std::domain_error("the rate is no number above 0");
   block.SizeChannel = header.Int32(RvpSamples);
-  if (block.SizeChannel < 0) block.SizeChannel = INT32_MAX;
+  block.OpenLength = block.SizeChannel < 0;
+  if (block.OpenLength) block.SizeChannel = INT32_MAX;
   const Integer count = header.Int16(RvpChannelCount);
   if (count < 1 || count > LargestChannelCount)
     throw std::length_error(Sentence("a channel count of ", count, " is not from 1 to 32"));
@@ -92,14 +93,16 @@ void FillBlock(ImportState& state, BinaryFile& file, const HeaderView& header, B
 
 bool ReadRvpFile(ImportState& state, const String& Path, BlockRec& Block) {
   BinaryFile file(state.Texts);
-  if (!file.Open(Path, true, OrdinaryFile, ShareNothing)) return false;
-  if (file.Size() < std::int64_t{RvpHeaderBytes + RvpChannelBytes}) return false;
-  std::array<Byte, RvpHeaderBytes> bytes{};
-  file.ReadByteArray(bytes.data(), RvpHeaderBytes);
-  const HeaderView header(bytes);
-  if (header.Int32(0) != RvpSignature) return false;
-  NamingFaultsOf(Path, [&] { FillBlock(state, file, header, Block); });
-  return true;
+  if (!file.Open(Path, true, OrdinaryFile, ShareReading)) return false;
+  return ReadSidecar(Path, [&] {
+    if (file.Size() < std::int64_t{RvpHeaderBytes + RvpChannelBytes}) return false;
+    std::array<Byte, RvpHeaderBytes> bytes{};
+    file.ReadByteArray(bytes.data(), RvpHeaderBytes);
+    const HeaderView header(bytes);
+    if (header.Int32(0) != RvpSignature) return false;
+    FillBlock(state, file, header, Block);
+    return true;
+  });
 }
 
 }  // namespace lmimport

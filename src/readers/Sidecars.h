@@ -23,14 +23,17 @@ bool ReadRvpFile(ImportState& state, const String& Path, BlockRec& Block);
 /// the block.
 bool ReadBinHeader(ImportState& state, const String& HeaderPath, BlockRec& Block);
 
-/// Runs `fill`, and lets a fault of what the sidecar says go on with its name.
-template <class Fill>
-void NamingFaultsOf(const String& path, Fill fill) {
+/// Gives what `read` gives. What the system can't read gives false; a fault of what the sidecar
+/// says goes on with its name.
+template <class Read>
+bool ReadSidecar(const String& path, Read read) {
   const auto named = [&path](const std::exception& fault) {
     return ToUtf8(path) + ": " + fault.what();
   };
   try {
-    fill();
+    return read();
+  } catch (const std::system_error&) {
+    return false;
   } catch (const std::domain_error& fault) {
     throw std::domain_error(named(fault));
   } catch (const std::length_error& fault) {
@@ -41,6 +44,11 @@ void NamingFaultsOf(const String& path, Fill fill) {
 }
 
 /// The name of a sidecar: that of the recording without its last four characters, and an ending.
-String SidecarName(const String& fileName, std::u16string_view ending);
+/// Where nothing is called so, the ending in capitals, as old systems wrote it, if there is a file
+/// of that.
+String SidecarName(const String& fileName, const String& ending);
+
+/// Warns when something of that name is there, which has been passed over.
+void NotePassedOver(ImportState& state, const String& path);
 
 }  // namespace lmimport

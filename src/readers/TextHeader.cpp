@@ -21,11 +21,16 @@ namespace lmimport {
 namespace {
 
 constexpr Integer NoSection = -1;
-constexpr Single FallbackSamplingRate = 100;
 
 // The leading number, to the nearest whole one, ties to even.
 Double WholeNumber(std::u16string_view text) {
   return std::nearbyint(ParseDouble(text));
+}
+
+// The beginning of a value, for a message.
+std::string Quoted(std::u16string_view value) {
+  constexpr std::size_t longest = 40;
+  return ToUtf8(value.substr(0, longest));
 }
 
 class TextHeader {
@@ -100,17 +105,17 @@ void TextHeader::Act(std::u16string_view key, std::u16string_view value) {
   if (key == u"NumAChannels") {
     const Double count = WholeNumber(value);
     if (!(count >= 1 && count <= LargestChannelCount))
-      throw std::length_error("NumAChannels is not from 1 to 32: " + ToUtf8(value));
+      throw std::length_error("NumAChannels is not from 1 to 32: " + Quoted(value));
     block_.DimensionChannels(static_cast<Integer>(count));
     DimensionRanges();
   } else if (key == u"MaxADCValue") {
     maxAdc_ = WholeNumber(value);
     if (std::abs(maxAdc_) > std::numeric_limits<Long>::max())
-      throw std::range_error("MaxADCValue doesn't fit 32 bits: " + ToUtf8(value));
+      throw std::range_error("MaxADCValue doesn't fit 32 bits: " + Quoted(value));
   } else if (key == u"Resolution") {
     const Double bits = WholeNumber(value);
     if (!(bits >= 0 && bits <= std::numeric_limits<Byte>::max()))
-      throw std::range_error("Resolution is not from 0 to 255: " + ToUtf8(value));
+      throw std::range_error("Resolution is not from 0 to 255: " + Quoted(value));
     block_.Resolution = static_cast<Byte>(bits);
   } else if (key == u"Samplerate") {
     block_.SamplingRate = ParseSingle(value);
@@ -159,7 +164,7 @@ void TextHeader::FillBlock() {
     block_.ChannelScale[i] =
         static_cast<Single>(maxAdc_ / ((Double{maxRange_[i]} - Double{minRange_[i]}) / 2));
     if (std::isnan(block_.ChannelScale[i]))
-      throw std::domain_error(Sentence("the range of channel ", i, " is no number"));
+      throw std::domain_error(Sentence("the range of channel ", i + 1, " is no number"));
   }
   if (!std::isfinite(block_.SamplingRate)) throw std::domain_error("Samplerate is no number");
   if (block_.SamplingRate <= 0) block_.SamplingRate = FallbackSamplingRate;
@@ -174,22 +179,20 @@ void TextHeader::FillBlock() {
 }  // namespace
 
 bool ReadBinHeader(ImportState& state, const String& HeaderPath, BlockRec& Block) {
+  constexpr std::int64_t largestText = 64 * 1024 * 1024;
   BinaryFile file(state.Texts);
   if (!file.Open(HeaderPath, true, OrdinaryFile, ShareReading)) return false;
-  std::string text(static_cast<std::size_t>(file.Size()), '\0');
-  text.resize(static_cast<std::size_t>(
-      file.ReadBytes(text.data(), static_cast<std::int64_t>(text.size()))));
-  TextHeader header(state, Block);
-  NamingFaultsOf(HeaderPath, [&] {
+  return ReadSidecar(HeaderPath, [&] {
+    if (file.Size() > largestText) return false;
+    std::string text(static_cast<std::size_t>(file.Size()), '\0');
+    text.resize(static_cast<std::size_t>(
+        file.ReadBytes(text.data(), static_cast<std::int64_t>(text.size()))));
+    TextHeader header(state, Block);
     header.Read(text);
-    if (Block.ChannelCount > 0) header.FillBlock();
+    if (Block.ChannelCount < 1) return false;
+    header.FillBlock();
+    return true;
   });
-  return Block.ChannelCount > 0;
-}
-
-String SidecarName(const String& fileName, std::u16string_view ending) {
-  String name = fileName.substr(0, fileName.size() - std::min<std::size_t>(fileName.size(), 4));
-  return name.append(ending);
 }
 
 }  // namespace lmimport

@@ -49,7 +49,7 @@ Chunk ReadChunkHead(BinaryFile& file) {
 // with a chunk that is not understood.
 Chunk SkipFacts(BinaryFile& file, Chunk chunk) {
   while (chunk.Id == WaveFactChunk) {
-    if (chunk.Size < 0) return {0, 0};
+    if (chunk.Size < 0) return {WaveFactChunk, chunk.Size};
     file.Skip(chunk.Size);
     chunk = ReadChunkHead(file);
   }
@@ -124,9 +124,14 @@ bool CheckFormat(ImportState& state, const WaveFormat& format) {
 
 bool CheckData(ImportState& state, const WaveFormat& format, Long dataSize, std::int64_t position) {
   if (dataSize / format.FrameBytes >= 2) return true;
-  if (dataSize == 0 || dataSize == -1)
+  if (dataSize == 0 || dataSize == -1) {
     state.Warn("streamed", position,
                "The file was streamed: its data chunk doesn't say how long it is.");
+  } else if (dataSize < 0) {
+    state.Warn("data-too-long", position,
+               Sentence("The data chunk states ", static_cast<std::uint32_t>(dataSize),
+                        " bytes; up to 2147483647 are read."));
+  }
   return state.Refuse(Refusal::NoData);
 }
 
@@ -141,8 +146,9 @@ void FillBlock(ImportState& state, const WaveFormat& format, Long dataSize) {
   block.StartDateTime = state.DataFile->FileDateTime();
   block.Title = FromUtf8(Sentence(format.SamplesPerSecond / 1000.0, " kHz, ", format.Bits, "-bit"));
   state.FileType = WaveFileType;
-  const bool calibrated =
-      ReadBinHeader(state, SidecarName(state.FileName, u"_wavheader.txt"), block);
+  const String sidecar = SidecarName(state.FileName, u"_wavheader.txt");
+  const bool calibrated = ReadBinHeader(state, sidecar, block);
+  if (!calibrated) NotePassedOver(state, sidecar);
   state.FileSubType = calibrated ? 1 : 0;
 }
 

@@ -10,6 +10,17 @@
 namespace lmimport {
 namespace {
 
+// Patterns for a system on which case counts and a name needs no dot: "*.wdq *.WDQ", or "*".
+std::string GlobsOf(std::string patterns) {
+  if (patterns == "*.*") return "*";
+  std::ranges::replace(patterns, ';', ' ');
+  std::string capitals = patterns;
+  std::ranges::transform(capitals, capitals.begin(), [](char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+  });
+  return patterns + " " + capitals;
+}
+
 std::vector<platform::FileFilter> SplitFilter(const String& filter) {
   std::vector<std::string> parts;
   for (std::size_t start = 0; start <= filter.size();) {
@@ -19,8 +30,7 @@ std::vector<platform::FileFilter> SplitFilter(const String& filter) {
   }
   std::vector<platform::FileFilter> filters;
   for (std::size_t i = 0; i + 1 < parts.size(); i += 2) {
-    std::ranges::replace(parts[i + 1], ';', ' ');
-    filters.push_back({parts[i], parts[i + 1]});
+    filters.push_back({parts[i], GlobsOf(parts[i + 1])});
   }
   return filters;
 }

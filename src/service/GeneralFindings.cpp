@@ -17,6 +17,12 @@ void NoteCutData(ImportState& state) {
     const std::int64_t frameBytes =
         std::int64_t{block.ChannelCount} * SampleWidth(block.SampleType);
     const std::int64_t there = std::max<std::int64_t>(0, size - block.DataPtr) / frameBytes;
+    if (block.OpenLength) {
+      state.Note("length-open", block.DataPtr,
+                 Sentence("The length of the recording is open; the file holds ", there,
+                          " frames, and those behind them read as stored zeros."));
+      continue;
+    }
     if (there >= block.SizeChannel || ++cutBlocks > 1) continue;
     first = Sentence("Block ", i + 1, " claims ", block.SizeChannel, " frames, and the file holds ",
                      there, "; the rest reads as stored zeros.");
@@ -77,12 +83,16 @@ std::string VersionIn(std::string_view head) {
   return {};
 }
 
-// Long enough, and of nothing but printable characters and line ends.
+// Long enough, and of nothing but printable characters and line ends, in ASCII or UTF-8.
 bool IsText(std::string_view head) {
   constexpr std::size_t shortest = 16;
-  return head.size() >= shortest && std::all_of(head.begin(), head.end(), [](char c) {
-           return (c >= ' ' && c <= '~') || c == '\t' || c == '\r' || c == '\n';
-         });
+  constexpr std::size_t perhapsCut = 3;  // bytes of a last character
+  if (head.size() < shortest) return false;
+  const String text = FromUtf8(head.substr(0, head.size() - perhapsCut));
+  return std::all_of(text.begin(), text.end() - 1, [](char16_t c) {
+    const bool lineEnd = c == u'\t' || c == u'\r' || c == u'\n';
+    return lineEnd || (c >= u' ' && c != 0x7f && (c < 0xdc80 || c > 0xdcff));
+  });
 }
 
 // "begins like HDF5", say; empty for what nothing is known of.

@@ -18,11 +18,13 @@
 namespace lmimport {
 namespace {
 
-constexpr Single FallbackSamplingRate = 100;
 constexpr Double SamplingRateLimit = 1e10;
 
 const std::shared_ptr<FileSelector>& Selector(ImportState& state) {
-  if (!state.FileSelector) state.FileSelector = MakeDesktopSelector();
+  if (!state.FileSelector) {
+    state.FileSelector = MakeDesktopSelector();
+    if (!state.DefaultPath.empty()) state.FileSelector->SetLastPath(state.DefaultPath);
+  }
   return state.FileSelector;
 }
 
@@ -128,7 +130,9 @@ String LMImport::FilterFiles(Long FilterIndex) const {
 }
 
 String LMImport::DefaultPath() {
-  return StateOf(thread_).DefaultPath;
+  ImportState& state = StateOf(thread_);
+  if (state.DefaultPath.empty()) state.DefaultPath = Selector(state)->LastPath();
+  return state.DefaultPath;
 }
 
 void LMImport::SetDefaultPath(const String& Path) {
@@ -179,7 +183,10 @@ std::vector<Finding> Findings() {
 }
 
 void SetFileSelector(std::shared_ptr<FileSelector> Selector) {
-  CurrentState().FileSelector = std::move(Selector);
+  ImportState& state = CurrentState();
+  state.FileSelector = std::move(Selector);
+  if (state.FileSelector && !state.DefaultPath.empty())
+    state.FileSelector->SetLastPath(state.DefaultPath);
 }
 
 void SetCodePage(int Number) {

@@ -1,8 +1,8 @@
 #include "service/OpenPipeline.h"
 
 #include <algorithm>
+#include <array>
 
-#include "readers/HeaderView.h"
 #include "readers/Readers.h"
 #include "service/ErrorText.h"
 #include "service/GeneralFindings.h"
@@ -23,20 +23,18 @@ struct FirstBytes {
 };
 
 constexpr std::array ReadersByFirstBytes = {
-    FirstBytes{FourCharacters("SFPK"), ReadNotBuiltFile},
-    FirstBytes{1777, ReadNotBuiltFile},  // peak cache, older layout
+    FirstBytes{FourCharacters("SFPK"), ReadPeakFile},
+    FirstBytes{1777, ReadPeakFile},  // peak cache, older layout
     FirstBytes{FourCharacters("LMC\0"), ReadChartFile},
-    FirstBytes{FourCharacters("ABF "), ReadNotBuiltFile},
-    FirstBytes{FourCharacters("FTCX"), ReadNotBuiltFile},
-    FirstBytes{FourCharacters("CLPX"), ReadNotBuiltFile},
-    FirstBytes{FourCharacters("CFWB"), ReadNotBuiltFile},
+    FirstBytes{FourCharacters("ABF "), ReadAbfFile},
+    FirstBytes{FourCharacters("FTCX"), ReadAbfFile},
+    FirstBytes{FourCharacters("CLPX"), ReadAbfFile},
+    FirstBytes{FourCharacters("CFWB"), ReadCfwbFile},
     FirstBytes{FourCharacters("RIFF"), ReadWaveFile},
-    FirstBytes{FourCharacters("ADCL"), ReadNotBuiltFile},
+    FirstBytes{FourCharacters("ADCL"), ReadAdcLabFile},
     FirstBytes{FourCharacters("MATL"), ReadMatlab5File},
-    FirstBytes{FourCharacters("ABIN"), ReadNotBuiltFile},
+    FirstBytes{FourCharacters("ABIN"), ReadAbinFile},
 };
-
-constexpr std::size_t ExtensionLength = 4;
 
 struct Extension {
   std::u16string_view LastFour;  // lower case
@@ -50,20 +48,22 @@ constexpr std::array ReadersByExtension = {
     Extension{u".mat", ReadMatlab4File},
 };
 
-constexpr Long ArSignature = 21057;  // "AR", in the low word
-constexpr Reader ReadArFile = ReadNotBuiltFile;
+// The first two bytes of the recorders that share one header.
+constexpr std::array ArSignatures = {FourCharacters("AR\0\0"), FourCharacters("RG\0\0"),
+                                     FourCharacters("UB\0\0")};
 
 Reader FindReader(const ImportState& state) {
   for (const FirstBytes& row : ReadersByFirstBytes) {
     if (row.Magic == state.Magic) return row.Read;
   }
-  const String& name = state.FileName;
-  const String extension =
-      LowerCase(name.substr(name.size() - std::min(name.size(), ExtensionLength)));
+  const String extension = LastFour(state.FileName);
   for (const Extension& row : ReadersByExtension) {
     if (row.LastFour == extension) return row.Read;
   }
-  return (state.Magic & 0xffff) == ArSignature ? ReadArFile : ReadRawFile;
+  const Long firstTwo = state.Magic & 0xffff;
+  const bool isAr =
+      std::find(ArSignatures.begin(), ArSignatures.end(), firstTwo) != ArSignatures.end();
+  return isAr ? ReadArFile : ReadRawFile;
 }
 
 bool ReadOpenFile(ImportState& state) {

@@ -141,6 +141,29 @@ std::string Mat5(const std::vector<Mat5Variable>& variables);
 std::string Mat4(int type, int rows, int columns, bool imaginary, std::string_view name,
                  std::string_view data);
 
+/// An ABF file of version 1.83: physical channels 2, "IN 2" in mV, and 0, "IN 0" in pA; 25 us from
+/// sample to sample, 3 frames, and 2 tags.
+std::string Abf();
+
+/// ABIN of version 3.3: two channels, 7 "Flow" in l/s, 0.5 a count and 10 at count 0, and 1 "Gas";
+/// 100 Hz, 3 frames.
+std::string Abin();
+
+/// CFWB: two channels, 0.5 a count and 8 counts on, and -0.25 a count; 1000 Hz, 3 frames.
+std::string Cfwb();
+
+/// A section of an ADCLab file, and whole ones: a plain one of two channels with ranges of 10
+/// units, and one of a device whose two converters run in pairs. 8 words of samples.
+std::string AlfSection(std::string_view name, std::string_view payload);
+std::string PlainAlf();
+std::string DeviceAlf();
+
+/// An AR recorder file of inputs 0 and 15, 14 bits, 500 Hz, 3 frames.
+std::string Ar();
+
+/// A peak cache of layout 0 or 1 with so many sound channels, 50 Hz, and 64 bytes of samples.
+std::string Peak(int layout, int sounds, int rate = 50);
+
 struct ParNote {
   int Step;
   std::string Text;

@@ -122,10 +122,11 @@ void PrintSidecar(LMIFile& file) {
   const String name = file.FileTitle();
   Print("  {:<10}", "Described");
   if (*sidecar == '\0') {
-    Print("by nothing: raw 16-bit data of {} channels at {} Hz by default (--channels, --rate)\n",
+    Print("by nothing: raw 16-bit data, channels: {}, at {} Hz by default (--channels, --rate)\n",
           file.Block(1)->ChannelCount(), static_cast<Single>(file.Block(1)->SamplingRate()));
   } else {
-    Print("by {}{}\n", OneLine(name.substr(0, name.size() - 4)), sidecar);
+    Print("by {}{}\n", OneLine(name.substr(0, name.size() - std::min<std::size_t>(name.size(), 4))),
+          sidecar);
   }
 }
 
