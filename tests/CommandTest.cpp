@@ -73,6 +73,12 @@ TEST_F(CommandTest, InfoNamesTheSidecar) {
   EXPECT_NE(Run("info " + data).Text.find("by raw.rvp\n"), std::string::npos);
 }
 
+TEST_F(CommandTest, InfoShowsAsManyBlocksAsThereCanBe) {
+  std::string many;
+  for (int i = 0; i < 32767; ++i) many += Mat4(30, 1, 2, false, "", "1234");
+  EXPECT_EQ(Run("info " + folder_.Write("many.mat", many), " >/dev/null; }").Status, 0);
+}
+
 TEST_F(CommandTest, CheckListsFindings) {
   const std::string cut = folder_.Write("cut.wav", Wave{.DataBytes = 400}.Build());
   EXPECT_EQ(Run("check " + name_).Status, 0);

@@ -74,7 +74,7 @@ TEST_F(DeviceTest, AbfTakesOrRefuses) {
       {with(122, Bytes().Real32(0)), Damaged},
       {with(10, Bytes().Int32(-6)), Damaged},
       {with(48, Bytes().Int32(65538)), Damaged},  // 65536 more than there are
-      {with(48, Bytes().Int32(65537)), "", behind},
+      {with(48, Bytes().Int32(65537)), "", {"tags-cut-off", behind[0]}},
       {with(8, Bytes().Int16(5)).replace(16, 1, "\2"), "", {"sweeps-in-a-row", behind[0]}},
       {with(366, Bytes().Int16(308)), "", {"start-milliseconds", behind[0]}},
       {Patched(with(4512, Bytes().Int16(1)), 4576, Bytes().Real32(5)),
@@ -130,8 +130,11 @@ TEST_F(DeviceTest, AbinTakesOrRefuses) {
                   {with(128, Bytes().Text("ADCx")), Damaged},
                   {with(132, Bytes().Int16(32)), Damaged},
                   {with(288, Bytes().Text("date")), Damaged},
+                  {with(292, Bytes().Int32(999)), "", {"data-cut-off"}},
+                  {with(24, Bytes().Real32(0)), "", {"no-rate"}},
+                  {with(200, Bytes().Real32(HUGE_VALF)), "", {"no-scale"}},
                   {abin.substr(0, 150), Damaged}});
-  const std::pair<int, Long> sizes[] = {{3, 0}, {2, 1}, {1, 1}, {0, 3}, {4, 3}};
+  const std::pair<int, Long> sizes[] = {{3, 0}, {2, 1}, {1, 1}, {0, 3}, {4, 3}, {5, 6}};
   for (const auto& [sampleType, size] : sizes) {
     ASSERT_TRUE(Open("f", with(28, Bytes().Int16(sampleType))));
     EXPECT_EQ(file_->Block(1)->SizeChannel(), size) << sampleType;
@@ -158,7 +161,8 @@ TEST_F(DeviceTest, CfwbGivesEveryField) {
                   {with(64, Bytes().Int32(1)), Unsupported, {"coding-not-read"}},
                   {with(60, Bytes().Int32(1)), Unsupported, {"coding-not-read"}},
                   {with(8, Bytes().Real64(0)), Damaged},
-                  {with(56, Bytes().Int32(-1)), ""}});
+                  {with(56, Bytes().Int32(3)), ""},
+                  {with(64 + 68, Bytes().Real64(std::nan(""))), Damaged}});
 }
 
 TEST_F(DeviceTest, AdcLabGivesEveryField) {
@@ -220,7 +224,7 @@ TEST_F(DeviceTest, ArGivesEveryField) {
     // 8192 / 5 * 2500 / 1000000 counts; and 1000, where no range and no sensitivity is stated
     EXPECT_EQ(Summary(), device + std::string(" '' 500 Hz, 3 frames of: ДЗДЕ-2 точка 5 [kPa] "
                                               "0.244141 n + 0, ИТ [°C] 0.001 n + 0"));
-    EXPECT_EQ(FindingCodes(), Codes{"no-range"});
+    EXPECT_EQ(FindingCodes(), (Codes{"no-range", "no-sensitivity"}));
   }
   EXPECT_EQ(file_->Block(1)->ChannelGlobalIndex(2), 16);
   EXPECT_EQ(file_->Block(1)->Notes(), u"some notes");
@@ -231,9 +235,9 @@ TEST_F(DeviceTest, ArGivesEveryField) {
     return Patched(ar, offset, patch);
   };
   ExpectOutcomes({{ar.substr(0, 515), Unknown},
-                  {ar.substr(0, 516), "", {"no-range"}},
+                  {ar.substr(0, 516), "", {"no-range", "no-sensitivity"}},
                   {with(2, Bytes().Int16(0)), Damaged},
-                  {with(4, Bytes().Int32(-5)), "", {"no-rate", "no-range"}}});
+                  {with(4, Bytes().Int32(-5)), "", {"no-range", "no-sensitivity", "no-rate"}}});
   for (const std::string& notes : {std::string(288, 'x'), std::string(288, '\0')}) {
     ASSERT_TRUE(Open("f", with(224, Bytes().Text(notes))));
     EXPECT_EQ(file_->Block(1)->Notes(), u"");

@@ -127,6 +127,9 @@ TEST_F(MatlabTest, Level5SaysWhyNothingIsShown) {
       {variable({0, 0}, 9), "Unsupported file format"},
       {variable({-3, 9}, 9), "Unsupported file format"},
       {Mat5({{"x", {1, 1}, 9, Doubles({1})}}), "Unsupported file format"},
+      {Patched(good, 188, Bytes().Int32(0x7fffffff)), "Unsupported file format"},  // of the samples
+      {Mat5({{"a_Data"}, {"r_SamplingRate", {1, 1}, 9, Doubles({1e39})}}),
+       "Error in the file format"},
       {Patched(good, 132, Bytes().Int32(-8)), "Unsupported file format"},
       {Patched(good, 172, Bytes().Int32(0x7fffffff)), "Unsupported file format"},  // of the name
   };
@@ -158,9 +161,11 @@ TEST_F(MatlabTest, NamesAndRatesFollowTheConvention) {
       {{{"x"}, {"a_Data"}}, "x 1x4 100Hz, a 1x4 100Hz", {}},
       {{{"a_Data"}, {"x"}}, "a 1x4 100Hz", {"variables-left-out"}},
       {{doubles({250}), {"a_Data"}}, "a 1x4 250Hz", {}},
-      {{{"a_Data"}, {"b_Data"}, doubles({500})}, "a 1x4 500Hz, b 1x4 100Hz", {}},
+      {{{"a_Data"}, {"b_Data"}, doubles({500})}, "a 1x4 500Hz, b 1x4 100Hz", {"rates-by-order"}},
       {{{"a_Data"}, doubles({5, 6})}, "a 1x4 5Hz", {"variables-left-out"}},
-      {{{"a_Data"}, doubles({-5})}, "a 1x4 100Hz", {}},
+      {{{"a_Data"}, doubles({-5})}, "a 1x4 100Hz", {"variables-left-out"}},
+      {{{"e_Data", {0, 0}, 9, ""}, {"x"}, {"a_Data"}}, "a 1x4 100Hz", {"variables-left-out"}},
+      {{{"a_Data"}, {"z_SamplingRate_Data", {1, 1}, 9, Doubles({8})}}, "a 1x4 8Hz", {}},
       {{{"_Data"}, {"_SamplingRate"}}, "_Data 1x4 100Hz, _SamplingRate 1x4 100Hz", {}},
       {{{"a_data"}, {"x"}}, "a_data 1x4 100Hz, x 1x4 100Hz", {}},
       {{{"a_Data"}, rate("r_SamplingRate", 1, "\xfa")}, "a 1x4 250Hz", {}},
@@ -200,6 +205,10 @@ TEST_F(MatlabTest, Version4WalksItsVariables) {
       {Mat4(0, 1, 1, false, "r_SamplingRate", Doubles({50})) + x +
            Mat4(0, 1, 4, false, "a_Data", four),
        "a 1x4 50Hz"},
+      {Mat4(0, 1, 1, false, "r_SamplingRate", Doubles({50})) +
+           Mat4(0, 2, 2, false, "r_SamplingRate", Doubles({60, 1, 1, 1})) +
+           Mat4(0, 1, 4, false, "a_Data", four),
+       "a 1x4 60Hz"},  // as many rates as before
       {Mat4(10, 1, 1, false, "r_SamplingRate", "1234") + x, "x 2x2 100Hz"},
       {Mat4(0, 1, 4, false, "a_Data", four) + Mat4(0, 1, 4, false, "", four) + x,
        "a 1x4 100Hz,  1x4 100Hz"},

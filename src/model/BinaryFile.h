@@ -3,6 +3,7 @@
 
 #include <lmimport/Types.h>
 
+#include <algorithm>
 #include <array>
 #include <span>
 #include <string>
@@ -69,6 +70,16 @@ class BinaryFile {
 
   template <class T>
   std::int64_t ReadArray(T* First, std::int64_t Count);
+
+  /// Reads over a record in hand: what the file doesn't hold of it stays. For formats by whose
+  /// rules a record counts again behind the end of the file.
+  template <std::size_t N>
+  std::int64_t ReadOver(std::array<Byte, N>& record) {
+    std::array<Byte, N> read;
+    const std::int64_t done = ReadByteArray(read.data(), N);
+    std::copy_n(read.begin(), done, record.begin());
+    return done;
+  }
 
   /// Forgets what the window holds: what is read next is what the file holds now.
   void DropWindow() { windowFilled_ = 0; }

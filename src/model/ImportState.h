@@ -70,8 +70,8 @@ struct ImportState {
   /// the host reads that back.
   Single SettledSamplingRate();
 
-  /// The end of most readers: FileRec of the blocks as they stand, of which each has the channels
-  /// of the first.
+  /// The end of most readers: FileRec of the blocks as they stand, with rate and channels of
+  /// the first.
   void FillFileRec(Long signature, Integer versionMajor, Integer versionMinor);
 
   /// Back to no file; the error text, the findings and the defaults stay.

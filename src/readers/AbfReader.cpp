@@ -119,12 +119,13 @@ bool AbfFile::Read() {
   }
   const Integer channels = header_.Int16(AbfChannelCount);
   if (channels < 1 || channels > LargestChannelCount) return state_.Refuse(Refusal::UnknownFormat);
-  const Single version = header_.Real32(AbfVersion);
+  const Single stated = header_.Real32(AbfVersion);
+  const Single version = stated > 0 ? stated : 0;  // a NaN, too
   const bool extended = version >= AbfFirstExtended;
   if (extended) file_.ReadByteArray(bytes_.data() + AbfBaseBytes, AbfHeaderBytes - AbfBaseBytes);
 
-  BlockRec& block = state_.Blocks.emplace_back();
   if (channels > AbfPhysicalChannels) return state_.Refuse(Refusal::FormatError);
+  BlockRec& block = state_.Blocks.emplace_back();
   block.DimensionChannels(channels);
   if (!ReadBlock(block) || !ReadTags(block)) return state_.Refuse(Refusal::FormatError);
   block.Notes = extended ? Text(AbfLongComment, AbfLongCommentBytes)
@@ -176,7 +177,7 @@ bool AbfFile::ReadChannel(BlockRec& block, std::size_t channel) {
   return !std::isnan(scale);
 }
 
-// 0 where the number is too short to have a year.
+// 0 where the number is too short to have a year, or below 0.
 Date AbfFile::Start() const {
   constexpr Long shortest = 10000;
   const Long number = header_.Int32(AbfStartDate);
@@ -195,7 +196,7 @@ Long AbfFile::TagPosition(Long time, const BlockRec& block) const {
   const Double unit = header_.Real32(AbfSynchTimeUnit);
   const Double interval = header_.Real32(AbfSampleInterval);
   const Double position = unit > 0 ? unit * time / (block.ChannelCount * interval) + 1.0
-                                   : Double{static_cast<Double>(time)} / block.ChannelCount + 1.0;
+                                   : static_cast<Double>(time) / block.ChannelCount + 1.0;
   const Double rounded = std::nearbyint(position);
   if (std::isnan(rounded)) return 0;
   return static_cast<Long>(std::clamp<Double>(rounded, INT32_MIN, INT32_MAX));
@@ -212,15 +213,16 @@ bool AbfFile::ReadTags(BlockRec& block) {
   std::array<Byte, AbfTagBytes> tag{};
   file_.Seek(start);
   for (Long i = 0; i < count; ++i) {
-    std::array<Byte, AbfTagBytes> read{};
-    const std::int64_t done = file_.ReadByteArray(read.data(), AbfTagBytes);
-    if (done == 0 && i > 0) break;
-    std::copy_n(read.begin(), done, tag.begin());
+    if (file_.ReadOver(tag) == 0 && i > 0) break;
     const HeaderView fields(tag);
     block.Comments.push_back({TagPosition(fields.Int32(0), block), 0,
                               FixedText(state_.Texts, fields.Bytes(AbfTagText, AbfTagTextBytes))});
   }
   block.CommentCount = count;
+  if (count > held)
+    state_.Warn("tags-cut-off", start,
+                Sentence("The header claims ", count, " tags, and the file holds ", held,
+                         "; the last one stands for all that are missing."));
   return true;
 }
 
@@ -230,7 +232,8 @@ void AbfFile::NoteFindings(const BlockRec& block) {
   for (const Integer number : block.ChannelIndex) {
     const auto physical = static_cast<std::size_t>(number);
     const Single telegraph = Of(AbfTelegraphGain, physical);
-    if (header_.Int16(AbfTelegraphInUse + physical * 2) != 1 || telegraph == 1) continue;
+    if (header_.Int16(AbfTelegraphInUse + physical * 2) != 1) continue;
+    if (!(telegraph > 0) || telegraph == 1) continue;
     if (amplified++ == 0) gain = telegraph;
   }
   if (amplified > 0)

@@ -54,12 +54,6 @@ constexpr std::size_t AbinUnitsPerCount = 72;
 constexpr std::size_t AbinUnitsPerCountOfVersion2 = 40;
 constexpr std::size_t AbinChannelOffset = 76;
 
-// Its own: codes that it doesn't know are words of 16 bits.
-std::int64_t WidthOfSample(Integer sampleType) {
-  if (sampleType == SampleDouble) return 8;
-  return sampleType == SampleSingle || sampleType == SampleInt32 ? 4 : 2;
-}
-
 bool ReadChannels(ImportState& state, Integer version, BlockRec& block) {
   const std::size_t size = version == 2 ? AbinChannelBytesOfVersion2 : AbinChannelBytes;
   for (std::size_t i = 0; i < block.ChannelIndex.size(); ++i) {
@@ -87,14 +81,18 @@ bool ReadChannels(ImportState& state, Integer version, BlockRec& block) {
 }
 
 // A size that is none, or more than there is, reaches to the end of the file.
-bool FindData(BinaryFile& file, BlockRec& block) {
+bool FindData(ImportState& state, BlockRec& block) {
+  BinaryFile& file = *state.DataFile;
   const auto id = file.ReadValue<Long>();
   std::int64_t bytes = file.ReadValue<Long>();
   if (id != AbinDataChunk) return false;
   block.DataPtr = file.Position();
   const std::int64_t left = file.Size() - block.DataPtr;
+  if (bytes > left)
+    state.Warn("data-cut-off", file.Size(),
+               Sentence("The data chunk claims ", bytes, " bytes, and the file holds ", left, "."));
   if (bytes < 2 || bytes > left) bytes = left;
-  block.SizeChannel = HeldAsLong(bytes / (block.ChannelCount * WidthOfSample(block.SampleType)));
+  block.SizeChannel = HeldAsLong(bytes / (block.ChannelCount * SampleWidth(block.SampleType)));
   return true;
 }
 
@@ -130,7 +128,7 @@ bool ReadAbinFile(ImportState& state) {
   block.SampleType = header.Int16(AbinSampleType);
   block.SamplingRate = header.Real32(AbinRate);
   if (!std::isfinite(block.SamplingRate) || !ReadChannels(state, major, block) ||
-      !FindData(file, block))
+      !FindData(state, block))
     return state.Refuse(Refusal::FormatError);
   block.ADCName = FixedText(state.Texts, header.Bytes(AbinModel, AbinModelBytes));
   if (block.ADCName.empty()) block.ADCName = u"BIN";

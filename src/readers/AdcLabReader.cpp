@@ -4,20 +4,18 @@
 //   section: 24 chars name, int32 bytes of payload, 4 bytes; payload
 //
 //   "ADCLABFF..."           the first
-//   "SAMPLES_FORMAT"        4 int32 channels, 8 double rate, 16 byte sample code, 17 and 18 bytes
-//                           whose sum is the bits of a device
-//   "CHANNELS_INFO"         for each channel 20 bytes: int32 number from 1, double value at the
-//   lowest
-//                           code, double value at the highest
+//   "SAMPLES_FORMAT"        4 int32 channels, 8 double rate, 16 byte sample code,
+//                           17 and 18 bytes whose sum is the bits of a device
+//   "CHANNELS_INFO"         for each channel 20 bytes: int32 number from 1,
+//                           double value at the lowest code, double at the highest
 //   "SD_FORMAT"             4 byte, 2: converters in pairs; 5 byte control words; 6 int16 each
-//   "SD_INFO"               four of each, by gain code: 34 single zero, 54 gain, 74 zero and 94
-//   gain
-//                           of the even channels of pairs; 126 single full scale; 230 26 chars name
-//   "CHANNELS_INFO_HEADER", "SAMPLES_RECORD_INFO"  passed over
-//   "SAMPLES_RECORD"        the samples
+//   "SD_INFO"               four of each, by gain code: 34 single zero, 54 gain,
+//                           74 zero and 94 gain of the even channels of pairs;
+//                           126 single full scale; 230 26 chars name
+//   "SAMPLES_RECORD"        the samples; "CHANNELS_INFO_HEADER" and "SAMPLES_RECORD_INFO"
+//                           are passed over
 //
-//   control word: bits 0 to 3 channel, 8 to 9 gain code, 11 to 12 that of the even channel of a
-//   pair
+//   control word: bits 0 to 3 channel, 8 to 9 gain code, 11 to 12 that of the even one of a pair
 #include <cmath>
 
 #include "readers/FixedText.h"
@@ -88,15 +86,14 @@ class AdcLabFile {
   bool FillDeviceChannels(BlockRec& block);
   bool FillPlainChannels(BlockRec& block);
   bool IsDevice() const { return HeaderView(sdFormat_).Int8(AlfControlCount) > 0; }
+  bool IsPaired() const { return (HeaderView(sdFormat_).Int8(AlfModeFlags) & AlfPaired) != 0; }
   Long ChannelsField() const { return HeaderView(samplesFormat_).Int32(AlfChannels); }
 
   // A payload longer than its record fills the record; a shorter one its beginning.
   template <std::size_t N>
   void ReadPayload(std::array<Byte, N>& record, Long size) {
     const std::int64_t length = std::clamp<std::int64_t>(size, 0, N);
-    std::array<Byte, N> read{};
-    const std::int64_t done = file_.ReadByteArray(read.data(), length);
-    std::copy_n(read.begin(), done, record.begin());
+    file_.ReadByteArray(record.data(), length);
   }
 
   ImportState& state_;
@@ -135,6 +132,8 @@ bool AdcLabFile::Walk() {
     if (section.Name == u"SAMPLES_RECORD") return true;
     position_ += std::max(section.Size, 0);
   } while (size - position_ > head);
+  state_.Note("no-record", position_,
+              "No section of samples stands in the file; what is behind the last one is shown.");
   return true;
 }
 
@@ -167,10 +166,9 @@ bool AdcLabFile::ReadSection(const String& name, Long size) {
 
 bool AdcLabFile::FillBlock(BlockRec& block) {
   const HeaderView format(samplesFormat_);
-  const HeaderView device(sdFormat_);
-  const bool paired = (device.Int8(AlfModeFlags) & AlfPaired) != 0;
-  const Long channels = IsDevice() ? device.Int8(AlfControlCount) * (paired ? 2 : 1)
-                                   : static_cast<Integer>(ChannelsField());
+  const Long controls = HeaderView(sdFormat_).Int8(AlfControlCount);
+  const Long channels =
+      IsDevice() ? controls * (IsPaired() ? 2 : 1) : static_cast<Integer>(ChannelsField());
   if (channels < 1 || channels > LargestChannelCount) return false;
   block.DimensionChannels(static_cast<Integer>(channels));
   block.SamplingRate = static_cast<Single>(format.Real64(AlfRate));
@@ -199,7 +197,7 @@ bool AdcLabFile::FillBlock(BlockRec& block) {
 bool AdcLabFile::FillDeviceChannels(BlockRec& block) {
   const HeaderView format(sdFormat_);
   const HeaderView info(sdInfo_);
-  const bool paired = (format.Int8(AlfModeFlags) & AlfPaired) != 0;
+  const bool paired = IsPaired();
   for (std::size_t i = 0; i < block.ChannelScale.size(); ++i) {
     const bool even = paired && i % 2 == 0;
     const Integer word = format.Int16(AlfControlTable + (paired ? i / 2 : i) * 2);

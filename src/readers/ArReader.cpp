@@ -72,13 +72,10 @@ constexpr std::array Sensors = {Sensor{u"ДЗДЕ-2", u"kPa", 1000},
                                 Sensor{u"ДССГ y", u"km/s2", 1000},
                                 Sensor{u"ДССГ Z", u"km/s2", 1000}};
 
-const Sensor* FindSensor(Integer code) {
+const Sensor* SensorOf(const HeaderView& header, std::size_t input) {
+  const Integer code = header.Int16(ArSensorCode + input * 2);
   const bool known = code >= 1 && code <= static_cast<Integer>(Sensors.size());
   return known ? &Sensors[static_cast<std::size_t>(code - 1)] : nullptr;
-}
-
-const Sensor* SensorOf(const HeaderView& header, std::size_t input) {
-  return FindSensor(header.Int16(ArSensorCode + input * 2));
 }
 
 std::u16string_view DeviceName(Long signature) {
@@ -122,18 +119,22 @@ void FillTitles(ImportState& state, const HeaderView& header) {
 }
 
 void NoteDoubtful(ImportState& state, const HeaderView& header, const BlockRec& block) {
-  if (block.SamplingRate <= 0)
-    state.Warn("no-rate", ArRate,
-               Sentence("The header states a rate of ", block.SamplingRate, " Hz."));
-  Long without = 0;
-  for (const Integer input : block.ChannelIndex) {
-    const auto index = static_cast<std::size_t>(input) * sizeof(Single);
-    without += header.Real32(ArInputRange + index) > 0 ? 0 : 1;
+  Long withoutRange = 0;
+  Long withoutSensitivity = 0;
+  for (const Integer number : block.ChannelIndex) {
+    const auto input = static_cast<std::size_t>(number);
+    if (!(header.Real32(ArInputRange + input * sizeof(Single)) > 0)) ++withoutRange;
+    const bool sensitive = header.Real32(ArSensitivity + input * sizeof(Single)) > 0;
+    if (SensorOf(header, input) != nullptr && !sensitive) ++withoutSensitivity;
   }
-  if (without > 0)
+  if (withoutRange > 0)
     state.Warn("no-range", ArInputRange,
-               Sentence("The header states no range of ", without, " of ", block.ChannelCount,
-                        " inputs; 1000 counts of them are shown as 1."));
+               Sentence("The header states no range of ", withoutRange, " of ", block.ChannelCount,
+                        " inputs; 1000 counts stand for one unit of their range."));
+  if (withoutSensitivity > 0)
+    state.Warn("no-sensitivity", ArSensitivity,
+               Sentence("The header states no sensitivity of ", withoutSensitivity, " of ",
+                        block.ChannelCount, " sensors; their values are not in the unit shown."));
 }
 
 }  // namespace

@@ -39,6 +39,7 @@ constexpr std::size_t CfwbMinute = 32;
 constexpr std::size_t CfwbSecond = 36;
 constexpr std::size_t CfwbTrigger = 44;
 constexpr std::size_t CfwbChannels = 52;
+constexpr std::size_t CfwbSamples = 56;
 constexpr std::size_t CfwbTimeChannel = 60;
 constexpr std::size_t CfwbDataFormat = 64;
 // of a channel header
@@ -84,15 +85,17 @@ bool ReadChannels(ImportState& state, BlockRec& block) {
   return true;
 }
 
-// Of the parts of the stamp the low 16 bits count, and of the second what is whole.
+// Of the parts of the stamp the low 16 bits count, and of the second what is whole. A trigger that
+// is no number counts as none.
 Date StartOf(const HeaderView& header) {
   constexpr Double farthest = 1e12;
+  const Double trigger = header.Real64(CfwbTrigger);
   const Double second = std::trunc(header.Real64(CfwbSecond));
   const auto held =
       static_cast<std::int64_t>(std::isnan(second) ? 0 : std::clamp(second, -farthest, farthest));
   return DateSerial(header.Int16(CfwbYear), header.Int16(CfwbMonth), header.Int16(CfwbDay)) +
          TimeSerial(header.Int16(CfwbHour), header.Int16(CfwbMinute), held) -
-         header.Real64(CfwbTrigger) / SecondsPerDay;
+         (std::isfinite(trigger) ? trigger : 0) / SecondsPerDay;
 }
 
 }  // namespace
@@ -116,6 +119,10 @@ bool ReadCfwbFile(ImportState& state) {
   block.DataPtr = file.Position();
   block.SizeChannel =
       HeldAsLong((file.Size() - block.DataPtr) / (std::int64_t{block.ChannelCount} * 2));
+  if (header.Int32(CfwbSamples) > block.SizeChannel)
+    state.Warn("data-cut-off", file.Size(),
+               Sentence("The header claims ", header.Int32(CfwbSamples),
+                        " frames, and the file holds ", block.SizeChannel, "."));
   block.StartDateTime = StartOf(header);
   state.FillFileRec(CfwbMark, header.Int16(CfwbVersion), 0);
   state.FileType = CfwbFileType;

@@ -67,10 +67,18 @@ class Matlab4File {
 bool Matlab4File::Read() {
   constexpr std::int64_t leastLeft = 24;
   const std::int64_t size = file_.Size();
-  for (std::int64_t next = 0; next >= 0 && next + leastLeft < size;) next = ReadVariable(next);
+  for (std::int64_t next = 0; next + leastLeft < size;) {
+    const std::int64_t start = next;
+    next = ReadVariable(start);
+    if (next > start) continue;
+    state_.Note("walk-ended", start,
+                "The walk of the variables ends here, at what is none of a little-endian file.");
+    break;
+  }
   const bool read = variables_.Finish(4);
   variables_.NoteFindings();
-  return read || state_.Refuse(Refusal::UnsupportedFormat);
+  if (read || state_.RefusedFor) return read;
+  return state_.Refuse(Refusal::UnsupportedFormat);
 }
 
 // Gives the position of the next variable, or -1 where the walk ends.
@@ -92,9 +100,7 @@ std::int64_t Matlab4File::ReadVariable(std::int64_t start) {
   if (head.NameLength > 1) {
     file_.ReadFixedString(block.Title, head.NameLength - 1);
     // Rates that are no doubles are passed over before their name counts for anything.
-    constexpr std::u16string_view rateSuffix = u"_SamplingRate";
-    const bool isRate = block.Title.size() > rateSuffix.size() && block.Title.ends_with(rateSuffix);
-    if (isRate && number.SampleType != SampleDouble) {
+    if (MatlabVariables::IsRateName(block.Title) && number.SampleType != SampleDouble) {
       variables_.LeaveOut("rates that are no doubles");
       return next;
     }
@@ -106,11 +112,13 @@ std::int64_t Matlab4File::ReadVariable(std::int64_t start) {
   return next;
 }
 
+// A matrix that is no row and no column has as many rates as the one before it.
 void Matlab4File::ReadRates(const Mat4Head& head, std::int64_t position) {
-  if (head.Rows != 1 && head.Columns != 1) return;
-  const Long count = head.Rows == 1 ? head.Columns : head.Rows;
+  std::int64_t count = variables_.RateCount();
+  if (head.Columns == 1) count = head.Rows;
+  if (head.Rows == 1) count = head.Columns;
   std::vector<Double> rates(
-      static_cast<std::size_t>(std::min<std::int64_t>(count, MatlabVariables::LargestBlockCount)));
+      static_cast<std::size_t>(std::min(count, MatlabVariables::LargestBlockCount)));
   file_.Seek(position);
   file_.ReadDoubleArray(rates.data(), static_cast<std::int64_t>(rates.size()));
   variables_.SetRates(std::move(rates));
@@ -131,18 +139,15 @@ void Matlab4File::ReadSamples(const Mat4Head& head, const Mat4Number& number, Bl
   if (!number.Shown) return variables_.LeaveOut("of bytes or 32-bit integers");
   block.SampleType = number.SampleType;
   block.SampleUnsigned = number.SampleUnsigned;
+  const std::int64_t imaginary = block.DataPtr + PartBytes(head, number.Width);
+  const bool mixed = head.Rows > head.Columns && block.ChannelCount > 1;
+  if (!variables_.Add(std::move(block))) return;
   const Long matrix = head.Type % 10;
   if (matrix == 1) variables_.Warn("of text");
   if (matrix == 2) variables_.Warn("sparse");
-  if (head.Rows > head.Columns && block.ChannelCount > 1)
+  if (mixed)
     variables_.Warn("with more rows than columns, whose columns are mixed in the channels");
-  if (!head.IsComplex()) return variables_.Add(std::move(block));
-  BlockRec imaginary = block;
-  imaginary.DataPtr += PartBytes(head, number.Width);
-  imaginary.Title += u"Im";
-  block.Title += u"Re";
-  variables_.Add(std::move(block));
-  variables_.Add(std::move(imaginary));
+  if (head.IsComplex()) variables_.AddImaginary(imaginary);
 }
 
 }  // namespace

@@ -13,7 +13,8 @@
 //     name         tag and characters, up to the next multiple of 8
 //     real part    tag and samples
 //   The tags of name and real part can be short: one word of type and size, the data behind it.
-#include "readers/HeaderView.h"
+#include <algorithm>
+
 #include "readers/MatlabVariables.h"
 #include "readers/Readers.h"
 
@@ -44,7 +45,15 @@ enum Mat5Type : Long {
   LastUnicodeData = 18,
 };
 
-enum Mat5Class : Byte { CharacterClass = 4, SparseClass = 5, DoubleClass = 6, SingleClass = 7 };
+enum Mat5Class : Byte {
+  CellClass = 1,
+  StructureClass = 2,
+  ObjectClass = 3,
+  CharacterClass = 4,
+  SparseClass = 5,
+  DoubleClass = 6,
+  SingleClass = 7,
+};
 constexpr Byte Mat5ComplexFlag = 8;
 
 struct Tag {
@@ -72,6 +81,7 @@ class Matlab5File {
   void Finish(BlockRec block, Tag tag);
   void LeaveOut(std::string_view reason, std::string detail = {});
   void CheckShown(Tag tag, bool several);
+  std::string_view ReasonByClass() const;
 
   Tag ReadTag() {
     const auto type = file_.ReadValue<Long>();
@@ -99,7 +109,7 @@ bool Matlab5File::Read() {
   if (CheckHeader()) Walk();
   const bool read = variables_.Finish(5);
   variables_.NoteFindings();
-  if (read) return true;
+  if (read || state_.RefusedFor) return read;
   return state_.Refuse(Refusal::UnsupportedFormat, detail_.empty() ? "" : " (" + detail_ + ")");
 }
 
@@ -125,7 +135,12 @@ void Matlab5File::Walk() {
   for (std::int64_t next = Mat5FirstElement; next + leastLeft < size;) {
     file_.Seek(next);
     const Tag tag = ReadTag();
-    if (tag.Size < leastSize) return;
+    if (tag.Size < leastSize) {
+      state_.Note("walk-ended", next,
+                  Sentence("The walk of the variables ends here, at an element of ", tag.Size,
+                           " bytes; what stands behind it isn't looked at."));
+      return;
+    }
     const std::int64_t end = next + Mat5TagBytes + tag.Size;
     next = RaisedToEight(end);
     BlockRec block;
@@ -154,15 +169,17 @@ void Matlab5File::ReadVariable(BlockRec block, std::int64_t end) {
   file_.Skip(6);
   if (!ReadShape(block)) return;
   const Tag name = ReadShortableTag(257);
-  // A name doesn't reach beyond its variable: so all names together cost no more than the file.
+  // Name and samples don't reach beyond their variable, whatever their tags say: so all of them
+  // together cost no more than the file.
   if (name.Size > end - file_.Position()) return LeaveOut("damaged");
   file_.ReadFixedString(block.Title, name.Size);
-  const MatlabVariables::Kind kind = variables_.Classify(block.Title);
-  if (kind == MatlabVariables::Kind::LeftOut) return;
+  if (variables_.Classify(block.Title) == MatlabVariables::Kind::LeftOut) return;
   file_.Seek(RaisedToEight(file_.Position()));
   const Tag real = ReadShortableTag(256);
   block.DataPtr = file_.Position();
-  if (kind == MatlabVariables::Kind::Rate) return ReadRates(real);
+  if (real.Size > end - block.DataPtr) return LeaveOut("damaged");
+  // Looked at again, since a name can lose one suffix and keep the other.
+  if (MatlabVariables::IsRateName(block.Title)) return ReadRates(real);
   Finish(std::move(block), real);
 }
 
@@ -185,11 +202,7 @@ bool Matlab5File::ReadShape(BlockRec& block) {
     LeaveOut("of more than 32 channels", Sentence(channels, " channels"));
     return false;
   }
-  if (channels < 1) {
-    LeaveOut("empty");
-    return false;
-  }
-  block.ChannelCount = static_cast<Integer>(channels);
+  block.ChannelCount = static_cast<Integer>(std::max(channels, 0));  // 0: left out at the end
   tall_ = rows > columns;
   return true;
 }
@@ -232,6 +245,7 @@ void Matlab5File::ReadRates(Tag tag) {
 }
 
 void Matlab5File::Finish(BlockRec block, Tag tag) {
+  if (block.ChannelCount < 1) return LeaveOut("empty");
   switch (tag.Type) {
     case Int16Data:
     case Uint16Data:
@@ -245,20 +259,34 @@ void Matlab5File::Finish(BlockRec block, Tag tag) {
       block.SampleType = SampleDouble;
       break;
     case Int8Data:
-      return LeaveOut("of bytes or 32-bit integers", "miINT8");
+      return LeaveOut(ReasonByClass(), "miINT8");
     case Uint8Data:
-      return LeaveOut("of bytes or 32-bit integers", "miUINT8");
+      return LeaveOut(ReasonByClass(), "miUINT8");
     case Int32Data:
-      return LeaveOut("of bytes or 32-bit integers", "miINT32");
+      return LeaveOut(ReasonByClass(), "miINT32");
     case Uint32Data:
-      return LeaveOut("of bytes or 32-bit integers", "miUINT32");
+      return LeaveOut(ReasonByClass(), "miUINT32");
     default:
-      return LeaveOut("of cells, structures or unknown data");
+      return LeaveOut(ReasonByClass());
   }
   block.SizeChannel = tag.Size / block.ChannelCount / SampleWidth(block.SampleType);
   if (block.SizeChannel < 2) return LeaveOut("of fewer than two samples");
-  CheckShown(tag, block.ChannelCount > 1);
-  variables_.Add(std::move(block));
+  const bool several = block.ChannelCount > 1;
+  if (variables_.Add(std::move(block))) CheckShown(tag, several);
+}
+
+// The samples of a cell, a structure or a sparse matrix are no samples, whatever their type.
+std::string_view Matlab5File::ReasonByClass() const {
+  switch (class_) {
+    case CellClass:
+    case StructureClass:
+    case ObjectClass:
+      return "of cells, structures or objects";
+    case SparseClass:
+      return "sparse";
+    default:
+      return "of bytes or 32-bit integers, or of no numbers";
+  }
 }
 
 void Matlab5File::CheckShown(Tag tag, bool several) {

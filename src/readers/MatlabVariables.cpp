@@ -141,7 +141,7 @@ MatlabVariables::Kind MatlabVariables::Classify(String& title) {
     named_ = true;
     return Kind::Samples;
   }
-  if (HasSuffix(title, RateSuffix)) {
+  if (IsRateName(title)) {
     named_ = true;
     return Kind::Rate;
   }
@@ -150,26 +150,59 @@ MatlabVariables::Kind MatlabVariables::Classify(String& title) {
   return Kind::LeftOut;
 }
 
-void MatlabVariables::Add(BlockRec block) {
+bool MatlabVariables::IsRateName(const String& title) {
+  return HasSuffix(title, RateSuffix);
+}
+
+void MatlabVariables::SetRates(std::vector<Double> rates) {
+  rates_ = std::move(rates);
+  ++rateVariables_;
+}
+
+bool MatlabVariables::HasRoom() {
+  if (static_cast<std::int64_t>(state_.Blocks.size()) < LargestBlockCount) return true;
+  LeaveOut("beyond the largest number of blocks");
+  return false;
+}
+
+void MatlabVariables::Scan(BlockRec& block) {
+  if (block.SampleType == SampleSingle) ScanSingleFrames(*state_.DataFile, block);
+  if (block.SampleType == SampleDouble) ScanDoubleFrames(*state_.DataFile, block);
+}
+
+bool MatlabVariables::Add(BlockRec block) {
   constexpr Single tenUnits = 32768.0F / 10;  // the full range of a word is 10 units either way
-  if (static_cast<std::int64_t>(state_.Blocks.size()) >= LargestBlockCount)
-    return LeaveOut("beyond the largest number of blocks");
+  if (!HasRoom()) return false;
   block.Resolution = 16;
   block.DimensionChannels(block.ChannelCount);
   std::fill(block.ChannelScale.begin(), block.ChannelScale.end(), tenUnits);
-  if (block.SampleType == SampleSingle) ScanSingleFrames(*state_.DataFile, block);
-  if (block.SampleType == SampleDouble) ScanDoubleFrames(*state_.DataFile, block);
+  Scan(block);
   block.ADCName = u"MATLAB";
   block.SamplingRate = state_.SettledSamplingRate();
   block.StartDateTime = date_;
   state_.Blocks.push_back(std::move(block));
+  return true;
+}
+
+void MatlabVariables::AddImaginary(std::int64_t dataPtr) {
+  BlockRec imaginary = state_.Blocks.back();
+  state_.Blocks.back().Title += u"Re";
+  if (!HasRoom()) return;
+  imaginary.Title += u"Im";
+  imaginary.DataPtr = dataPtr;
+  Scan(imaginary);
+  state_.Blocks.push_back(std::move(imaginary));
 }
 
 bool MatlabVariables::Finish(Integer versionMajor) {
   if (state_.Blocks.empty()) return false;
   for (std::size_t i = 0; i < std::min(rates_.size(), state_.Blocks.size()); ++i) {
     const auto rate = static_cast<Single>(rates_[i]);
-    if (rate > 0 && std::isfinite(rate)) state_.Blocks[i].SamplingRate = rate;
+    if (rate > 0 && !std::isfinite(rate)) return state_.Refuse(Refusal::FormatError);
+    if (rate > 0)
+      state_.Blocks[i].SamplingRate = rate;
+    else
+      LeaveOut("rates that are not above 0");
   }
   state_.FillFileRec(FourCharacters("MATL"), versionMajor, 0);
   state_.FileType = MatlabFileType;
@@ -194,7 +227,15 @@ void MatlabVariables::NoteFindings() {
   if (!warnings_.empty())
     state_.Warn("variables-misread", 0,
                 Sentence("Of the variables that are shown as signals: ", Listed(warnings_), "."));
-  if (rates_.size() > state_.Blocks.size()) LeaveOut("rates that no block is for");
+  const bool someOnly = !rates_.empty() && rates_.size() < state_.Blocks.size();
+  if (someOnly || rateVariables_ > 1)
+    state_.Warn(
+        "rates-by-order", 0,
+        Sentence("Rates go to the blocks in their order, not by name, and only those of the "
+                 "last of ",
+                 rateVariables_, " rate variables count: ", rates_.size(), " for ",
+                 state_.Blocks.size(), " blocks."));
+  if (rates_.size() > state_.Blocks.size()) LeaveOut("variable of more rates than blocks");
   if (!leftOut_.empty())
     state_.Note("variables-left-out", 0, Sentence("Left out: ", Listed(leftOut_), "."));
 }

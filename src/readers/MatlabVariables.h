@@ -32,15 +32,24 @@ class MatlabVariables {
   /// "x_SamplingRate" holds rates; any other name holds samples until the first of those names.
   Kind Classify(String& title);
 
-  /// Rates by the order of the blocks; more than there can be blocks aren't kept.
-  void SetRates(std::vector<Double> rates) { rates_ = std::move(rates); }
+  static bool IsRateName(const String& title);
+
+  /// Rates by the order of the blocks, in the place of those before; more than there can be blocks
+  /// aren't kept.
+  void SetRates(std::vector<Double> rates);
+  std::int64_t RateCount() const { return static_cast<std::int64_t>(rates_.size()); }
   static constexpr std::int64_t LargestBlockCount = INT16_MAX;
 
   /// Completes a block of ChannelCount, SizeChannel, SampleType, SampleUnsigned, DataPtr and Title,
-  /// and adds it; gives its number. Where there is no room, it is left out.
-  void Add(BlockRec block);
+  /// and adds it. False where there is no room: it is left out.
+  bool Add(BlockRec block);
 
-  /// Rates, FileRec and type. False when there is no block.
+  /// Makes the last block the real part of a complex variable, and adds a copy of it for the
+  /// imaginary one, whose samples lie at `dataPtr`.
+  void AddImaginary(std::int64_t dataPtr);
+
+  /// Rates, FileRec and type. False when there is no block, or when a rate isn't finite, which is
+  /// refused as damage.
   bool Finish(Integer versionMajor);
 
   /// Counted, and told once at the end: a reason for a variable to be left out, or something that a
@@ -55,11 +64,14 @@ class MatlabVariables {
   using Counts = std::vector<std::pair<std::string_view, Long>>;
   static Long& CountOf(Counts& counts, std::string_view what);
   static std::string Listed(const Counts& counts);
+  bool HasRoom();
+  void Scan(BlockRec& block);
 
   ImportState& state_;
   Date date_;
   bool named_ = false;
   std::vector<Double> rates_;
+  Long rateVariables_ = 0;
   Counts leftOut_;
   Counts warnings_;
 };

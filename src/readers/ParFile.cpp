@@ -107,8 +107,8 @@ class ParNote {
  public:
   /// False when nothing more came: this record counts again for good.
   bool Read(BinaryFile& file, const TextTools& texts) {
-    const bool head = ReadOver(file, head_);
-    const bool text = HasText() && ReadOver(file, text_);
+    const bool head = file.ReadOver(head_) > 0;
+    const bool text = HasText() && file.ReadOver(text_) > 0;
     if (text) textRead_ = FixedText(texts, text_);
     return head || text;
   }
@@ -117,14 +117,6 @@ class ParNote {
   String Text() const { return HasText() ? textRead_ : String(); }
 
  private:
-  template <std::size_t N>
-  static bool ReadOver(BinaryFile& file, std::array<Byte, N>& bytes) {
-    std::array<Byte, N> read{};
-    const std::int64_t done = file.ReadByteArray(read.data(), N);
-    std::copy_n(read.begin(), done, bytes.begin());
-    return done > 0;
-  }
-
   std::array<Byte, ParNoteHeadBytes> head_{};
   std::array<Byte, ParNoteTextBytes> text_{};
   String textRead_;

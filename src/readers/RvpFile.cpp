@@ -50,9 +50,7 @@ constexpr std::size_t RvpChannelOffset = 106;
 void FillChannels(ImportState& state, BinaryFile& file, BlockRec& block) {
   std::array<Byte, RvpChannelBytes> record{};
   for (std::size_t i = 0; i < block.ChannelIndex.size(); ++i) {
-    std::array<Byte, RvpChannelBytes> read{};
-    const std::int64_t done = file.ReadByteArray(read.data(), RvpChannelBytes);
-    std::copy_n(read.begin(), done, record.begin());
+    file.ReadOver(record);
     const HeaderView fields(record);
     const Integer number = fields.Int16(RvpChannelNumber);
     if (number < 0 || number >= LargestChannelCount)
@@ -73,8 +71,8 @@ void FillBlock(ImportState& state, BinaryFile& file, const HeaderView& header, B
   block.ADCName = FixedText(state.Texts, header.Bytes(RvpModel, RvpModelBytes));
   block.Resolution = AdcResolution(block.ADCName);
   block.SamplingRate = static_cast<Single>(header.Real64(RvpRate) * 1000);
-  if (!std::isfinite(block.SamplingRate) || block.SamplingRate <= 0)
-    throw std::domain_error("the rate is no number above 0");
+  if (!std::isfinite(block.SamplingRate) || block.SamplingRate == 0)
+    throw std::domain_error("the rate is 0 or no number");
   block.SizeChannel = header.Int32(RvpSamples);
   block.OpenLength = block.SizeChannel < 0;
   if (block.OpenLength) block.SizeChannel = INT32_MAX;

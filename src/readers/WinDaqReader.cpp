@@ -44,24 +44,22 @@ constexpr Integer HiResFlag = 1 << 1;
 constexpr Integer PackedFlag = 1 << 14;
 constexpr Long WinDaqFileType = 6;
 
-namespace field {
-constexpr std::size_t Channels = 0;
-constexpr std::size_t ChannelTableOffset = 4;
-constexpr std::size_t ChannelEntrySize = 5;
-constexpr std::size_t HeaderSize = 6;
-constexpr std::size_t DataBytes = 8;
-constexpr std::size_t TrailerBytes = 12;
-constexpr std::size_t AnnotationBytes = 16;
-constexpr std::size_t SampleInterval = 28;
-constexpr std::size_t StartTime = 36;
-constexpr std::size_t EndTime = 40;
-constexpr std::size_t Flags = 100;
+constexpr std::size_t WinDaqChannels = 0;
+constexpr std::size_t WinDaqChannelTableOffset = 4;
+constexpr std::size_t WinDaqChannelEntrySize = 5;
+constexpr std::size_t WinDaqHeaderSize = 6;
+constexpr std::size_t WinDaqDataBytes = 8;
+constexpr std::size_t WinDaqTrailerBytes = 12;
+constexpr std::size_t WinDaqAnnotationBytes = 16;
+constexpr std::size_t WinDaqSampleInterval = 28;
+constexpr std::size_t WinDaqStartTime = 36;
+constexpr std::size_t WinDaqEndTime = 40;
+constexpr std::size_t WinDaqFlags = 100;
 // of a channel entry
-constexpr std::size_t Slope = 8;
-constexpr std::size_t Intercept = 16;
-constexpr std::size_t Units = 24;
-constexpr std::size_t UnitsBytes = 6;
-}  // namespace field
+constexpr std::size_t WinDaqSlope = 8;
+constexpr std::size_t WinDaqIntercept = 16;
+constexpr std::size_t WinDaqUnits = 24;
+constexpr std::size_t WinDaqUnitsBytes = 6;
 
 struct Areas {
   std::int64_t Samples;
@@ -74,12 +72,12 @@ struct Areas {
 
 Areas AreasOf(const HeaderView& header) {
   Areas areas{};
-  areas.Samples = header.Int16(field::HeaderSize);
-  areas.DataBytes = header.Int32(field::DataBytes);
+  areas.Samples = header.Int16(WinDaqHeaderSize);
+  areas.DataBytes = header.Int32(WinDaqDataBytes);
   areas.Markers = areas.Samples + areas.DataBytes;
-  areas.MarkerBytes = header.Int32(field::TrailerBytes);
+  areas.MarkerBytes = header.Int32(WinDaqTrailerBytes);
   areas.Annotations = areas.Markers + areas.MarkerBytes;
-  areas.AnnotationBytes = header.Int16(field::AnnotationBytes);
+  areas.AnnotationBytes = header.Int16(WinDaqAnnotationBytes);
   return areas;
 }
 
@@ -156,10 +154,10 @@ void ReadComments(ImportState& state, const Areas& areas, BlockRec& block) {
 // Real recordings state the interval of one channel, while the layout has it run over all of them.
 // Where the header has both ends of the recording, they tell which it is.
 void CheckRate(ImportState& state, const HeaderView& header, const BlockRec& block) {
-  const Double interval = header.Real64(field::SampleInterval);
+  const Double interval = header.Real64(WinDaqSampleInterval);
   if (block.ChannelCount == 1 || interval <= 0) return;
-  const auto stated = static_cast<Double>(header.Int32(field::EndTime)) -
-                      static_cast<Double>(header.Int32(field::StartTime));
+  const auto stated = static_cast<Double>(header.Int32(WinDaqEndTime)) -
+                      static_cast<Double>(header.Int32(WinDaqStartTime));
   const Double ofOneChannel = interval * block.SizeChannel;
   const auto agrees = [stated](Double seconds) {
     return std::abs(seconds - stated) <= 1 + stated / 100;
@@ -172,12 +170,12 @@ void CheckRate(ImportState& state, const HeaderView& header, const BlockRec& blo
   if (stated > 0 && agrees(ofOneChannel))
     text +=
         Sentence(" The times of start and end in the header, ", stated, " s apart, say so too.");
-  state.Warn("rate-over-channels", static_cast<std::int64_t>(field::SampleInterval), text);
+  state.Warn("rate-over-channels", static_cast<std::int64_t>(WinDaqSampleInterval), text);
 }
 
 void CheckFlags(ImportState& state, const HeaderView& header) {
-  const Integer flags = header.Int16(field::Flags);
-  constexpr auto position = static_cast<std::int64_t>(field::Flags);
+  const Integer flags = header.Int16(WinDaqFlags);
+  constexpr auto position = static_cast<std::int64_t>(WinDaqFlags);
   if ((flags & PackedFlag) != 0)
     state.Warn("packed", position,
                "The header says that the file is packed: its samples are no plain frames, and what "
@@ -192,17 +190,17 @@ void CheckFlags(ImportState& state, const HeaderView& header) {
 bool FillChannels(ImportState& state, const HeaderView& header, std::span<const Byte> entries,
                   BlockRec& block) {
   block.SamplingRate =
-      static_cast<Single>(block.ChannelCount / header.Real64(field::SampleInterval));
+      static_cast<Single>(block.ChannelCount / header.Real64(WinDaqSampleInterval));
   if (block.SamplingRate <= 0) block.SamplingRate = 1;
   if (!std::isfinite(block.SamplingRate)) return false;
   for (std::size_t i = 0; i < block.ChannelScale.size(); ++i) {
     const HeaderView entry(entries.subspan(i * ChannelEntryBytes, ChannelEntryBytes));
     // The slope is that of a 14-bit count, which is four counts of the word.
-    block.ChannelScale[i] = static_cast<Single>(4.0 / entry.Real64(field::Slope));
-    block.ChannelOffset[i] = static_cast<Single>(entry.Real64(field::Intercept));
+    block.ChannelScale[i] = static_cast<Single>(4.0 / entry.Real64(WinDaqSlope));
+    block.ChannelOffset[i] = static_cast<Single>(entry.Real64(WinDaqIntercept));
     if (std::isnan(block.ChannelScale[i])) return false;
     state.Channels[i].ChannelUnitName =
-        FixedText(state.Texts, entry.Bytes(field::Units, field::UnitsBytes));
+        FixedText(state.Texts, entry.Bytes(WinDaqUnits, WinDaqUnitsBytes));
   }
   return true;
 }
@@ -217,10 +215,10 @@ bool ReadWinDaqFile(ImportState& state) {
   file.Seek(0);
   file.ReadByteArray(headerBytes.data(), HeaderBytes);
   const HeaderView header(headerBytes);
-  if (header.Int8(field::ChannelTableOffset) != HeaderBytes ||
-      header.Int8(field::ChannelEntrySize) != ChannelEntryBytes)
+  if (header.Int8(WinDaqChannelTableOffset) != HeaderBytes ||
+      header.Int8(WinDaqChannelEntrySize) != ChannelEntryBytes)
     return state.Refuse(Refusal::UnknownFormat);
-  const auto channelCount = static_cast<Integer>(header.Int16(field::Channels) & ChannelMask);
+  const auto channelCount = static_cast<Integer>(header.Int16(WinDaqChannels) & ChannelMask);
   if (channelCount == 0) return state.Refuse(Refusal::UnknownFormat);
 
   std::array<Byte, ChannelMask * ChannelEntryBytes> entries{};
@@ -237,7 +235,7 @@ bool ReadWinDaqFile(ImportState& state) {
   const std::int64_t dataBytes = areas.DataBytes < 2 ? fileSize - areas.Samples : areas.DataBytes;
   block.SizeChannel = HeldAsLong(dataBytes / (std::int64_t{channelCount} * 2));
   block.DataPtr = areas.Samples;
-  block.StartDateTime = DateSerial(1970, 1, 1) + header.Int32(field::StartTime) / SecondsPerDay;
+  block.StartDateTime = DateSerial(1970, 1, 1) + header.Int32(WinDaqStartTime) / SecondsPerDay;
   ReadTitles(state, areas, channelCount);
   if (areas.MarkerBytes >= 4) ReadComments(state, areas, block);
 

@@ -32,17 +32,40 @@ void NoteCutData(ImportState& state) {
   if (cutBlocks > 0) state.Warn("data-cut-off", size, first);
 }
 
+// Comments that only repeat the last record count with it.
 void NoteCommentsBehindEnd(ImportState& state) {
   std::int64_t behind = 0;
   for (const BlockRec& block : state.Blocks) {
-    behind += std::count_if(
-        block.Comments.begin(), block.Comments.end(),
-        [&block](const CommentRec& comment) { return comment.Position > block.SizeChannel; });
+    const auto isBehind = [&block](const CommentRec& comment) {
+      return comment.Position > block.SizeChannel;
+    };
+    behind += std::count_if(block.Comments.begin(), block.Comments.end(), isBehind);
+    if (!block.Comments.empty() && isBehind(block.Comments.back()))
+      behind += block.CommentCount - static_cast<std::int64_t>(block.Comments.size());
   }
   if (behind > 0)
     state.Note("comments-behind-end", 0,
                Sentence(behind, behind == 1 ? " comment stands" : " comments stand",
                         " behind the last frame of the block."));
+}
+
+// What readers take as it is stated, and no value comes of.
+void NoteRatesAndScales(ImportState& state) {
+  Long rates = 0;
+  std::int64_t scales = 0;
+  for (const BlockRec& block : state.Blocks) {
+    if (block.SamplingRate <= 0) ++rates;
+    scales += std::count(block.ChannelScale.begin(), block.ChannelScale.end(), Single{0});
+  }
+  if (rates > 0)
+    state.Warn("no-rate", 0,
+               Sentence("The rate of ", rates, " of ", state.Blocks.size(),
+                        " blocks is not above 0; the first block states ",
+                        state.Blocks.front().SamplingRate, " Hz."));
+  if (scales > 0)
+    state.Warn("no-scale", 0,
+               Sentence("A scale of 0 counts per unit stands on ", scales,
+                        " channels, counted in all blocks: their values read as infinite."));
 }
 
 struct KnownFormat {
@@ -119,6 +142,7 @@ bool IsUnclaimed(const ImportState& state) {
 void NoteGeneralFindings(ImportState& state) {
   NoteCutData(state);
   NoteCommentsBehindEnd(state);
+  NoteRatesAndScales(state);
 }
 
 void NoteUnreadFormat(ImportState& state, bool read) {

@@ -5,8 +5,8 @@
 
 namespace lmimport {
 
-/// Of a file that stands in the store: data that ends early, comments behind the end of their
-/// block.
+/// Of a file that stands in the store: data that ends early, comments behind the end of their block,
+/// rates and scales that no value comes of.
 void NoteGeneralFindings(ImportState& state);
 
 /// Of a file that was refused, or read as raw data because nothing claimed it: a known format that

@@ -58,7 +58,7 @@ std::string Abin() {
 std::string Cfwb() {
   Bytes file;
   file.Text("CFWB").Int32(1).Real64(0.001).Int32(2001).Int32(2).Int32(3).Int32(4).Int32(5);
-  file.Real64(6.9).Real64(0.5).Int32(2).Int32(99).Int32(0).Int32(3);
+  file.Real64(6.9).Real64(0.5).Int32(2).Int32(2).Int32(0).Int32(3);
   const auto channel = [&](const char* name, const char* unit, double scale, double offset) {
     const std::size_t start = file.Size();
     file.Text(name).PadTo(start + 32).Text(unit).PadTo(start + 64).Real64(scale).Real64(offset);

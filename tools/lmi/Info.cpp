@@ -139,7 +139,7 @@ void PrintFile(const LMImport& import, LMIFile& file) {
   PrintText("Notes", file.Notes());
   PrintText("Data pad", file.DataPad());
   Print("  {:<10}{}\n", "Blocks", file.BlockCount());
-  for (Integer i = 1; i <= file.BlockCount(); ++i) PrintBlock(*file.Block(i));
+  for (Long i = 1; i <= file.BlockCount(); ++i) PrintBlock(*file.Block(static_cast<Integer>(i)));
 }
 
 ordered_json BlockToJson(LMIBlock& block) {
@@ -194,9 +194,9 @@ std::string PrintBlocksJson(LMIFile& file) {
   Print(", \"Blocks\": [");
   std::string failure;
   try {
-    for (Integer i = 1; i <= file.BlockCount(); ++i) {
+    for (Long i = 1; i <= file.BlockCount(); ++i) {
       Print("{}", i > 1 ? ",\n" : "\n");
-      PrintBlockJson(*file.Block(i));
+      PrintBlockJson(*file.Block(static_cast<Integer>(i)));
     }
   } catch (const std::exception& fault) {
     failure = fault.what();
