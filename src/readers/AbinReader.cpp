@@ -92,7 +92,8 @@ bool FindData(ImportState& state, BlockRec& block) {
     state.Warn("data-cut-off", file.Size(),
                Sentence("The data chunk claims ", bytes, " bytes, and the file holds ", left, "."));
   if (bytes < 2 || bytes > left) bytes = left;
-  block.SizeChannel = HeldAsLong(bytes / (block.ChannelCount * SampleWidth(block.SampleType)));
+  block.SizeChannel =
+      HeldAsLong(bytes / (std::int64_t{block.ChannelCount} * SampleWidth(block.SampleType)));
   return true;
 }
 

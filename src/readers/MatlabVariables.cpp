@@ -67,7 +67,7 @@ class Extremes {
 
 template <class Real>
 void ScanFrames(BinaryFile& file, BlockRec& block) {
-  constexpr std::int64_t pieceBytes = 512 * 1024;
+  constexpr std::int64_t pieceBytes = 512LL * 1024;
   if (block.SizeChannel < 2 || block.ChannelCount < 1) return;
   const std::int64_t channels = block.ChannelCount;
   const std::int64_t pieceFrames = std::min<std::int64_t>(

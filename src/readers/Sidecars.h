@@ -1,8 +1,9 @@
 // The files that lie beside raw samples and say what they mean. Each routine fills the one block of
 // the recording that stands open in the store, whose samples begin at position 0 of it.
 //
-// False: the file is absent or not of its format, and the block is as it was. A file that is of its
-// format and describes no block of 1 to 32 channels with real rates and scales ends the open as a
+// False: the file is absent, can't be read or is not of its format; what a ".par" or ".rvp" file has
+// put into the block by then has no meaning, and the text headers leave it as it was. A file that is
+// of its format and describes no block of 1 to 32 channels with real rates and scales ends the open as a
 // std::domain_error, std::length_error or std::range_error that names it: going on without it would
 // show noise.
 #pragma once

@@ -179,7 +179,7 @@ void TextHeader::FillBlock() {
 }  // namespace
 
 bool ReadBinHeader(ImportState& state, const String& HeaderPath, BlockRec& Block) {
-  constexpr std::int64_t largestText = 64 * 1024 * 1024;
+  constexpr std::int64_t largestText = 64LL * 1024 * 1024;
   BinaryFile file(state.Texts);
   if (!file.Open(HeaderPath, true, OrdinaryFile, ShareReading)) return false;
   return ReadSidecar(HeaderPath, [&] {
