@@ -20,6 +20,12 @@ class DeviceTest : public ImportTest {
       EXPECT_NEAR(values[i], expected[i], 1e-6 * std::abs(expected[i])) << i;
   }
 
+  // Gives the file with a field replaced.
+  static auto Patching(const std::string& bytes) {
+    return
+        [&bytes](std::size_t offset, const Bytes& patch) { return Patched(bytes, offset, patch); };
+  }
+
   // Opens each file, and expects the message; where there is none, that it opens with the findings.
   struct Row {
     std::string Bytes;
@@ -59,9 +65,7 @@ TEST_F(DeviceTest, AbfGivesEveryField) {
 
 TEST_F(DeviceTest, AbfTakesOrRefuses) {
   const std::string abf = Abf();
-  const auto with = [&](std::size_t offset, const Bytes& patch) {
-    return Patched(abf, offset, patch);
-  };
+  const auto with = Patching(abf);
   const Codes behind = {"comments-behind-end"};
   ExpectOutcomes({
       {abf.substr(0, 2051), Unknown},
@@ -120,9 +124,7 @@ TEST_F(DeviceTest, AbinGivesEveryField) {
 
 TEST_F(DeviceTest, AbinTakesOrRefuses) {
   const std::string abin = Abin();
-  const auto with = [&](std::size_t offset, const Bytes& patch) {
-    return Patched(abin, offset, patch);
-  };
+  const auto with = Patching(abin);
   ExpectOutcomes({{abin.substr(0, 91), Unknown},
                   {with(32, Bytes().Int32(33)), Unknown},
                   {with(4, Bytes().Int16(4)), Unsupported, {"version-not-read"}},
@@ -153,9 +155,7 @@ TEST_F(DeviceTest, CfwbGivesEveryField) {
               DateSerial(2001, 2, 3) + TimeSerial(4, 5, 6) - 0.5 / SecondsPerDay, 1e-9);
   ExpectFirstValues({4.5, -0.5, 5.5, -1});
   const std::string cfwb = Cfwb();
-  const auto with = [&](std::size_t offset, const Bytes& patch) {
-    return Patched(cfwb, offset, patch);
-  };
+  const auto with = Patching(cfwb);
   ExpectOutcomes({{cfwb.substr(0, 165), "No data in the file"},
                   {with(52, Bytes().Int32(0)), Unknown},
                   {with(64, Bytes().Int32(1)), Unsupported, {"coding-not-read"}},
@@ -231,9 +231,7 @@ TEST_F(DeviceTest, ArGivesEveryField) {
   EXPECT_EQ(file_->Block(1)->StartDateTime(), DateSerial(2001, 2, 3) + TimeSerial(4, 5, 6));
   ExpectFirstValues({1 / 4.096, 0.002});
   const std::string ar = Ar();
-  const auto with = [&](std::size_t offset, const Bytes& patch) {
-    return Patched(ar, offset, patch);
-  };
+  const auto with = Patching(ar);
   ExpectOutcomes({{ar.substr(0, 515), Unknown},
                   {ar.substr(0, 516), "", {"no-range", "no-sensitivity"}},
                   {with(2, Bytes().Int16(0)), Damaged},

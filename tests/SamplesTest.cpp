@@ -13,25 +13,9 @@ namespace {
 
 using nlohmann::json;
 
-// The recordings whose readers are there.
-const char* const Expected[] = {"AUTO.WDQ",
-                                "File_axon_3.abf",
-                                "invalidDate-abf1.abf",
-                                "pclamp11_4ch_abf1.abf",
-                                "cfwb_2ch.cfwb",
-                                "octave_named_v6.mat",
-                                "octave_v4.mat",
-                                "test_be_v6.mat",
-                                "test_file_hdf5.mat",
-                                "test_le.mat",
-                                "test_le_v6.mat",
-                                "testvec_4_GLNX86.mat",
-                                "sox_stereo.wav",
-                                "octave_list.wav",
-                                "test-8000Hz-le-2ch-1byteu.wav",
-                                "test-8000Hz-le-3ch-5S-24bit.wav",
-                                "test-44100Hz-2ch-32bit-float-le.wav",
-                                "test-8000Hz-le-4ch-9S-12bit.wav"};
+bool HasReader(const std::string& name) {
+  return !name.ends_with(".edf") && !name.ends_with(".acq");
+}
 
 // "1990-08-10T15:45:35", with or without a fraction of the second.
 Date DateOf(const std::string& iso) {
@@ -113,12 +97,10 @@ TEST_F(Samples, AgreeWithIndependentReaders) {
   const std::filesystem::path source = REAL_SAMPLES_FOLDER;
   if (!exists(source)) GTEST_SKIP() << "the real recordings are not beside the project";
   const json all = json::parse(std::ifstream(source / "expected.json"));
-  for (const std::string name : Expected) {
+  for (const json& entry : all) {
+    const std::string name = entry["file"];
+    if (!HasReader(name)) continue;
     SCOPED_TRACE(name);
-    const auto found =
-        std::find_if(all.begin(), all.end(), [&name](const json& e) { return e["file"] == name; });
-    ASSERT_NE(found, all.end());
-    const json& entry = *found;
     const std::string copy = folder_.PathOf(name);
     copy_file(source / name, copy);
     ASSERT_EQ(Open(copy), entry["opens"].get<bool>());

@@ -2,6 +2,7 @@
 
 #include <lmimport/LMIFile.h>
 
+#include <algorithm>
 #include <atomic>
 #include <numeric>
 #include <utility>
@@ -56,7 +57,15 @@ Single ImportState::SettledSamplingRate() {
   return DefaultSamplingRate;
 }
 
-void ImportState::FillFileRec(Long signature, Integer versionMajor, Integer versionMinor) {
+void BlockRec::FillFrom(std::int64_t bytes) {
+  const std::int64_t frame = std::int64_t{ChannelCount} * SampleWidth(SampleType);
+  SizeChannel = HeldAsLong(std::max<std::int64_t>(bytes, 0) / frame);
+}
+
+void ImportState::FinishFile(Long signature, Integer versionMajor, Integer versionMinor,
+                             Long fileType, Long fileSubType) {
+  FileType = fileType;
+  FileSubType = fileSubType;
   std::int64_t total = 0;
   for (const BlockRec& block : Blocks) total += block.SizeChannel;
   FileRec.Signature = signature;

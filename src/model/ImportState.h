@@ -70,9 +70,10 @@ struct ImportState {
   /// the host reads that back.
   Single SettledSamplingRate();
 
-  /// The end of most readers: FileRec of the blocks as they stand, with rate and channels of
-  /// the first.
-  void FillFileRec(Long signature, Integer versionMajor, Integer versionMinor);
+  /// The end of most readers: the type of the file, and FileRec of the blocks as they stand, with
+  /// rate and channels of the first.
+  void FinishFile(Long signature, Integer versionMajor, Integer versionMinor, Long fileType,
+                  Long fileSubType = 0);
 
   /// Back to no file; the error text, the findings and the defaults stay.
   void ResetStore();

@@ -115,6 +115,9 @@ struct BlockRec {
   /// Makes the three tables for that many channels: each channel its own global one, scales and
   /// offsets 0.
   void DimensionChannels(Integer count);
+
+  /// SizeChannel of so many bytes of samples, without a rest that fills no frame.
+  void FillFrom(std::int64_t bytes);
 };
 
 }  // namespace lmimport

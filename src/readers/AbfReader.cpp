@@ -132,11 +132,9 @@ bool AbfFile::Read() {
                          : Text(AbfShortComment, AbfShortCommentBytes);
   const Single major = std::trunc(std::clamp<Single>(version, 0, INT16_MAX));
   const Single minor = std::nearbyint(std::clamp<Single>((version - major) * 10, 0, 10));
-  state_.FillFileRec(FourCharacters("ABIN"), static_cast<Integer>(major),
-                     static_cast<Integer>(minor));
+  state_.FinishFile(FourCharacters("ABIN"), static_cast<Integer>(major),
+                    static_cast<Integer>(minor), AbfFileType);
   state_.FileRec.FileNotes = Text(AbfCreator, AbfCreatorBytes);
-  state_.FileType = AbfFileType;
-  state_.FileSubType = 0;
   NoteFindings(block);
   return true;
 }

@@ -92,8 +92,7 @@ bool FindData(ImportState& state, BlockRec& block) {
     state.Warn("data-cut-off", file.Size(),
                Sentence("The data chunk claims ", bytes, " bytes, and the file holds ", left, "."));
   if (bytes < 2 || bytes > left) bytes = left;
-  block.SizeChannel =
-      HeldAsLong(bytes / (std::int64_t{block.ChannelCount} * SampleWidth(block.SampleType)));
+  block.FillFrom(bytes);
   return true;
 }
 
@@ -135,9 +134,7 @@ bool ReadAbinFile(ImportState& state) {
   if (block.ADCName.empty()) block.ADCName = u"BIN";
   block.Resolution = 16;
   block.StartDateTime = StampOf(header);
-  state.FillFileRec(AbinMark, major, minor);
-  state.FileType = AbinFileType;
-  state.FileSubType = 0;
+  state.FinishFile(AbinMark, major, minor, AbinFileType);
   return true;
 }
 

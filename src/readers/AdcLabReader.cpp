@@ -113,9 +113,7 @@ bool AdcLabFile::Read() {
   if (!IsDevice() && ChannelsField() <= 0) return state_.Refuse(Refusal::UnsupportedFormat);
   BlockRec& block = state_.Blocks.emplace_back();
   if (!FillBlock(block)) return state_.Refuse(Refusal::FormatError);
-  state_.FillFileRec(FourCharacters("ADCL"), 1, 0);
-  state_.FileType = AlfFileType;
-  state_.FileSubType = 0;
+  state_.FinishFile(FourCharacters("ADCL"), 1, 0, AlfFileType);
   return true;
 }
 
@@ -186,9 +184,7 @@ bool AdcLabFile::FillBlock(BlockRec& block) {
   if (block.ADCName.empty()) block.ADCName = u"ALF";
   if (!(IsDevice() ? FillDeviceChannels(block) : FillPlainChannels(block))) return false;
   const std::int64_t bytes = recordSize_ > 0 ? recordSize_ : file_.Size() - position_;
-  block.SizeChannel =
-      HeldAsLong(std::max<std::int64_t>(bytes, 0) /
-                 (std::int64_t{block.ChannelCount} * SampleWidth(block.SampleType)));
+  block.FillFrom(bytes);
   block.DataPtr = position_;
   block.StartDateTime = file_.FileDateTime();
   return block.DataPtr >= 0;

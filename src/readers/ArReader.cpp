@@ -166,15 +166,12 @@ bool ReadArFile(ImportState& state) {
   const std::size_t end = notes.find(u'\0');
   if (end != String::npos) block.Notes = notes.substr(0, end);
   block.DataPtr = ArHeadBytes;
-  block.SizeChannel =
-      HeldAsLong((file.Size() - block.DataPtr) / (std::int64_t{block.ChannelCount} * 2));
+  block.FillFrom(file.Size() - block.DataPtr);
   block.StartDateTime =
       DateSerial(static_cast<std::uint16_t>(header.Int16(ArYear)), header.Int8(ArMonth),
                  header.Int8(ArDay)) +
       TimeSerial(header.Int8(ArHour), header.Int8(ArMinute), header.Int8(ArSecond));
-  state.FillFileRec(FourCharacters("ABIN"), 1, 0);
-  state.FileType = ArFileType;
-  state.FileSubType = 0;
+  state.FinishFile(FourCharacters("ABIN"), 1, 0, ArFileType);
   NoteDoubtful(state, header, block);
   return true;
 }

@@ -117,16 +117,13 @@ bool ReadCfwbFile(ImportState& state) {
   if (!std::isfinite(block.SamplingRate) || !ReadChannels(state, block))
     return state.Refuse(Refusal::FormatError);
   block.DataPtr = file.Position();
-  block.SizeChannel =
-      HeldAsLong((file.Size() - block.DataPtr) / (std::int64_t{block.ChannelCount} * 2));
+  block.FillFrom(file.Size() - block.DataPtr);
   if (header.Int32(CfwbSamples) > block.SizeChannel)
     state.Warn("data-cut-off", file.Size(),
                Sentence("The header claims ", header.Int32(CfwbSamples),
                         " frames, and the file holds ", block.SizeChannel, "."));
   block.StartDateTime = StartOf(header);
-  state.FillFileRec(CfwbMark, header.Int16(CfwbVersion), 0);
-  state.FileType = CfwbFileType;
-  state.FileSubType = CfwbFileSubType;
+  state.FinishFile(CfwbMark, header.Int16(CfwbVersion), 0, CfwbFileType, CfwbFileSubType);
   return true;
 }
 

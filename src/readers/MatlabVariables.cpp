@@ -204,9 +204,7 @@ bool MatlabVariables::Finish(Integer versionMajor) {
     else
       LeaveOut("rates that are not above 0");
   }
-  state_.FillFileRec(FourCharacters("MATL"), versionMajor, 0);
-  state_.FileType = MatlabFileType;
-  state_.FileSubType = 0;
+  state_.FinishFile(FourCharacters("MATL"), versionMajor, 0, MatlabFileType);
   return true;
 }
 

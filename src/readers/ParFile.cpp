@@ -161,7 +161,7 @@ void FillBlock(ImportState& state, BinaryFile& file, const ParLayout& layout, Bl
   block.SamplingRate = rate * 1000;
   if (!std::isfinite(block.SamplingRate)) throw std::domain_error("the rate is no number");
   FillChannels(state, layout, header, block);
-  block.SizeChannel = HeldAsLong(state.DataFile->Size() / (std::int64_t{block.ChannelCount} * 2));
+  block.FillFrom(state.DataFile->Size());
   block.StartDateTime = state.DataFile->FileDateTime();
   if (&layout == &ParFull && header.Int8(ParVersion) >= '3') ReadNotes(state, file, block);
 }

@@ -68,9 +68,8 @@ bool ReadPeakFile(ImportState& state) {
   block.DataPtr = PeakHeadBytes;
   block.StartDateTime = file.FileDateTime();
   block.Title = FromUtf8(Sentence("Cache: ", rate));
-  state.FillFileRec(FourCharacters("WAVE"), LibraryMajor, LibraryMinor);
-  state.FileType = PeakFileType;
-  state.FileSubType = layout1 ? 1 : 0;
+  state.FinishFile(FourCharacters("WAVE"), LibraryMajor, LibraryMinor, PeakFileType,
+                   layout1 ? 1 : 0);
   state.Note("peaks", 0,
              "The channels are the lowest and highest samples of stretches of a sound, not the "
              "sound.");

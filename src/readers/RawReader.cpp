@@ -61,7 +61,7 @@ void FillFromDefaults(ImportState& state, BlockRec& block) {
   block.SamplingRate = state.SettledSamplingRate();
   block.DimensionChannels(state.DefaultChannelCount);
   for (Single& scale : block.ChannelScale) scale = AdcScale(block.ADCName, 0);
-  block.SizeChannel = HeldAsLong(state.DataFile->Size() / (std::int64_t{block.ChannelCount} * 2));
+  block.FillFrom(state.DataFile->Size());
   block.StartDateTime = state.DataFile->FileDateTime();
 }
 
@@ -71,7 +71,8 @@ bool ReadRawFile(ImportState& state) {
   BlockRec& block = state.Blocks.emplace_back();
   if (!ReadSidecars(state, block)) FillFromDefaults(state, block);
   if (block.SizeChannel < 2) return state.Refuse(Refusal::NoData);
-  state.FillFileRec(FourCharacters("data"), LibraryMajor, LibraryMinor);
+  state.FinishFile(FourCharacters("data"), LibraryMajor, LibraryMinor, state.FileType,
+                   state.FileSubType);
   return true;
 }
 

@@ -170,8 +170,7 @@ void TextHeader::FillBlock() {
   if (block_.SamplingRate <= 0) block_.SamplingRate = FallbackSamplingRate;
   if (block_.ADCName.empty()) block_.ADCName = u"BIN_SBunch6";
   const BinaryFile& data = *state_.DataFile;
-  if (block_.SizeChannel == 0)
-    block_.SizeChannel = HeldAsLong(data.Size() / (std::int64_t{block_.ChannelCount} * 2));
+  if (block_.SizeChannel == 0) block_.FillFrom(data.Size());
   if (block_.StartDateTime == 0) block_.StartDateTime = data.FileDateTime();
   CheckRanges();
 }

@@ -142,7 +142,7 @@ void FillBlock(ImportState& state, const WaveFormat& format, Long dataSize) {
   block.SamplingRate = static_cast<Single>(format.SamplesPerSecond);
   block.DimensionChannels(format.Channels);
   for (Single& scale : block.ChannelScale) scale = AdcScale(block.ADCName, 0);
-  block.SizeChannel = dataSize / (format.Channels * 2);
+  block.FillFrom(dataSize);
   block.StartDateTime = state.DataFile->FileDateTime();
   block.Title = FromUtf8(Sentence(format.SamplesPerSecond / 1000.0, " kHz, ", format.Bits, "-bit"));
   state.FileType = WaveFileType;
@@ -184,7 +184,7 @@ bool ReadWaveFile(ImportState& state) {
   }
   if (!CheckData(state, format, data.Size, file.Position())) return false;
   FillBlock(state, format, data.Size);
-  state.FillFileRec(WaveForm, LibraryMajor, LibraryMinor);
+  state.FinishFile(WaveForm, LibraryMajor, LibraryMinor, state.FileType, state.FileSubType);
   return true;
 }
 

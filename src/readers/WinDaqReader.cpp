@@ -233,15 +233,13 @@ bool ReadWinDaqFile(ImportState& state) {
   block.DimensionChannels(channelCount);
   if (!FillChannels(state, header, entries, block)) return state.Refuse(Refusal::FormatError);
   const std::int64_t dataBytes = areas.DataBytes < 2 ? fileSize - areas.Samples : areas.DataBytes;
-  block.SizeChannel = HeldAsLong(dataBytes / (std::int64_t{channelCount} * 2));
+  block.FillFrom(dataBytes);
   block.DataPtr = areas.Samples;
   block.StartDateTime = DateSerial(1970, 1, 1) + header.Int32(WinDaqStartTime) / SecondsPerDay;
   ReadTitles(state, areas, channelCount);
   if (areas.MarkerBytes >= 4) ReadComments(state, areas, block);
 
-  state.FillFileRec(FourCharacters("ABIN"), 1, 0);
-  state.FileType = WinDaqFileType;
-  state.FileSubType = 0;
+  state.FinishFile(FourCharacters("ABIN"), 1, 0, WinDaqFileType);
   CheckRate(state, header, block);
   CheckFlags(state, header);
   return true;
