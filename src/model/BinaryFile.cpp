@@ -22,15 +22,22 @@ std::string Reason(const std::error_code& error) {
   return error.message();
 }
 
-// Lets a fault of the operating system go on to the host with the name of the file.
-[[noreturn]] void Rethrow(const std::system_error& fault, const char* what, const String& name) {
-  throw std::system_error(fault.code(), std::string(what) + " \"" + ToUtf8(name) + "\"");
-}
-
 }  // namespace
 
-bool BinaryFile::Open(const String& Path, bool ReadOnly, Long /*Attributes*/, Long ShareMode) {
-  return OpenAs(Path, ReadOnly ? platform::Access::Read : platform::Access::Write, ShareMode);
+// Lets a fault of the operating system go on to the host with the name of the file.
+template <class Operation>
+auto BinaryFile::Guarded(const char* what, Operation operation) const {
+  try {
+    return operation();
+  } catch (const std::system_error& fault) {
+    throw std::system_error(fault.code(), Sentence("Can't ", what, " \"", ToUtf8(pathName_), "\""));
+  }
+}
+
+bool BinaryFile::Open(const String& Path, bool ReadOnly, Long Attributes, Long ShareMode) {
+  const auto reading =
+      (Attributes & NoLink) != 0 ? platform::Access::ReadOwn : platform::Access::Read;
+  return OpenAs(Path, ReadOnly ? reading : platform::Access::Write, ShareMode);
 }
 
 bool BinaryFile::Create(const String& Path, Long Attributes, Long ShareMode) {
@@ -45,10 +52,10 @@ bool BinaryFile::OpenAs(const String& path, platform::Access access, Long shareM
   std::error_code error = std::make_error_code(std::errc::invalid_argument);
   const std::string name = ToUtf8(path);
   if (name.find('\0') == std::string::npos) {
-    const bool writing = access != platform::Access::Read;
+    const bool reading = access == platform::Access::Read || access == platform::Access::ReadOwn;
     const platform::Lock lock = shareMode == ShareReadingAndWriting ? platform::Lock::None
-                                : writing                           ? platform::Lock::Exclusive
-                                                                    : platform::Lock::Shared;
+                                : reading                           ? platform::Lock::Shared
+                                                                    : platform::Lock::Exclusive;
     error = file_.Open(name, access, lock);
   }
   if (error) {
@@ -67,21 +74,17 @@ void BinaryFile::Close() {
 }
 
 std::int64_t BinaryFile::Size() const {
-  try {
-    return file_.Size();
-  } catch (const std::system_error& fault) {
-    Rethrow(fault, "Can't get the size of", pathName_);
-  }
+  return Guarded("get the size of", [this] { return file_.Size(); });
+}
+
+platform::WriteTime BinaryFile::LastWriteTime() const {
+  return Guarded("get the date of", [this] { return file_.LastWriteTime(); });
 }
 
 Date BinaryFile::FileDateTime() const {
-  try {
-    const std::tm local = platform::LocalTime(file_.LastWriteTime().tv_sec);
-    return DateSerial(local.tm_year + std::int64_t{1900}, local.tm_mon + 1, local.tm_mday) +
-           TimeSerial(local.tm_hour, local.tm_min, local.tm_sec);
-  } catch (const std::system_error& fault) {
-    Rethrow(fault, "Can't get the date of", pathName_);
-  }
+  const std::tm local = platform::LocalTime(LastWriteTime().Seconds);
+  return DateSerial(local.tm_year + std::int64_t{1900}, local.tm_mon + 1, local.tm_mday) +
+         TimeSerial(local.tm_hour, local.tm_min, local.tm_sec);
 }
 
 std::int64_t BinaryFile::ReadBytes(void* Target, std::int64_t ByteCount) {
@@ -94,13 +97,10 @@ std::int64_t BinaryFile::ReadBytes(void* Target, std::int64_t ByteCount) {
 }
 
 std::size_t BinaryFile::ReadAt(std::int64_t position, void* target, std::size_t size) {
-  try {
-    if (size < SmallestBulkRead) return ReadThroughWindow(position, target, size);
-    return file_.ReadAt(position, target, size);
-  } catch (const std::system_error& fault) {
-    windowFilled_ = 0;
-    Rethrow(fault, "Can't read", pathName_);
-  }
+  return Guarded("read", [&] {
+    return size < SmallestBulkRead ? ReadThroughWindow(position, target, size)
+                                   : file_.ReadAt(position, target, size);
+  });
 }
 
 std::size_t BinaryFile::ReadThroughWindow(std::int64_t position, void* target, std::size_t size) {
@@ -156,24 +156,38 @@ std::int64_t BinaryFile::ReadTerminatedString(String& Text, std::int64_t limit) 
   return static_cast<std::int64_t>(bytes.size());
 }
 
-void BinaryFile::Write(const void* source, std::size_t size) {
+std::int64_t BinaryFile::WriteBytes(const void* Source, std::int64_t ByteCount) {
   windowFilled_ = 0;
-  try {
-    file_.WriteAt(position_, source, size);
-  } catch (const std::system_error& fault) {
-    Rethrow(fault, "Can't write", pathName_);
-  }
-  position_ += static_cast<std::int64_t>(size);
+  Guarded("write", [&] { file_.WriteAt(position_, Source, static_cast<std::size_t>(ByteCount)); });
+  position_ += ByteCount;
+  return ByteCount;
 }
 
 std::int64_t BinaryFile::WriteInt16Array(const Integer* First, std::int64_t Count) {
-  Write(First, static_cast<std::size_t>(Count) * sizeof(Integer));
-  return Count;
+  constexpr std::int64_t width = sizeof(Integer);
+  return WriteBytes(First, Count * width) / width;
 }
 
 std::int64_t BinaryFile::WriteDoubleArray(const Double* First, std::int64_t Count) {
-  Write(First, static_cast<std::size_t>(Count) * sizeof(Double));
-  return Count;
+  constexpr std::int64_t width = sizeof(Double);
+  return WriteBytes(First, Count * width) / width;
+}
+
+void BinaryFile::Resize(std::int64_t NewSize) {
+  windowFilled_ = 0;
+  Guarded("set the size of", [&] { file_.Resize(NewSize); });
+}
+
+void BinaryFile::Flush() {
+  Guarded("write", [this] { file_.Flush(); });
+}
+
+void BinaryFile::SetLastWriteTime(platform::WriteTime Time) {
+  Guarded("set the date of", [&] { file_.SetLastWriteTime(Time); });
+}
+
+void BinaryFile::Share() {
+  Guarded("share", [this] { file_.Share(); });
 }
 
 bool PathTools::FileExists(const String& Path) {

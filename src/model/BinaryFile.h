@@ -16,6 +16,7 @@ namespace lmimport {
 // The arguments of Open and Create.
 inline constexpr Long OrdinaryFile = 0x80;
 inline constexpr Long DeleteOnClose = 0x4000000;
+inline constexpr Long NoLink = 0x200000;  // a symbolic link under the name is refused
 inline constexpr Long TemporaryFile = DeleteOnClose | 0x100;
 inline constexpr Long ShareReading = 1;  // others may read: no second writer is let in
 inline constexpr Long ShareReadingAndWriting = 3;
@@ -45,6 +46,7 @@ class BinaryFile {
   std::int64_t Size() const;                            // bytes, at this moment
   const String& PathName() const { return pathName_; }  // with its folder
   Date FileDateTime() const;                            // last write, local time, whole seconds
+  platform::WriteTime LastWriteTime() const;            // the same, to compare
   const String& LastError() const { return lastError_; }
 
   std::int64_t Position() const { return position_; }
@@ -98,15 +100,23 @@ class BinaryFile {
   /// first, as text; the position is then behind them and behind the zero byte.
   std::int64_t ReadTerminatedString(String& Text, std::int64_t limit);
 
+  std::int64_t WriteBytes(const void* Source, std::int64_t ByteCount);
   std::int64_t WriteInt16Array(const Integer* First, std::int64_t Count);
   std::int64_t WriteDoubleArray(const Double* First, std::int64_t Count);
+
+  /// For a file that is open to be written.
+  void Resize(std::int64_t NewSize);
+  void Flush();  // when this is back, what was written outlives a loss of power
+  void SetLastWriteTime(platform::WriteTime Time);
+  void Share();  // from now on others may read, and still not write
 
  private:
   bool OpenAs(const String& path, platform::Access access, Long shareMode);
   std::size_t ReadAt(std::int64_t position, void* target, std::size_t size);
   std::size_t ReadThroughWindow(std::int64_t position, void* target, std::size_t size);
-  void Write(const void* source, std::size_t size);
   std::string ReadRaw(std::int64_t length);
+  template <class Operation>
+  auto Guarded(const char* what, Operation operation) const;
 
   static constexpr std::size_t WindowSize = 8192;
   static constexpr std::size_t SmallestBulkRead = 4096;

@@ -1,9 +1,9 @@
 // The one door to the files of the operating system. Names are in the system's own bytes.
 #pragma once
 
+#include <compare>
 #include <cstddef>
 #include <cstdint>
-#include <ctime>
 #include <string>
 #include <system_error>
 
@@ -11,6 +11,7 @@ namespace lmimport::platform {
 
 enum class Access {
   Read,
+  ReadOwn,          // what no symbolic link leads to
   Write,            // reading too
   Create,           // writing, as an empty file; an older one is emptied
   CreateTemporary,  // a file without a name: gone with its handle, also after a crash
@@ -20,6 +21,13 @@ enum class Lock {
   None,
   Shared,     // keeps out Exclusive ones
   Exclusive,  // keeps out Shared and Exclusive ones
+};
+
+/// As the file system keeps it: no time zone, so a change of the clock's rules moves none.
+struct WriteTime {
+  std::int64_t Seconds = 0;  // since 1970, UTC
+  std::int64_t Nanoseconds = 0;
+  auto operator<=>(const WriteTime&) const = default;
 };
 
 /// An open plain file: positional reads and writes, no position of its own.
@@ -32,19 +40,27 @@ class File {
 
   /// Gives no error and opens the file, or leaves it closed. What isn't a plain file is refused,
   /// and never waited for; to write, a symbolic link is refused too. Locks are advisory, never
-  /// waited for, taken before anything in the file changes, and held until the close.
+  /// waited for, taken before anything in the file changes, and held until the close. Where the
+  /// file system has none, Exclusive is refused and Shared is let pass.
   std::error_code Open(const std::string& name, Access access, Lock lock);
 
   void Close();
   bool IsOpen() const { return handle_ >= 0; }
   int Handle() const { return handle_; }
 
+  /// Makes the Exclusive lock a Shared one, with no moment of no lock between them. Throws as those
+  /// below.
+  void Share();
+
   /// All that lies in the file from the position on, up to `size` bytes; gives their number. Throws
-  /// std::system_error when the system can't read, these three alike.
+  /// std::system_error when the system can't read, all these alike.
   std::size_t ReadAt(std::int64_t position, void* target, std::size_t size) const;
   void WriteAt(std::int64_t position, const void* source, std::size_t size);
   std::int64_t Size() const;
-  std::timespec LastWriteTime() const;
+  void Resize(std::int64_t size);
+  void Flush();  // all that is written, and the size, are on the disk
+  WriteTime LastWriteTime() const;
+  void SetLastWriteTime(WriteTime time);
 
  private:
   int handle_ = -1;

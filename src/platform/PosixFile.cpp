@@ -49,6 +49,8 @@ int OpenFor(Access access, const std::string& name) {
   switch (access) {
     case Access::Read:
       return OpenRetrying(name.c_str(), O_RDONLY | O_NONBLOCK);
+    case Access::ReadOwn:
+      return OpenRetrying(name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
     case Access::Write:
       return OpenRetrying(name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK);
     case Access::Create:
@@ -59,20 +61,28 @@ int OpenFor(Access access, const std::string& name) {
   return -1;
 }
 
-std::error_code TakeLock(int handle, Lock lock) {
-  if (lock == Lock::None) return {};
-  // Unlike a record lock, this one hangs on the open file itself: closing another handle of the
-  // same file in this process leaves it alone.
-  const int operation = (lock == Lock::Shared ? LOCK_SH : LOCK_EX) | LOCK_NB;
-  const auto busy = std::make_error_code(std::errc::text_file_busy);
-  // What fails otherwise is a file system without locks.
-  if (::flock(handle, operation) != 0 && errno == EWOULDBLOCK) return busy;
-  // Programs of the other kind of locks are looked for, too.
+// Both kinds hang on the open file itself: closing another handle of the same file in this process
+// leaves them alone.
+int LockWhole(int handle, Lock lock) {
+  return ::flock(handle, (lock == Lock::Shared ? LOCK_SH : LOCK_EX) | LOCK_NB);
+}
+int LockRecord(int handle, Lock lock) {
   struct flock record {};
   record.l_type = lock == Lock::Shared ? F_RDLCK : F_WRLCK;
   record.l_whence = SEEK_SET;
-  const bool held = ::fcntl(handle, F_GETLK, &record) == 0 && record.l_type != F_UNLCK;
-  return held ? busy : std::error_code();
+  return ::fcntl(handle, F_OFD_SETLK, &record);
+}
+
+// Other programs use one kind or the other. Between instances of this library the record lock
+// decides, since it alone can be made a shared one without letting go of it.
+std::error_code TakeLock(int handle, Lock lock) {
+  if (lock == Lock::None) return {};
+  const auto busy = std::make_error_code(std::errc::text_file_busy);
+  if (LockWhole(handle, lock) != 0 && errno == EWOULDBLOCK) return busy;
+  if (LockRecord(handle, lock) == 0) return {};
+  if (errno == EAGAIN || errno == EACCES) return busy;
+  // What fails otherwise is a file system without locks.
+  return lock == Lock::Shared ? std::error_code() : LastSystemError();
 }
 
 }  // namespace
@@ -133,16 +143,35 @@ void File::WriteAt(std::int64_t position, const void* source, std::size_t size) 
   }
 }
 
+void File::Share() {
+  if (LockRecord(handle_, Lock::Shared) != 0) throw std::system_error(LastSystemError());
+  LockWhole(handle_, Lock::Shared);
+}
+
+void File::Resize(std::int64_t size) {
+  if (::ftruncate(handle_, static_cast<off_t>(size)) != 0)
+    throw std::system_error(LastSystemError());
+}
+
+void File::Flush() {
+  if (::fdatasync(handle_) != 0) throw std::system_error(LastSystemError());
+}
+
 std::int64_t File::Size() const {
   struct stat status {};
   if (::fstat(handle_, &status) != 0) throw std::system_error(LastSystemError());
   return status.st_size;
 }
 
-std::timespec File::LastWriteTime() const {
+WriteTime File::LastWriteTime() const {
   struct stat status {};
   if (::fstat(handle_, &status) != 0) throw std::system_error(LastSystemError());
-  return status.st_mtim;
+  return {status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
+void File::SetLastWriteTime(WriteTime time) {
+  const std::timespec times[] = {{0, UTIME_OMIT}, {time.Seconds, time.Nanoseconds}};
+  if (::futimens(handle_, times) != 0) throw std::system_error(LastSystemError());
 }
 
 bool FileExists(const std::string& name) {
