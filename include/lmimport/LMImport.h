@@ -3,6 +3,8 @@
 
 #include <lmimport/Types.h>
 
+#include <functional>
+
 namespace lmimport {
 
 /// Made and ended by the host. All LMImport objects of a thread share one open file, one error text
@@ -66,5 +68,13 @@ class LMIMPORT_API LMImport {
 
   std::uint64_t thread_;
 };
+
+/// Of the opens of this thread that go through a whole recording: the Handler is called when such
+/// work begins, some ten times a second, and when it is done, with a Fraction from 0 to 1. When it
+/// gives false, OpenFile ends as std::system_error with std::errc::operation_canceled, no file is
+/// open, and what was begun on disk isn't taken for good by any later open. What it throws leaves
+/// OpenFile too. No object of the library may be called from within: that is std::logic_error. An
+/// empty Handler asks for nothing more.
+LMIMPORT_API void SetProgressHandler(std::function<bool(double Fraction)> Handler);
 
 }  // namespace lmimport

@@ -102,13 +102,16 @@ ImportState& StateOf(std::uint64_t threadNumber) {
   ImportState* state = StateOrNull();
   if (state == nullptr || state->ThreadNumber != threadNumber)
     throw std::logic_error("lmimport: an object was called from another thread than its own");
+  if (state->Progress.IsCalling())
+    throw std::logic_error("lmimport: an object was called by the progress handler of an open");
   return *state;
 }
 
 ImportState* StateIfOwned(std::uint64_t threadNumber) noexcept {
   try {
     ImportState* state = StateOrNull();
-    return state != nullptr && state->ThreadNumber == threadNumber ? state : nullptr;
+    const bool owned = state != nullptr && state->ThreadNumber == threadNumber;
+    return owned && !state->Progress.IsCalling() ? state : nullptr;
   } catch (const std::bad_alloc&) {
     return nullptr;
   }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "model/BinaryFile.h"
+#include "model/Progress.h"
 #include "model/Records.h"
 #include "model/TextTools.h"
 
@@ -60,6 +61,8 @@ struct ImportState {
   std::string RefusalDetail;          // put behind the message as it stands
   std::vector<Finding> Found;         // of the last open
 
+  struct Progress Progress;
+
   /// The false of a reader, with what it has to say.
   bool Refuse(Refusal why, std::string detail = {});
 
@@ -84,7 +87,7 @@ struct ImportState {
 ImportState& CurrentState();
 
 /// The store of the thread that an object belongs to, by its ThreadNumber. Throws std::logic_error
-/// on any other thread.
+/// on any other thread, and while a progress handler runs.
 ImportState& StateOf(std::uint64_t threadNumber);
 
 /// The same for the end of an object: null instead.

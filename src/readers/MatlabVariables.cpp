@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <memory>
+
+#include "readers/FrameRange.h"
 
 namespace lmimport {
 namespace {
@@ -18,85 +19,29 @@ bool HasSuffix(const String& name, std::u16string_view suffix) {
   return name.size() > suffix.size() && name.ends_with(suffix);
 }
 
-// The least and the greatest value of each channel. The frames go past in rows of several frames,
-// so that the loop over a row is one vector loop, whatever the number of channels.
 template <class Real>
-class Extremes {
- public:
-  explicit Extremes(std::size_t channels)
-      : channels_(channels),
-        row_(channels * std::max<std::size_t>(1, RowValues / channels)),
-        least_(row_, std::numeric_limits<Real>::infinity()),
-        greatest_(row_, -std::numeric_limits<Real>::infinity()) {}
-
-  void Take(const Real* values, std::size_t count) {
-    for (std::size_t i = 0; i < count; i += row_) TakeRow(values + i, std::min(row_, count - i));
-  }
-
-  /// False when the channel had nothing but NaN.
-  bool Of(std::size_t channel, Single& least, Single& greatest) const {
-    Real low = least_[channel];
-    Real high = greatest_[channel];
-    for (std::size_t i = channel; i < row_; i += channels_) {
-      low = std::min(low, least_[i]);
-      high = std::max(high, greatest_[i]);
-    }
-    least = static_cast<Single>(std::clamp<Real>(low, -LargestSingle, LargestSingle));
-    greatest = static_cast<Single>(std::clamp<Real>(high, -LargestSingle, LargestSingle));
-    return low <= high;
-  }
-
- private:
-  static constexpr std::size_t RowValues = 64;
-
-  // A NaN compares false, and so passes by.
-  void TakeRow(const Real* values, std::size_t count) {
-    Real* least = least_.data();
-    Real* greatest = greatest_.data();
-    for (std::size_t i = 0; i < count; ++i) {
-      least[i] = values[i] < least[i] ? values[i] : least[i];
-      greatest[i] = values[i] > greatest[i] ? values[i] : greatest[i];
-    }
-  }
-
-  std::size_t channels_;
-  std::size_t row_;
-  std::vector<Real> least_;
-  std::vector<Real> greatest_;
-};
-
-template <class Real>
-void ScanFrames(BinaryFile& file, BlockRec& block) {
-  constexpr std::int64_t pieceBytes = 512LL * 1024;
+void ScanAndFit(BinaryFile& file, BlockRec& block, Progress& progress) {
   if (block.SizeChannel < 2 || block.ChannelCount < 1) return;
-  const std::int64_t channels = block.ChannelCount;
-  const std::int64_t pieceFrames = std::min<std::int64_t>(
-      block.SizeChannel, pieceBytes / (channels * static_cast<std::int64_t>(sizeof(Real))));
-  const auto piece =
-      std::make_unique_for_overwrite<Real[]>(static_cast<std::size_t>(pieceFrames * channels));
-  Extremes<Real> extremes(static_cast<std::size_t>(channels));
-  file.Seek(block.DataPtr);
-  for (std::int64_t left = block.SizeChannel; left > 0;) {
-    const std::int64_t wanted = std::min(left, pieceFrames);
-    const std::int64_t frames = file.ReadArray(piece.get(), wanted * channels) / channels;
-    extremes.Take(piece.get(), static_cast<std::size_t>(frames * channels));
-    left = frames < wanted ? 0 : left - frames;
-  }
+  const FrameRange<Real> range =
+      ScanFrames<Real>(file, block.DataPtr, block.ChannelCount, block.SizeChannel, progress);
+  const auto held = [](Real value) {
+    return static_cast<Single>(std::clamp<Real>(value, -LargestSingle, LargestSingle));
+  };
   for (std::size_t c = 0; c < block.ChannelScale.size(); ++c) {
-    Single least = 0;
-    Single greatest = 0;
-    if (extremes.Of(c, least, greatest))
-      FitChannelScale(least, greatest, block.ChannelScale[c], block.ChannelOffset[c]);
+    Real least = 0;
+    Real greatest = 0;
+    if (range.Of(c, least, greatest))
+      FitChannelScale(held(least), held(greatest), block.ChannelScale[c], block.ChannelOffset[c]);
   }
 }
 
 }  // namespace
 
-void ScanSingleFrames(BinaryFile& File, BlockRec& Block) {
-  ScanFrames<Single>(File, Block);
+void ScanSingleFrames(BinaryFile& File, BlockRec& Block, Progress& Progress) {
+  ScanAndFit<Single>(File, Block, Progress);
 }
-void ScanDoubleFrames(BinaryFile& File, BlockRec& Block) {
-  ScanFrames<Double>(File, Block);
+void ScanDoubleFrames(BinaryFile& File, BlockRec& Block, Progress& Progress) {
+  ScanAndFit<Double>(File, Block, Progress);
 }
 
 Integer DecimalExponent(Single Value) {
@@ -166,8 +111,8 @@ bool MatlabVariables::HasRoom() {
 }
 
 void MatlabVariables::Scan(BlockRec& block) {
-  if (block.SampleType == SampleSingle) ScanSingleFrames(*state_.DataFile, block);
-  if (block.SampleType == SampleDouble) ScanDoubleFrames(*state_.DataFile, block);
+  if (block.SampleType == SampleSingle) ScanSingleFrames(*state_.DataFile, block, state_.Progress);
+  if (block.SampleType == SampleDouble) ScanDoubleFrames(*state_.DataFile, block, state_.Progress);
 }
 
 bool MatlabVariables::Add(BlockRec block) {

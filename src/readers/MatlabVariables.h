@@ -10,8 +10,8 @@ namespace lmimport {
 /// ChannelOffset to the range of each channel. NaN is passed over, infinities count as the largest
 /// Single. A channel of nothing but NaN keeps its scale and offset, and so do all when the file
 /// doesn't hold the first frame; frames cut off by its end are left out.
-void ScanSingleFrames(BinaryFile& File, BlockRec& Block);
-void ScanDoubleFrames(BinaryFile& File, BlockRec& Block);
+void ScanSingleFrames(BinaryFile& File, BlockRec& Block, Progress& Progress);
+void ScanDoubleFrames(BinaryFile& File, BlockRec& Block, Progress& Progress);
 
 /// A round number of counts per unit, 1, 2, 4, 5 or 8 times a power of ten, such that the range
 /// fits a 16-bit word with a little room, and an offset at its middle that is a whole number of

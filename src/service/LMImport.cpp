@@ -182,6 +182,10 @@ std::vector<Finding> Findings() {
   return CurrentState().Found;
 }
 
+void SetProgressHandler(std::function<bool(double Fraction)> Handler) {
+  CurrentState().Progress.SetHandler(std::move(Handler));
+}
+
 void SetFileSelector(std::shared_ptr<FileSelector> Selector) {
   ImportState& state = CurrentState();
   state.FileSelector = std::move(Selector);

@@ -87,6 +87,7 @@ bool OpenDataFile(ImportState& state, const String& FileName) {
   state.ErrorString.clear();
   state.RefusedFor.reset();
   state.Found.clear();
+  state.Progress.Restart();
   if (!PathTools::FileExists(name) && !state.DefaultPath.empty()) {
     String candidate = PathTools::Join(state.DefaultPath, name);
     if (PathTools::FileExists(candidate)) name = std::move(candidate);

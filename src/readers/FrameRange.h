@@ -1,0 +1,89 @@
+// The range of each channel of floating-point samples, for formats that state no scale.
+#pragma once
+
+#include <algorithm>
+#include <limits>
+#include <memory>
+#include <vector>
+
+#include "model/BinaryFile.h"
+#include "model/Progress.h"
+
+namespace lmimport {
+
+/// The least and the greatest value of each channel; NaN is passed over. The frames go past in rows
+/// of several frames, so that the loop over a row is one vector loop, whatever the number of
+/// channels.
+template <class Real>
+class FrameRange {
+ public:
+  explicit FrameRange(std::size_t channels)
+      : channels_(channels),
+        row_(channels * std::max<std::size_t>(1, RowValues / channels)),
+        least_(row_, std::numeric_limits<Real>::infinity()),
+        greatest_(row_, -std::numeric_limits<Real>::infinity()) {}
+
+  /// Whole frames, one behind the other.
+  void Take(const Real* values, std::size_t count) {
+    for (std::size_t i = 0; i < count; i += row_) TakeRow(values + i, std::min(row_, count - i));
+  }
+
+  /// False, and nothing is set, when the channel had nothing but NaN.
+  bool Of(std::size_t channel, Real& least, Real& greatest) const {
+    Real low = least_[channel];
+    Real high = greatest_[channel];
+    for (std::size_t i = channel; i < row_; i += channels_) {
+      low = std::min(low, least_[i]);
+      high = std::max(high, greatest_[i]);
+    }
+    if (!(low <= high)) return false;
+    least = low;
+    greatest = high;
+    return true;
+  }
+
+ private:
+  static constexpr std::size_t RowValues = 64;
+
+  // A NaN compares false, and so passes by.
+  void TakeRow(const Real* values, std::size_t count) {
+    Real* least = least_.data();
+    Real* greatest = greatest_.data();
+    for (std::size_t i = 0; i < count; ++i) {
+      least[i] = values[i] < least[i] ? values[i] : least[i];
+      greatest[i] = values[i] > greatest[i] ? values[i] : greatest[i];
+    }
+  }
+
+  std::size_t channels_;
+  std::size_t row_;
+  std::vector<Real> least_;
+  std::vector<Real> greatest_;
+};
+
+/// The range of `frameCount` frames from `dataStart` on; frames cut off by the end of the file are
+/// left out.
+template <class Real>
+FrameRange<Real> ScanFrames(BinaryFile& file, std::int64_t dataStart, std::int64_t channels,
+                            std::int64_t frameCount, Progress& progress) {
+  constexpr std::int64_t pieceBytes = 512LL * 1024;
+  const std::int64_t frameBytes = channels * static_cast<std::int64_t>(sizeof(Real));
+  const std::int64_t there = std::max<std::int64_t>(0, file.Size() - dataStart) / frameBytes;
+  const std::int64_t end = std::min(frameCount, there);
+  const std::int64_t pieceFrames = std::min(end, pieceBytes / frameBytes);
+  const auto piece =
+      std::make_unique_for_overwrite<Real[]>(static_cast<std::size_t>(pieceFrames * channels));
+  FrameRange<Real> range(static_cast<std::size_t>(channels));
+  file.Seek(dataStart);
+  for (std::int64_t frame = 0; frame < end;) {
+    progress.Report(file.Position(), file.Size());
+    const std::int64_t wanted = std::min(end - frame, pieceFrames);
+    const std::int64_t frames = file.ReadArray(piece.get(), wanted * channels) / channels;
+    if (frames == 0) break;
+    range.Take(piece.get(), static_cast<std::size_t>(frames * channels));
+    frame += frames;
+  }
+  return range;
+}
+
+}  // namespace lmimport
