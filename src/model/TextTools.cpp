@@ -205,8 +205,18 @@ bool TextTools::SetCodePage(int number) {
   return known;
 }
 
+int TextTools::Page() const {
+  return codePage_ != 0 ? codePage_ : platform::SystemCodePage();
+}
+
+bool TextTools::MisreadsUtf8(std::string_view bytes) const {
+  const auto isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+  if (std::ranges::all_of(bytes, isAscii) || Page() == Utf8Page) return false;
+  return std::ranges::none_of(FromUtf8(bytes), [](char16_t c) { return IsEscape(c); });
+}
+
 String TextTools::Text(std::string_view bytes) const {
-  const int page = codePage_ != 0 ? codePage_ : platform::SystemCodePage();
+  const int page = Page();
   if (page == Utf8Page) return FromUtf8(bytes);
   const char16_t* upper = platform::UpperHalfOfCodePage(page);
   String text(bytes.size(), u'\0');
@@ -227,6 +237,28 @@ Single ParseSingle(std::u16string_view text) {
 }
 Double ParseDouble(std::u16string_view text) {
   return ParseReal<Double>(text);
+}
+
+Long ParseWholeNumber(std::u16string_view text, std::string_view field) {
+  const auto fail = [&] { return Sentence(field, " \"", ToUtf8(text), "\""); };
+  const std::string trimmed = ToUtf8(TrimBlanks(text));
+  std::string_view number = trimmed;
+  const bool negative = number.starts_with('-');
+  if (negative || number.starts_with('+')) number.remove_prefix(1);
+  Double value = 0;
+  // Neither a second sign nor the names of infinity and NaN.
+  const bool begins =
+      !number.empty() && (number[0] == '.' || (number[0] >= '0' && number[0] <= '9'));
+  const auto result = std::from_chars(number.data(), number.data() + number.size(), value);
+  if (!begins || result.ec == std::errc::invalid_argument ||
+      result.ptr != number.data() + number.size())
+    throw std::invalid_argument(fail() + " is no number");
+  const Double rounded = std::nearbyint(negative ? -value : value);
+  const bool fits =
+      rounded >= std::numeric_limits<Long>::min() && rounded <= std::numeric_limits<Long>::max();
+  if (result.ec == std::errc::result_out_of_range || !fits)
+    throw std::range_error(fail() + " is beyond 32 bits");
+  return static_cast<Long>(rounded);
 }
 
 String TrimBlanks(std::u16string_view text) {

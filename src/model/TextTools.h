@@ -19,10 +19,15 @@ class TextTools {
   /// All bytes as text; nothing is cut off, neither zero bytes nor blanks.
   String Text(std::string_view bytes) const;
 
+  /// The bytes are UTF-8 beyond ASCII, and read by another page.
+  bool MisreadsUtf8(std::string_view bytes) const;
+
   /// The bytes as text, up to the first zero byte.
   String TextFromBytes(std::span<const Byte> bytes) const;
 
  private:
+  int Page() const;
+
   int codePage_ = 0;
 };
 
@@ -31,6 +36,11 @@ class TextTools {
 /// range of the type an infinity.
 Single ParseSingle(std::u16string_view text);
 Double ParseDouble(std::u16string_view text);
+
+/// The whole text as a number, blanks around it and a sign allowed; a fraction is rounded to
+/// nearest, ties to even. Throws std::invalid_argument, which names `field` and the text, where it
+/// is no number, and std::range_error where the number is none of 32 bits.
+Long ParseWholeNumber(std::u16string_view text, std::string_view field);
 
 /// The text without the blanks at both ends.
 String TrimBlanks(std::u16string_view text);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "converters/Converters.h"
 #include "readers/Readers.h"
 #include "service/ErrorText.h"
 #include "service/GeneralFindings.h"
@@ -11,11 +12,6 @@ namespace lmimport {
 namespace {
 
 using Reader = bool (*)(ImportState&);
-
-// Stands in the tables for a format whose reader isn't there.
-bool ReadNotBuiltFile(ImportState& state) {
-  return state.Refuse(Refusal::UnsupportedFormat);
-}
 
 struct FirstBytes {
   Long Magic;
@@ -43,8 +39,8 @@ struct Extension {
 
 constexpr std::array ReadersByExtension = {
     Extension{u".wdq", ReadWinDaqFile},
-    Extension{u".edf", ReadNotBuiltFile},
-    Extension{u".acq", ReadNotBuiltFile},
+    Extension{u".edf", ConvertEdfFile},
+    Extension{u".acq", ConvertAcqFile},
     Extension{u".mat", ReadMatlab4File},
 };
 

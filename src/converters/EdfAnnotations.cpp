@@ -1,0 +1,126 @@
+#include "converters/EdfAnnotations.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace lmimport {
+namespace {
+
+constexpr std::size_t PieceBytes = 16384;
+constexpr std::size_t LongestText = 256;      // characters of a comment
+constexpr std::size_t LongestList = 1 << 16;  // bytes; what a signal of garbage has more is dropped
+constexpr Double LargestCapacity = 20000;
+
+constexpr Byte ListEnd = 0;
+constexpr Byte TextEnd = 20;
+constexpr Byte DurationMark = 21;
+constexpr Byte FirstCharacter = 32;
+
+// Takes the signal byte by byte. A list is an onset, perhaps a duration, and texts, each with a
+// mark behind it, and a zero byte. Marks aren't told apart: a duration stands in the text.
+class AnnotationWalk {
+ public:
+  AnnotationWalk(const TextTools& texts, BlockRec& block, std::size_t capacity, Single duration,
+                 EdfAnnotationReport& report)
+      : texts_(texts), block_(block), capacity_(capacity), duration_(duration), report_(report) {}
+
+  void BeginRecord(std::int64_t record) {
+    record_ = record;
+    listIndex_ = 0;
+  }
+
+  void Take(Byte byte) {
+    if (byte == ListEnd) {
+      if (!onset_.empty()) EndList();
+    } else if (byte == TextEnd || byte == DurationMark) {
+      if (onset_.empty())
+        onset_.swap(text_);
+      else
+        Add(' ');
+    } else if (byte >= FirstCharacter) {
+      Add(static_cast<char>(byte));
+    }
+  }
+
+ private:
+  void Add(char c) {
+    if (text_.size() < LongestList) text_ += c;
+  }
+
+  void EndList() {
+    const Double onset = ParseDouble(texts_.Text(onset_));
+    if (listIndex_ == 0) KeepTime(onset);
+    String text = TrimBlanks(texts_.Text(text_));
+    if (!text.empty() || listIndex_ >= 1) Annotate(onset, std::move(text));
+    onset_.clear();
+    text_.clear();
+    ++listIndex_;
+  }
+
+  void Annotate(Double onset, String text) {
+    const Double place = std::nearbyint(Double{block_.SamplingRate} * onset);
+    if (place >= block_.SizeChannel) {
+      ++report_.BehindEnd;
+    } else if (!(place >= 1)) {
+      ++report_.AtOnset0;
+    } else if (block_.Comments.size() >= capacity_) {
+      ++report_.OutOfRoom;
+    } else {
+      report_.MisreadUtf8 = report_.MisreadUtf8 || texts_.MisreadsUtf8(text_);
+      text.resize(std::min(text.size(), LongestText));
+      block_.Comments.push_back({static_cast<Long>(place) + 1, 0, std::move(text)});
+    }
+  }
+
+  // Less than half a sample apart is no gap, but the rounding of a decimal number.
+  void KeepTime(Double onset) {
+    if (record_ == 0) {
+      report_.FirstOnset = onset;
+    } else if (std::abs(onset - end_) * block_.SamplingRate > 0.5) {
+      if (++report_.Gaps == 1) {
+        report_.FirstGapRecord = record_;
+        report_.FirstGapOnset = onset;
+      }
+    }
+    end_ = onset + duration_;
+  }
+
+  const TextTools& texts_;
+  BlockRec& block_;
+  std::size_t capacity_;
+  Double duration_;
+  EdfAnnotationReport& report_;
+  std::int64_t record_ = 0;
+  Long listIndex_ = 0;
+  std::string onset_;  // these two go on from record to record
+  std::string text_;
+  Double end_ = 0;
+};
+
+}  // namespace
+
+Long ReadEdfAnnotations(BinaryFile& File, const TextTools& Texts, BlockRec& Block,
+                        std::int64_t Position, std::int64_t RecordBytes,
+                        std::int64_t AnnotationBytes, std::int64_t RecordCount,
+                        Single RecordDuration, EdfAnnotationReport& Report) {
+  const Double room = static_cast<Double>(RecordCount) * static_cast<Double>(AnnotationBytes) / 4;
+  const auto capacity = static_cast<std::size_t>(std::min(std::nearbyint(room), LargestCapacity));
+  Block.Comments.clear();
+  AnnotationWalk walk(Texts, Block, capacity, RecordDuration, Report);
+  std::array<Byte, PieceBytes> piece;
+  for (std::int64_t record = 0; record < RecordCount; ++record) {
+    walk.BeginRecord(record);
+    File.Seek(Position + record * RecordBytes);
+    for (std::int64_t left = AnnotationBytes; left > 0;) {
+      const std::int64_t wanted = std::min<std::int64_t>(left, PieceBytes);
+      const std::int64_t done = File.ReadByteArray(piece.data(), wanted);
+      for (std::int64_t i = 0; i < done; ++i) walk.Take(piece[static_cast<std::size_t>(i)]);
+      left = done < wanted ? 0 : left - done;
+    }
+  }
+  Block.CommentCount = static_cast<Long>(Block.Comments.size());
+  return Block.CommentCount;
+}
+
+}  // namespace lmimport
