@@ -331,12 +331,13 @@ void AcqConverter::NoteDividers() {
   };
   const auto first = std::ranges::find_if(channels_, differs);
   if (first == channels_.end()) return;
-  state_.Warn("divider-differs", 0,
-              Sentence(std::ranges::count_if(channels_, differs),
-                       " channels state another divider than their numbers of samples give; "
-                       "channel ",
-                       first - channels_.begin() + 1, " states ", first->StatedDivider, ", and ",
-                       first->Divider, " is used. The samples may run out of step."));
+  state_.Warn(
+      "divider-differs", 0,
+      Sentence("The divider that follows from the number of samples isn't the stated one on ",
+               std::ranges::count_if(channels_, differs), " of ", channels_.size(),
+               " channels; channel ", first - channels_.begin() + 1, " states ",
+               first->StatedDivider, ", and ", first->Divider,
+               " is used, so samples can run out of step."));
 }
 
 void AcqConverter::NoteCompression() {

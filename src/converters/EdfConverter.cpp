@@ -281,14 +281,17 @@ void EdfConverter::ReadAnnotations() {
 }
 
 void EdfConverter::NoteAnnotations(const EdfAnnotationReport& report, std::int64_t position) {
-  const std::int64_t signals =
-      std::ranges::count(signals_, EdfSignal::Kind::Annotations, &EdfSignal::SignalKind);
-  if (report.AtOnset0 + report.BehindEnd + report.OutOfRoom > 0 || signals > 1)
+  const std::string leftOut = Listed({{"at the start or before it", report.AtOnset0},
+                                      {"behind the end", report.BehindEnd},
+                                      {"beyond the largest number of comments", report.OutOfRoom}});
+  if (!leftOut.empty())
     state_.Note("annotations-left-out", position,
-                Sentence("Left out: ", report.AtOnset0, " annotations at the start or before it, ",
-                         report.BehindEnd, " behind the end, ", report.OutOfRoom,
-                         " beyond the largest number, and those of ", signals - 1,
-                         " further annotation signals."));
+                Sentence("Annotations are left out: ", leftOut, "."));
+  const auto signals =
+      std::ranges::count(signals_, EdfSignal::Kind::Annotations, &EdfSignal::SignalKind);
+  if (signals > 1)
+    state_.Note("annotations-left-out", chunkStart_,
+                Sentence("Of ", signals, " annotation signals, only the first is read."));
   if (report.FirstOnset != std::floor(report.FirstOnset))
     state_.Warn("start-fraction", position,
                 Sentence("The first record begins ", report.FirstOnset,

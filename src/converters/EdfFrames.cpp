@@ -2,12 +2,28 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 namespace lmimport {
 namespace {
 
 constexpr std::int64_t PieceSamples = 256LL * 1024;  // read or written at a time
 constexpr std::int64_t StripFrames = 256;            // few enough to stay in the nearest cache
+
+using Strip = std::array<Integer, StripFrames>;
+
+// Puts the samples of some channels side by side into each frame, with one store for all of them.
+template <class Group, std::size_t N>
+void PutSideBySide(const std::array<const Integer*, N>& from, std::int64_t count, std::int64_t step,
+                   Integer* to) {
+  for (std::int64_t i = 0; i < count; ++i) {
+    Group group = 0;
+    for (std::size_t c = 0; c < N; ++c)
+      group |= static_cast<Group>(static_cast<Group>(static_cast<std::uint16_t>(from[c][i]))
+                                  << (16 * c));
+    std::memcpy(to + i * step, &group, sizeof(Group));
+  }
+}
 
 }  // namespace
 
@@ -22,28 +38,38 @@ const Integer* EdfFrames::Repeated(const Channel& channel, const Integer* record
   if (channel.Samples == recordFrames_) return samples + first;
   const std::int64_t repeat = channel.RepeatFactor;
   const std::int64_t repeated = channel.Samples * repeat;
-  Integer* out = target;
-  Integer* const end = target + count;
-  std::int64_t skipped = first % repeat;
-  for (std::int64_t frame = first; out < end && frame < repeated;) {
-    const std::int64_t run = std::min<std::int64_t>(repeat - skipped, end - out);
-    out = std::fill_n(out, run, samples[frame / repeat]);
-    frame += run;
-    skipped = 0;
+  const std::int64_t repeatedHere = std::clamp<std::int64_t>(repeated - first, 0, count);
+  const Integer* sample = samples + first / repeat;
+  std::int64_t left = repeat - first % repeat;
+  for (std::int64_t i = 0; i < repeatedHere; ++i) {
+    target[i] = *sample;
+    const bool isLast = --left == 0;
+    sample += isLast ? 1 : 0;
+    left = isLast ? repeat : left;
   }
-  std::fill(out, end, samples[channel.Samples - 1]);
+  std::fill(target + repeatedHere, target + count, samples[channel.Samples - 1]);
   return target;
 }
 
 void EdfFrames::Interleave(const Integer* record, std::int64_t first, std::int64_t count,
                            Integer* frames) const {
   const auto step = static_cast<std::int64_t>(channels_.size());
-  std::array<Integer, StripFrames> strip;
-  for (std::size_t c = 0; c < channels_.size(); ++c) {
-    const Integer* from = Repeated(channels_[c], record, first, count, strip.data());
-    Integer* to = frames + c;
-    for (std::int64_t i = 0; i < count; ++i) to[i * step] = from[i];
+  std::array<Strip, 4> strips;
+  const auto source = [&](std::size_t channel, Strip& strip) {
+    return Repeated(channels_[channel], record, first, count, strip.data());
+  };
+  std::size_t c = 0;
+  for (; c + 4 <= channels_.size(); c += 4) {
+    const std::array from{source(c, strips[0]), source(c + 1, strips[1]), source(c + 2, strips[2]),
+                          source(c + 3, strips[3])};
+    PutSideBySide<std::uint64_t>(from, count, step, frames + c);
   }
+  for (; c + 2 <= channels_.size(); c += 2) {
+    const std::array from{source(c, strips[0]), source(c + 1, strips[1])};
+    PutSideBySide<std::uint32_t>(from, count, step, frames + c);
+  }
+  for (; c < channels_.size(); ++c)
+    PutSideBySide<std::uint16_t>(std::array{source(c, strips[0])}, count, step, frames + c);
 }
 
 void EdfFrames::Write(BinaryFile& file, std::int64_t chunkStart, std::int64_t recordCount,

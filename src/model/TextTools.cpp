@@ -279,6 +279,14 @@ String LastFour(std::u16string_view fileName) {
   return LowerCase(fileName.substr(fileName.size() - std::min<std::size_t>(fileName.size(), 4)));
 }
 
+std::string Listed(const Counts& counts) {
+  std::string list;
+  for (const auto& [what, count] : counts) {
+    if (count > 0) list += Sentence(list.empty() ? "" : ", ", count, " ", what);
+  }
+  return list;
+}
+
 std::string NumberText(std::int64_t number) {
   return ShortestText(number);
 }

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 namespace lmimport {
 
@@ -73,5 +75,11 @@ std::string Sentence(const Parts&... parts) {
   (append(parts), ...);
   return sentence;
 }
+
+/// Kinds of things and how many there are of each.
+using Counts = std::vector<std::pair<std::string_view, std::int64_t>>;
+
+/// "2 too long, 1 without a name": what there is any of.
+std::string Listed(const Counts& counts);
 
 }  // namespace lmimport

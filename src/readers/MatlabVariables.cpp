@@ -153,17 +153,10 @@ bool MatlabVariables::Finish(Integer versionMajor) {
   return true;
 }
 
-Long& MatlabVariables::CountOf(Counts& counts, std::string_view what) {
+std::int64_t& MatlabVariables::CountOf(Counts& counts, std::string_view what) {
   const auto found =
       std::find_if(counts.begin(), counts.end(), [what](const auto& c) { return c.first == what; });
   return found != counts.end() ? found->second : counts.emplace_back(what, 0).second;
-}
-
-std::string MatlabVariables::Listed(const Counts& counts) {
-  std::string list;
-  for (const auto& [what, count] : counts)
-    list += Sentence(list.empty() ? "" : ", ", count, " ", what);
-  return list;
 }
 
 void MatlabVariables::NoteFindings() {

@@ -61,9 +61,7 @@ class MatlabVariables {
   void NoteFindings();
 
  private:
-  using Counts = std::vector<std::pair<std::string_view, Long>>;
-  static Long& CountOf(Counts& counts, std::string_view what);
-  static std::string Listed(const Counts& counts);
+  static std::int64_t& CountOf(Counts& counts, std::string_view what);
   bool HasRoom();
   void Scan(BlockRec& block);
 

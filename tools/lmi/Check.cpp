@@ -3,6 +3,7 @@
 
 #include "Commands.h"
 #include "Output.h"
+#include "ProgressLine.h"
 #include "Text.h"
 
 namespace lmi {
@@ -11,6 +12,7 @@ using namespace lmimport;
 LMIFilePtr OpenOrExplain(LMImport& import, const std::string& name, std::string& failure) {
   try {
     LMIFilePtr file;
+    const ProgressLine progress(OneLine(FromUtf8(name)));
     if (!import.OpenFile(FromUtf8(name), file)) failure = ToUtf8(import.ErrorString());
     return file;
   } catch (const std::exception& fault) {
