@@ -25,27 +25,7 @@ class DeviceTest : public ImportTest {
     return
         [&bytes](std::size_t offset, const Bytes& patch) { return Patched(bytes, offset, patch); };
   }
-
-  // Opens each file, and expects the message; where there is none, that it opens with the findings.
-  struct Row {
-    std::string Bytes;
-    const char* Error;
-    Codes Findings = {};
-  };
-  void ExpectOutcomes(const std::vector<Row>& rows) {
-    int number = 0;
-    for (const Row& row : rows) {
-      SCOPED_TRACE(++number);
-      EXPECT_EQ(Open("f", row.Bytes), *row.Error == '\0');
-      EXPECT_EQ(Error(), row.Error);
-      EXPECT_EQ(FindingCodes(), row.Findings);
-    }
-  }
 };
-
-const char* const Unknown = "Unknown file format";
-const char* const Unsupported = "Unsupported file format";
-const char* const Damaged = "Error in the file format";
 
 TEST_F(DeviceTest, AbfGivesEveryField) {
   ASSERT_TRUE(Open("f.abf", Abf()));
@@ -67,24 +47,25 @@ TEST_F(DeviceTest, AbfTakesOrRefuses) {
   const std::string abf = Abf();
   const auto with = Patching(abf);
   const Codes behind = {"comments-behind-end"};
-  ExpectOutcomes({
-      {abf.substr(0, 2051), Unknown},
-      {with(100, Bytes().Int16(1)), Unsupported, {"coding-not-read"}},
-      {with(120, Bytes().Int16(0)), Unknown},
-      {with(120, Bytes().Int16(33)), Unknown},
-      {with(120, Bytes().Int16(17)), Damaged},
-      {with(410, Bytes().Int16(16)), Damaged},
-      {with(410, Bytes().Int16(-1)), Damaged},
-      {with(122, Bytes().Real32(0)), Damaged},
-      {with(10, Bytes().Int32(-6)), Damaged},
-      {with(48, Bytes().Int32(65538)), Damaged},  // 65536 more than there are
-      {with(48, Bytes().Int32(65537)), "", {"tags-cut-off", behind[0]}},
-      {with(8, Bytes().Int16(5)).replace(16, 1, "\2"), "", {"sweeps-in-a-row", behind[0]}},
-      {with(366, Bytes().Int16(308)), "", {"start-milliseconds", behind[0]}},
-      {Patched(with(4512, Bytes().Int16(1)), 4576, Bytes().Real32(5)),
-       "",
-       {"telegraph-gain", behind[0]}},
-  });
+  ExpectOutcomes(
+      "f", {
+               {abf.substr(0, 2051), Unknown},
+               {with(100, Bytes().Int16(1)), Unsupported, {"coding-not-read"}},
+               {with(120, Bytes().Int16(0)), Unknown},
+               {with(120, Bytes().Int16(33)), Unknown},
+               {with(120, Bytes().Int16(17)), Damaged},
+               {with(410, Bytes().Int16(16)), Damaged},
+               {with(410, Bytes().Int16(-1)), Damaged},
+               {with(122, Bytes().Real32(0)), Damaged},
+               {with(10, Bytes().Int32(-6)), Damaged},
+               {with(48, Bytes().Int32(65538)), Damaged},  // 65536 more than there are
+               {with(48, Bytes().Int32(65537)), "", {"tags-cut-off", behind[0]}},
+               {with(8, Bytes().Int16(5)).replace(16, 1, "\2"), "", {"sweeps-in-a-row", behind[0]}},
+               {with(366, Bytes().Int16(308)), "", {"start-milliseconds", behind[0]}},
+               {Patched(with(4512, Bytes().Int16(1)), 4576, Bytes().Real32(5)),
+                "",
+                {"telegraph-gain", behind[0]}},
+           });
   ASSERT_TRUE(Open("f", with(48, Bytes().Int32(65537))));
   EXPECT_EQ(file_->Block(1)->CommentCount(), 65537);  // the last one again and again
   EXPECT_EQ(file_->Block(1)->CommentText(65537), u"second");
@@ -125,17 +106,17 @@ TEST_F(DeviceTest, AbinGivesEveryField) {
 TEST_F(DeviceTest, AbinTakesOrRefuses) {
   const std::string abin = Abin();
   const auto with = Patching(abin);
-  ExpectOutcomes({{abin.substr(0, 91), Unknown},
-                  {with(32, Bytes().Int32(33)), Unknown},
-                  {with(4, Bytes().Int16(4)), Unsupported, {"version-not-read"}},
-                  {with(4, Bytes().Int16(1)), Unsupported, {"version-not-read"}},
-                  {with(128, Bytes().Text("ADCx")), Damaged},
-                  {with(132, Bytes().Int16(32)), Damaged},
-                  {with(288, Bytes().Text("date")), Damaged},
-                  {with(292, Bytes().Int32(999)), "", {"data-cut-off"}},
-                  {with(24, Bytes().Real32(0)), "", {"no-rate"}},
-                  {with(200, Bytes().Real32(HUGE_VALF)), "", {"no-scale"}},
-                  {abin.substr(0, 150), Damaged}});
+  ExpectOutcomes("f", {{abin.substr(0, 91), Unknown},
+                       {with(32, Bytes().Int32(33)), Unknown},
+                       {with(4, Bytes().Int16(4)), Unsupported, {"version-not-read"}},
+                       {with(4, Bytes().Int16(1)), Unsupported, {"version-not-read"}},
+                       {with(128, Bytes().Text("ADCx")), Damaged},
+                       {with(132, Bytes().Int16(32)), Damaged},
+                       {with(288, Bytes().Text("date")), Damaged},
+                       {with(292, Bytes().Int32(999)), "", {"data-cut-off"}},
+                       {with(24, Bytes().Real32(0)), "", {"no-rate"}},
+                       {with(200, Bytes().Real32(HUGE_VALF)), "", {"no-scale"}},
+                       {abin.substr(0, 150), Damaged}});
   const std::pair<int, Long> sizes[] = {{3, 0}, {2, 1}, {1, 1}, {0, 3}, {4, 3}, {5, 6}};
   for (const auto& [sampleType, size] : sizes) {
     ASSERT_TRUE(Open("f", with(28, Bytes().Int16(sampleType))));
@@ -156,13 +137,13 @@ TEST_F(DeviceTest, CfwbGivesEveryField) {
   ExpectFirstValues({4.5, -0.5, 5.5, -1});
   const std::string cfwb = Cfwb();
   const auto with = Patching(cfwb);
-  ExpectOutcomes({{cfwb.substr(0, 165), "No data in the file"},
-                  {with(52, Bytes().Int32(0)), Unknown},
-                  {with(64, Bytes().Int32(1)), Unsupported, {"coding-not-read"}},
-                  {with(60, Bytes().Int32(1)), Unsupported, {"coding-not-read"}},
-                  {with(8, Bytes().Real64(0)), Damaged},
-                  {with(56, Bytes().Int32(3)), ""},
-                  {with(64 + 68, Bytes().Real64(std::nan(""))), Damaged}});
+  ExpectOutcomes("f", {{cfwb.substr(0, 165), "No data in the file"},
+                       {with(52, Bytes().Int32(0)), Unknown},
+                       {with(64, Bytes().Int32(1)), Unsupported, {"coding-not-read"}},
+                       {with(60, Bytes().Int32(1)), Unsupported, {"coding-not-read"}},
+                       {with(8, Bytes().Real64(0)), Damaged},
+                       {with(56, Bytes().Int32(3)), ""},
+                       {with(64 + 68, Bytes().Real64(std::nan(""))), Damaged}});
 }
 
 TEST_F(DeviceTest, AdcLabGivesEveryField) {
@@ -189,7 +170,8 @@ TEST_F(DeviceTest, AdcLabTakesOrRefuses) {
   };
   const std::string data = AlfSection("SAMPLES_RECORD", std::string(48, '\1'));
   const Codes scale = {"scale-of-16-bits"};
-  ExpectOutcomes({{plain.substr(0, 95), Unknown},
+  ExpectOutcomes("f",
+                 {{plain.substr(0, 95), Unknown},
                   {AlfSection("ADCLABXX", "") + plain, Unknown},
                   {head + AlfSection("samples_format", "") + data, Unknown},
                   {head + AlfSection("CHANNELS_INFO", "") + data, Unknown},
@@ -232,7 +214,8 @@ TEST_F(DeviceTest, ArGivesEveryField) {
   ExpectFirstValues({1 / 4.096, 0.002});
   const std::string ar = Ar();
   const auto with = Patching(ar);
-  ExpectOutcomes({{ar.substr(0, 515), Unknown},
+  ExpectOutcomes("f",
+                 {{ar.substr(0, 515), Unknown},
                   {ar.substr(0, 516), "", {"no-range", "no-sensitivity"}},
                   {with(2, Bytes().Int16(0)), Damaged},
                   {with(4, Bytes().Int32(-5)), "", {"no-range", "no-sensitivity", "no-rate"}}});
@@ -254,14 +237,14 @@ TEST_F(DeviceTest, PeakGivesEveryField) {
   EXPECT_EQ(Summary(), "Sound 'Cache: 50' 50 Hz, 8 frames of: Ch1 - Min" + scale + ", Ch1 - Max" +
                            scale + ", Ch2 - Min" + scale + ", Ch2 - Max" + scale);
   const Codes peaks = {"peaks"};
-  ExpectOutcomes({{Peak(0, 1).substr(0, 79), "No data in the file"},
-                  {Peak(0, 1).substr(0, 80), "", peaks},
-                  {Peak(0, 0), Unknown},
-                  {Peak(1, 33), Unknown},
-                  {Peak(0, 16), Unknown},                 // 34 channels
-                  {Peak(1, 16).substr(0, 128), Unknown},  // one frame
-                  {Peak(0, 1, 1), Unknown},
-                  {Peak(0, 1, 2), "", peaks}});
+  ExpectOutcomes("f", {{Peak(0, 1).substr(0, 79), "No data in the file"},
+                       {Peak(0, 1).substr(0, 80), "", peaks},
+                       {Peak(0, 0), Unknown},
+                       {Peak(1, 33), Unknown},
+                       {Peak(0, 16), Unknown},                 // 34 channels
+                       {Peak(1, 16).substr(0, 128), Unknown},  // one frame
+                       {Peak(0, 1, 1), Unknown},
+                       {Peak(0, 1, 2), "", peaks}});
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 // What holds for every format: one row of the table each.
+#include <algorithm>
 #include <cmath>
 
 #include "support/ImportTest.h"
@@ -22,6 +23,9 @@ std::vector<Recording> AllRecordings() {
       .Blocks = {ChartBlock{}, ChartBlock{.ChannelIndex = {1}, .Scale = {-3}, .Offset = {1}}}};
   const WinDaq winDaq{.Markers = {2, 77, CommentAt(20), -3}, .CommentTexts = "go"};
   const std::string samples = Wave().Build();
+  Edf edf{.Reserved = "EDF+D"};
+  edf.Signals.push_back(
+      EdfAnnotations({std::string("+0\x14\x14\0+0.5\x14go\x14\0", 15), "+1\x14\x14"}, 8));
   const std::string text = "NumAChannels=2\n[Ch0]\nName=a\nMaxRange=5\n[Ch1]\nMinRange=-1\n";
   return {
       {"chart.lmc", chart.Build()},
@@ -29,7 +33,11 @@ std::vector<Recording> AllRecordings() {
       {"wave.wav", Wave{.BeforeData = Chunk("fact", "1234")}.Build(), "wave_wavheader.txt", text},
       {"text.bin", samples, "text_binheader.txt", text},
       {"par.dat", samples, "par.par", FullPar({{4, "title"}, {8, "note"}, {1, "last"}})},
-      {"rvp.dat", samples, "rvp.rvp", Rvp()}};
+      {"rvp.dat", samples, "rvp.rvp", Rvp()},
+      {"mixed.edf", edf.Build()},
+      {"single.edf", Edf{.Signals = {Edf().Signals[0]}}.Build()},
+      {"mixed.acq", Acq().Build()},
+      {"integers.acq", Acq{.Channels = {{.Samples = {1, 2}}, {.Samples = {3, 4}}}}.Build()}};
 }
 
 class EveryFormat : public ImportTest, public testing::WithParamInterface<Recording> {
@@ -133,7 +141,8 @@ TEST_P(EveryFormat, PiecesJoinToTheWhole) {
 INSTANTIATE_TEST_SUITE_P(All, EveryFormat, testing::ValuesIn(AllRecordings()),
                          [](const auto& test) {
                            std::string name = test.param.Name;
-                           return name.substr(0, name.find('.'));
+                           std::ranges::replace(name, '.', '_');
+                           return name;
                          });
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "support/Builders.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -180,6 +182,17 @@ std::string TempFolder::Write(std::string_view name, std::string_view bytes) con
   file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   if (!file.flush()) throw std::runtime_error("can't write a test file");
   return PathOf(name);
+}
+
+std::string Contents(const std::string& name) {
+  std::ifstream file(name, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void SetWriteTime(const std::string& name, std::int64_t seconds, long nanoseconds) {
+  const std::timespec times[] = {{0, UTIME_OMIT}, {seconds, nanoseconds}};
+  if (::utimensat(AT_FDCWD, name.c_str(), times, 0) != 0)
+    throw std::runtime_error("can't set the date of a test file");
 }
 
 Environment::Environment(const char* variable, const char* value) : variable_(variable) {

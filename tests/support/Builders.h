@@ -164,6 +164,75 @@ std::string Ar();
 /// A peak cache of layout 0 or 1 with so many sound channels, 50 Hz, and 64 bytes of samples.
 std::string Peak(int layout, int sounds, int rate = 50);
 
+struct EdfSignal {
+  std::string Label = "EEG";
+  std::string Unit = "mV";
+  std::vector<std::string> Records;  // the bytes of each
+  std::string RecordSamples = {};    // what is not stated counts itself
+  std::string PhysicalMin = "-100";
+  std::string PhysicalMax = "100";
+  std::string DigitalMin = "-1000";
+  std::string DigitalMax = "1000";
+};
+
+/// Little-endian 16-bit words.
+std::string Words(const std::vector<int>& values);
+
+/// The signal that keeps EDF+ annotations, padded to so many samples of a record.
+EdfSignal EdfAnnotations(const std::vector<std::string>& records, std::size_t samples);
+
+/// An EDF file: by default a signal of 4 samples a second and one of 2, and 2 records.
+struct Edf {
+  std::string Version = "0";
+  std::string Patient = "patient";
+  std::string Date = "02.03.04";
+  std::string Time = "05.06.07";
+  std::string HeaderBytes = {};
+  std::string Reserved = {};
+  std::string RecordCount = {};
+  std::string Duration = "1";
+  std::string SignalCount = {};
+  std::vector<EdfSignal> Signals = {
+      {.Label = "Fp1", .Records = {Words({1, 2, 3, 4}), Words({5, 6, 7, 8})}},
+      {.Label = "Pulse", .Records = {Words({10, 20}), Words({30, 40})}}};
+
+  std::string Build() const;
+};
+
+struct AcqChannelOf {
+  std::string Title = "ECG";
+  std::string Unit = "mV";
+  std::vector<double> Samples = {};
+  bool IsDouble = false;
+  double Scale = 0.5;
+  double Offset = 10;
+  std::optional<int> SampleCount = {};
+  std::optional<int> Kind = {};
+  int StatedDivider = 0;
+};
+
+struct AcqMarker {
+  int Step;
+  std::string Text;
+};
+
+/// An ACQ file, its samples in the order of the steps: by default a channel of integers, and one of
+/// Doubles at half its rate.
+struct Acq {
+  int Version = 38;
+  int GraphLength = 160;
+  std::optional<int> ChannelTotal = {};
+  double Interval = 0.5;
+  int ChannelLength = 254;
+  std::vector<AcqChannelOf> Channels = {
+      {.Samples = {1, 2, 3, 4}},
+      {.Title = "Flow", .Unit = "l/s", .Samples = {-2, 2}, .IsDouble = true}};
+  int ForeignBytes = 6;
+  std::vector<AcqMarker> Markers = {{1, "begin"}, {4, "behind"}, {3, ""}};
+
+  std::string Build() const;
+};
+
 struct ParNote {
   int Step;
   std::string Text;
@@ -197,6 +266,12 @@ class TempFolder {
  private:
   std::filesystem::path path_;
 };
+
+/// The bytes of a file; empty where there is none.
+std::string Contents(const std::string& name);
+
+/// Sets the date of the last write, UTC since 1970.
+void SetWriteTime(const std::string& name, std::int64_t seconds, long nanoseconds = 0);
 
 /// Sets an environment variable, and what it was back at the end.
 class Environment {

@@ -9,6 +9,12 @@
 
 namespace lmimport::test {
 
+using Codes = std::vector<std::string>;
+
+inline constexpr const char* Unknown = "Unknown file format";
+inline constexpr const char* Unsupported = "Unsupported file format";
+inline constexpr const char* Damaged = "Error in the file format";
+
 class ImportTest : public testing::Test {
  protected:
   bool Open(const std::string& name) { return import_.OpenFile(FromUtf8(name), file_); }
@@ -49,6 +55,29 @@ class ImportTest : public testing::Test {
     return text;
   }
 
+  /// All frames, channel fastest.
+  std::vector<Double> Values() {
+    SampleTable<Double> frames;
+    file_->Block(1)->GetDataDoubleArray(1, file_->Block(1)->SizeChannel(), frames);
+    return {frames.Values().begin(), frames.Values().end()};
+  }
+
+  /// Opens each file under the name, and expects the message; where there is none, that it opens.
+  struct Outcome {
+    std::string Bytes;
+    const char* Error;
+    Codes Findings = {};
+  };
+  void ExpectOutcomes(const char* name, const std::vector<Outcome>& rows) {
+    int number = 0;
+    for (const Outcome& row : rows) {
+      SCOPED_TRACE(++number);
+      EXPECT_EQ(Open(name, row.Bytes), *row.Error == '\0');
+      EXPECT_EQ(Error(), row.Error);
+      EXPECT_EQ(FindingCodes(), row.Findings);
+    }
+  }
+
   /// FileType and FileSubType.
   std::pair<Long, Long> Type() const { return {file_->FileType(), file_->FileSubType()}; }
 
@@ -57,7 +86,5 @@ class ImportTest : public testing::Test {
   LMImport import_;
   LMIFilePtr file_;
 };
-
-using Codes = std::vector<std::string>;
 
 }  // namespace lmimport::test

@@ -1,0 +1,260 @@
+// The flat data file: when it is written, when it is found, and that nothing half written is ever
+// taken for whole.
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <thread>
+
+#include "model/BinaryFile.h"
+#include "support/ImportTest.h"
+
+namespace lmimport::test {
+namespace {
+
+constexpr std::int64_t Then = 1'000'000'000;  // when the recording was written
+
+class FlatDataFileTest : public ImportTest {
+ protected:
+  FlatDataFileTest() { Renew(); }
+
+  // The recording as it was, and its date.
+  void Renew() {
+    folder_.Write("f.edf", Edf().Build());
+    SetWriteTime(Source, Then);
+  }
+  void PutFlat(const std::string& bytes, std::int64_t seconds, long nanoseconds = 0) {
+    folder_.Write("f.edfdat", bytes);
+    SetWriteTime(Flat, seconds, nanoseconds);
+  }
+  std::int64_t FlatTime() {
+    struct stat status {};
+    ::stat(Flat.c_str(), &status);
+    return status.st_mtim.tv_sec;
+  }
+  std::string FlatFile() { return Contents(Flat); }
+  void ExpectRight() {
+    ASSERT_TRUE(Open(Source)) << Error();
+    const std::vector<Double> values = Values();
+    ASSERT_EQ(values.size(), 16U);
+    EXPECT_FLOAT_EQ(static_cast<float>(values[0]), 0.1F);
+    EXPECT_FLOAT_EQ(static_cast<float>(values[15]), 4.0F);
+  }
+
+  const std::string Source = folder_.PathOf("f.edf");
+  const std::string Flat = folder_.PathOf("f.edfdat");
+  const std::string Good = Words({1, 10, 2, 10, 3, 20, 4, 20, 5, 30, 6, 30, 7, 40, 8, 40});
+  const std::string Other = std::string(Good.size(), 'o');
+};
+
+TEST_F(FlatDataFileTest, IsTakenAgainOrWrittenAnew) {
+  struct Row {
+    const char* What;
+    std::string Before;
+    std::int64_t Seconds;
+    long Nanoseconds;
+    std::string After;
+  };
+  const Row rows[] = {{"younger and of full length", Other, Then, 1, Other},
+                      {"as old", Other, Then, 0, Good},
+                      {"older", Other, Then - 1, 999'999'999, Good},
+                      {"too short", Other.substr(1), Then + 9, 0, Good},
+                      {"empty", "", Then + 9, 0, Good},
+                      {"too long", Other + "tail", Then + 9, 0, Good + "tail"},
+                      {"older and too long", Other + "t", Then - 9, 0, Good + "t"}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.What);
+    PutFlat(row.Before, row.Seconds, row.Nanoseconds);
+    ASSERT_TRUE(Open(Source));
+    EXPECT_EQ(FlatFile(), row.After);
+    std::vector<Integer> counts;
+    file_->Block(1)->GetChannelIntegerArray(1, 1, 1, counts);
+    EXPECT_EQ(counts.at(0), row.After == Other ? 'o' * 257 : 1);
+    EXPECT_EQ(ToUtf8(file_->FileName()), Source);
+  }
+}
+
+TEST_F(FlatDataFileTest, OutlivesTheOpenAndIsFoundByTheNext) {
+  ExpectRight();
+  import_.CloseFile(file_);
+  EXPECT_EQ(FlatFile(), Good);
+  // Writing would change its date.
+  SetWriteTime(Flat, Then + 1);
+  ExpectRight();
+  EXPECT_EQ(FlatTime(), Then + 1);
+  SetWriteTime(Source, Then + 2);
+  ExpectRight();
+  EXPECT_GT(FlatTime(), Then + 2);
+}
+
+TEST_F(FlatDataFileTest, WhatIsNoPlainFileIsLeftAlone) {
+  const std::string victim = folder_.Write("victim", Other);
+  const std::function<void()> obstacles[] = {
+      [&] { std::filesystem::create_directory(Flat); },
+      [&] { std::filesystem::create_symlink(victim, Flat); },
+      [&] { std::filesystem::create_symlink(folder_.PathOf("nothing"), Flat); },
+      [&] { ::mkfifo(Flat.c_str(), 0600); },
+  };
+  for (const auto& obstacle : obstacles) {
+    obstacle();
+    ExpectRight();
+    import_.CloseFile(file_);
+    EXPECT_EQ(Contents(victim), Other);
+    EXPECT_FALSE(std::filesystem::exists(folder_.PathOf("nothing")));
+    EXPECT_FALSE(std::filesystem::is_regular_file(std::filesystem::symlink_status(Flat)));
+    std::filesystem::remove(Flat);
+  }
+  // Neither is a link to a file that would do.
+  folder_.Write("victim", Other);
+  std::filesystem::create_symlink(victim, Flat);
+  ExpectRight();
+}
+
+TEST_F(FlatDataFileTest, WithoutAnyPlaceTheOpenFails) {
+  std::filesystem::create_directory(Flat);
+  const Environment nowhere("TMPDIR", "/proc");
+  EXPECT_FALSE(Open(Source));
+  EXPECT_EQ(Error().find("Can't open \"/proc/lmi"), 0U) << Error();
+}
+
+TEST_F(FlatDataFileTest, ReadersShareAFinishedOne) {
+  ExpectRight();
+  SetWriteTime(Flat, Then + 1);
+  std::thread([&] {
+    LMImport other;
+    const LMIFilePtr file = other.OpenFileObject(FromUtf8(Source));
+    ASSERT_TRUE(file);
+    // It is this very file, and stays as it is below them.
+    BinaryFile writer{TextTools()};
+    EXPECT_FALSE(writer.Open(FromUtf8(Flat), false, OrdinaryFile, ShareReading));
+    BinaryFile reader{TextTools()};
+    EXPECT_TRUE(reader.Open(FromUtf8(Flat), true, OrdinaryFile, ShareReading));
+  }).join();
+  // A recording that changes is converted elsewhere while somebody reads.
+  SetWriteTime(Source, Then + 2);
+  std::thread([&] {
+    LMImport other;
+    EXPECT_TRUE(other.OpenFileObject(FromUtf8(Source)));
+  }).join();
+  EXPECT_EQ(Values()[15], Values()[13]);
+  import_.CloseFile(file_);
+  EXPECT_EQ(FlatTime(), Then + 1);
+}
+
+TEST_F(FlatDataFileTest, AHalfWrittenOneIsNobodyElses) {
+  bool first = true;
+  SetProgressHandler([&](double) {
+    if (std::exchange(first, false)) {
+      std::thread([&] {
+        LMImport other;
+        const LMIFilePtr file = other.OpenFileObject(FromUtf8(Source));
+        ASSERT_TRUE(file);
+        std::vector<Integer> counts;
+        EXPECT_EQ(file->Block(1)->GetChannelIntegerArray(2, 1, 8, counts), 8);
+        EXPECT_EQ(counts, (std::vector<Integer>{10, 10, 20, 20, 30, 30, 40, 40}));
+      }).join();
+      EXPECT_EQ(FlatFile(), "");
+    }
+    return true;
+  });
+  ExpectRight();
+  EXPECT_FALSE(first);
+  EXPECT_EQ(FlatFile(), Good);
+}
+
+TEST_F(FlatDataFileTest, ARecordingThatChangesMeanwhileIsConvertedAgain) {
+  SetProgressHandler([&](double) { return SetWriteTime(Source, Then + 1), true; });
+  ExpectRight();
+  SetProgressHandler({});
+  EXPECT_EQ(FlatTime(), Then);  // not the younger one
+  ExpectRight();
+  EXPECT_GT(FlatTime(), Then + 1);
+}
+
+TEST_F(FlatDataFileTest, AnOpenCanBeGivenUp) {
+  for (const double at : {0.0, 1.0}) {
+    for (const std::string& old : {std::string(), Other}) {
+      PutFlat(old, Then - 1);
+      std::vector<double> fractions;
+      SetProgressHandler([&](double fraction) {
+        fractions.push_back(fraction);
+        EXPECT_THROW(import_.ErrorString(), std::logic_error);
+        EXPECT_THROW(LMImport(), std::logic_error);
+        return fraction < at;
+      });
+      try {
+        Open(Source);
+        ADD_FAILURE();
+      } catch (const std::system_error& fault) {
+        EXPECT_EQ(fault.code(), std::errc::operation_canceled);
+      }
+      EXPECT_EQ(fractions.front(), 0);
+      EXPECT_EQ(fractions.back(), at);
+      EXPECT_EQ(file_, nullptr);
+      EXPECT_NE(FlatFile().size(), Good.size());
+      SetProgressHandler([](double) -> bool { throw std::runtime_error("from the host"); });
+      EXPECT_THROW(Open(Source), std::runtime_error);
+      SetProgressHandler({});
+      ExpectRight();
+    }
+  }
+}
+
+// Has a child process open the recording when no file can grow beyond `limit` bytes, by the signal
+// that kills it or by an error; gives how the child ended.
+int OpenWithLimit(const std::string& name, rlim_t limit, bool killed) {
+  const pid_t child = ::fork();
+  if (child != 0) {
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return status;
+  }
+  const rlimit none{0, 0};
+  ::setrlimit(RLIMIT_CORE, &none);
+  const rlimit size{limit, limit};
+  ::setrlimit(RLIMIT_FSIZE, &size);
+  std::signal(SIGXFSZ, killed ? SIG_DFL : SIG_IGN);
+  int result = 0;
+  try {
+    LMImport import;
+    import.OpenFileObject(FromUtf8(name));
+  } catch (const std::system_error& fault) {
+    const bool told = std::string(fault.what()).find(name + "dat") != std::string::npos;
+    result = told && fault.code() == std::errc::file_too_large ? 1 : 2;
+  }
+  ::_exit(result);
+}
+
+TEST_F(FlatDataFileTest, SurvivesTheEndOfItsWriterAtEveryByte) {
+  for (std::size_t limit = 0; limit < Good.size(); ++limit) {
+    for (const std::string& old : {std::string(), Other.substr(5), Other, Other + "tail"}) {
+      for (const bool killed : {true, false}) {
+        SCOPED_TRACE(testing::Message() << limit << ' ' << old.size() << ' ' << killed);
+        PutFlat(old, Then - 1);
+        const int status = OpenWithLimit(Source, limit, killed);
+        if (killed) {
+          ASSERT_TRUE(WIFSIGNALED(status));
+          EXPECT_EQ(WTERMSIG(status), SIGXFSZ);
+        } else {
+          ASSERT_TRUE(WIFEXITED(status));
+          EXPECT_EQ(WEXITSTATUS(status), 1);
+        }
+        // No clock shall save the next open.
+        SetWriteTime(Flat, Then + 1);
+        EXPECT_NE(FlatFile().size(), Good.size());
+        ExpectRight();
+        import_.CloseFile(file_);
+        std::filesystem::remove(Flat);
+      }
+    }
+  }
+  EXPECT_EQ(OpenWithLimit(Source, Good.size(), true), 0);
+  EXPECT_EQ(FlatFile(), Good);
+}
+
+}  // namespace
+}  // namespace lmimport::test
