@@ -36,8 +36,6 @@ constexpr std::u16string_view EdfVersion = u"0       ";
 constexpr std::u16string_view EdfAnnotationLabel = u"EDF Annotations";
 constexpr std::u16string_view EdfDiscontinuous = u"EDF+D";
 
-constexpr std::int64_t EdfDatePosition = 168;
-constexpr std::int64_t EdfHeaderBytesPosition = 184;
 constexpr std::int64_t EdfRecordCountPosition = 236;
 constexpr std::int64_t EdfIdentificationBytes = 80;
 constexpr std::int64_t EdfNumberBytes = 8;
@@ -64,7 +62,7 @@ struct EdfSignal {
 bool IsTriple(const String& text) {
   constexpr std::u16string_view digits = u"0123456789";
   if (text.size() != 8) return false;
-  for (const std::size_t i : {0, 1, 3, 4, 6, 7}) {
+  for (const std::size_t i : {0U, 1U, 3U, 4U, 6U, 7U}) {
     if (digits.find(text[i]) == std::u16string_view::npos) return false;
   }
   return true;

@@ -61,7 +61,7 @@ struct ImportState {
   std::string RefusalDetail;          // put behind the message as it stands
   std::vector<Finding> Found;         // of the last open
 
-  struct Progress Progress;
+  class Progress Progress;
 
   /// The false of a reader, with what it has to say.
   bool Refuse(Refusal why, std::string detail = {});

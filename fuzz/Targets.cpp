@@ -1,0 +1,103 @@
+#include "Targets.h"
+
+#include <lmimport/lmimport.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <system_error>
+
+#include "support/AskEverything.h"
+#include "support/Builders.h"
+
+namespace lmimport::fuzz {
+namespace {
+
+using std::string_view_literals::operator""sv;
+
+constexpr std::array Targets = {
+    Target{"abf", "f.abf", "ABF ", ""},
+    Target{"abin", "f.bin", "ABIN", ""},
+    Target{"acq", "f.acq", "", ""},
+    Target{"adclab", "f.dat", "ADCL", ""},
+    Target{"ar", "f.dat", "AR", ""},
+    Target{"cfwb", "f.dat", "CFWB", ""},
+    Target{"chart", "f.lmc", "LMC\0"sv, ""},
+    Target{"edf", "f.edf", "0       ", ""},
+    Target{"matlab4", "f.mat", "", ""},
+    Target{"matlab5", "f.mat", "MATL", ""},
+    Target{"par", "f.dat", "", "f.par"},
+    Target{"peak", "f.dat", "SFPK", ""},
+    Target{"rvp", "f.dat", "", "f.rvp"},
+    Target{"text", "f.bin", "", "f_binheader.txt"},
+    Target{"wave", "f.wav", "RIFF", "f_wavheader.txt"},
+    Target{"windaq", "f.wdq", "", ""},
+};
+
+[[noreturn]] void Fail(const std::string& what) {
+  std::fprintf(stderr, "%s\n", what.c_str());
+  std::abort();
+}
+
+void Open(LMImport& import, const std::string& name) {
+  LMIFilePtr file;
+  try {
+    if (import.OpenFile(FromUtf8(name), file)) {
+      const std::string wrong = test::AskEverything(*file);
+      if (!wrong.empty()) Fail(wrong);
+      import.CloseFile(file);
+    } else if (file || import.ErrorString().empty()) {
+      Fail("an open fails without a word, or leaves a file");
+    }
+  } catch (const std::system_error&) {
+  } catch (const std::domain_error&) {
+  } catch (const std::range_error&) {
+  } catch (const std::invalid_argument&) {
+  } catch (const std::length_error&) {
+  }
+  if (Findings().size() > 16) Fail("findings without a bound");
+}
+
+}  // namespace
+
+std::span<const Target> AllTargets() {
+  return Targets;
+}
+
+const Target* FindTarget(std::string_view name) {
+  const auto found = std::ranges::find(Targets, name, &Target::Name);
+  return found != Targets.end() ? &*found : nullptr;
+}
+
+std::string Input(const Target& target, std::string_view recording, std::string_view sidecar) {
+  if (target.Sidecar.empty()) return std::string(recording);
+  return test::Bytes()
+      .Int16(static_cast<int>(recording.size()))
+      .Text(recording)
+      .Text(sidecar)
+      .Get();
+}
+
+void Run(const Target& target, std::span<const std::uint8_t> input) {
+  static const test::TempFolder folder;
+  static LMImport import;
+  std::string recording(input.begin(), input.end());
+  if (!target.Sidecar.empty()) {
+    if (input.size() < 2) return;
+    const std::size_t length = std::min<std::size_t>(input[0] + input[1] * 256U, input.size() - 2);
+    folder.Write(target.Sidecar, recording.substr(2 + length));
+    recording = recording.substr(2, length);
+  }
+  recording.replace(0, std::min(recording.size(), target.FirstBytes.size()),
+                    target.FirstBytes.substr(0, recording.size()));
+  const std::string name = folder.Write(target.FileName, recording);
+  Open(import, name);
+  Open(import, name);
+  std::filesystem::remove(name + "dat");
+}
+
+}  // namespace lmimport::fuzz
