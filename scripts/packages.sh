@@ -1,3 +1,4 @@
 # The Debian packages that each job needs.
 build_packages=(cmake g++ libcli11-dev libfmt-dev ninja-build nlohmann-json3-dev)
 test_packages=("${build_packages[@]}" libgtest-dev pkg-config)
+fuzz_packages=(clang cmake libclang-rt-14-dev ninja-build)
