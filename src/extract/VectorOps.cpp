@@ -21,6 +21,28 @@ inline Integer ToCount(Real value) {
   return static_cast<Integer>(static_cast<Long>((value + Rounder<Real>)-Rounder<Real>));
 }
 
+// Runs a loop with the widest vector instructions that the processor has. Always inlined, the loop is
+// compiled once for each kind. Wider instructions do the same steps on more elements.
+#if defined(__x86_64__) && !defined(LMIMPORT_BASELINE_VECTORS)
+template <class Loop>
+__attribute__((target("avx2"))) void RunWithAvx2(Loop loop) {
+  loop();
+}
+template <class Loop>
+void RunWidest(Loop loop) {
+  static const bool hasAvx2 = __builtin_cpu_supports("avx2") != 0;
+  if (hasAvx2)
+    RunWithAvx2(loop);
+  else
+    loop();
+}
+#else
+template <class Loop>
+void RunWidest(Loop loop) {
+  loop();
+}
+#endif
+
 template <class Count>
 inline Count Flipped(Count count, Count flip) {
   return static_cast<Count>(count ^ flip);
@@ -35,47 +57,63 @@ void DownSample(const T* from, std::size_t step, std::size_t n, T* to) {
 
 template <class Count>
 void HoldCounts(const Count* from, Count flip, std::size_t n, Integer* to) {
-  constexpr Long smallest = std::numeric_limits<Integer>::min();
-  constexpr Long largest = std::numeric_limits<Integer>::max();
-  for (std::size_t i = 0; i < n; ++i)
-    to[i] = static_cast<Integer>(std::clamp(Long{Flipped(from[i], flip)}, smallest, largest));
+  RunWidest([=]() __attribute__((always_inline)) {
+    constexpr Long smallest = std::numeric_limits<Integer>::min();
+    constexpr Long largest = std::numeric_limits<Integer>::max();
+    for (std::size_t i = 0; i < n; ++i)
+      to[i] = static_cast<Integer>(std::clamp(Long{Flipped(from[i], flip)}, smallest, largest));
+  });
 }
 
 template <class Count, class Real>
 void CountsToValues(const Count* from, Count flip, std::size_t n, Real scale, Real offset,
                     Real* to) {
   if (offset == 0) {
-    for (std::size_t i = 0; i < n; ++i) to[i] = static_cast<Real>(Flipped(from[i], flip)) / scale;
+    RunWidest([=]() __attribute__((always_inline)) {
+      for (std::size_t i = 0; i < n; ++i) to[i] = static_cast<Real>(Flipped(from[i], flip)) / scale;
+    });
   } else {
-    for (std::size_t i = 0; i < n; ++i)
-      to[i] = static_cast<Real>(Flipped(from[i], flip)) / scale + offset;
+    RunWidest([=]() __attribute__((always_inline)) {
+      for (std::size_t i = 0; i < n; ++i)
+        to[i] = static_cast<Real>(Flipped(from[i], flip)) / scale + offset;
+    });
   }
 }
 
 template <class Count, class Real>
 void CountsToValues(const Count* from, Count flip, std::size_t n, const Real* scales,
                     const Real* offsets, Real* to) {
-  for (std::size_t i = 0; i < n; ++i)
-    to[i] = static_cast<Real>(Flipped(from[i], flip)) / scales[i] + offsets[i];
+  RunWidest([=]() __attribute__((always_inline)) {
+    for (std::size_t i = 0; i < n; ++i)
+      to[i] = static_cast<Real>(Flipped(from[i], flip)) / scales[i] + offsets[i];
+  });
 }
 
 template <class Real>
 void ValuesToCounts(const Real* from, std::size_t n, Real scale, Real offset, Integer* to) {
-  for (std::size_t i = 0; i < n; ++i) to[i] = ToCount((from[i] - offset) * scale);
+  RunWidest([=]() __attribute__((always_inline)) {
+    for (std::size_t i = 0; i < n; ++i) to[i] = ToCount((from[i] - offset) * scale);
+  });
 }
 
 template <class Real>
 void ValuesToCounts(const Real* from, std::size_t n, const Real* scales, const Real* offsets,
                     Integer* to) {
-  for (std::size_t i = 0; i < n; ++i) to[i] = ToCount((from[i] - offsets[i]) * scales[i]);
+  RunWidest([=]() __attribute__((always_inline)) {
+    for (std::size_t i = 0; i < n; ++i) to[i] = ToCount((from[i] - offsets[i]) * scales[i]);
+  });
 }
 
 void ConvertReals(const Single* from, std::size_t n, Double* to) {
-  for (std::size_t i = 0; i < n; ++i) to[i] = from[i];
+  RunWidest([=]() __attribute__((always_inline)) {
+    for (std::size_t i = 0; i < n; ++i) to[i] = from[i];
+  });
 }
 
 void ConvertReals(const Double* from, std::size_t n, Single* to) {
-  for (std::size_t i = 0; i < n; ++i) to[i] = static_cast<Single>(from[i]);
+  RunWidest([=]() __attribute__((always_inline)) {
+    for (std::size_t i = 0; i < n; ++i) to[i] = static_cast<Single>(from[i]);
+  });
 }
 
 template void DownSample(const std::int8_t*, std::size_t, std::size_t, std::int8_t*);
