@@ -1,0 +1,453 @@
+// Measures the library against the bare file system and against other readers of the same files, and
+// prints one table of one run: bench_table FOLDER, where the recordings are made, some 3 GB of them.
+#include <fcntl.h>
+#include <fmt/core.h>
+#include <lmimport/lmimport.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <functional>
+#include <random>
+#include <stdexcept>
+
+#include "Inputs.h"
+#include "Peers.h"
+
+namespace {
+
+using namespace lmimport;
+using namespace lmimport::bench;
+
+constexpr int Rounds = 5;
+constexpr std::int64_t PieceBytes = 1 << 20;
+
+struct Contestant {
+  std::string Name;
+  std::function<double()> Run;  // gives a sum over what it read
+};
+
+struct Row {
+  std::string What;
+  std::function<double()> Ours;
+  std::vector<Contestant> Others;  // the limit first, if there is one
+  int Times = 1;                   // what one run does so many times
+};
+
+double Seconds(const std::function<double()>& run, double& sum) {
+  const auto start = std::chrono::steady_clock::now();
+  sum = run();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// All contestants in turn, some rounds of it: the best time of each. Those that don't read the same
+// have no time.
+void Print(const Row& row) {
+  double expected = 0;
+  double ours = INFINITY;
+  std::vector<double> others(row.Others.size(), INFINITY);
+  for (int round = 0; round < Rounds; ++round) {
+    ours = std::min(ours, Seconds(row.Ours, expected));
+    for (std::size_t i = 0; i < others.size(); ++i) {
+      double sum = 0;
+      others[i] = std::min(others[i], Seconds(row.Others[i].Run, sum));
+      if (std::abs(sum - expected) > 1e-6 * (1 + std::abs(expected)))
+        throw std::runtime_error(
+            fmt::format("{}: {} reads {}, not {}", row.What, row.Others[i].Name, sum, expected));
+    }
+  }
+  const double each = ours / row.Times;
+  const std::string time =
+      each < 1e-3 ? fmt::format("{:.1f} us", each * 1e6) : fmt::format("{:.1f} ms", each * 1e3);
+  std::string limit;
+  std::string peers;
+  for (std::size_t i = 0; i < others.size(); ++i) {
+    const Contestant& other = row.Others[i];
+    if (other.Name.empty())
+      limit = fmt::format("{:.2f}", ours / others[i]);
+    else
+      peers += fmt::format("{}{} {:.1f}", peers.empty() ? "" : ", ", other.Name, others[i] / ours);
+  }
+  fmt::print("| {} | {} | {} | {} |\n", row.What, time, limit, peers);
+  std::fflush(stdout);
+}
+
+LMImport& Import() {
+  static LMImport import;
+  return import;
+}
+
+LMIBlockPtr OpenBlock(const std::string& name) {
+  const LMIFilePtr file = Import().OpenFileObject(FromUtf8(name));
+  if (!file) throw std::runtime_error(name + ": " + ToUtf8(Import().ErrorString()));
+  return file->Block(1);
+}
+
+Long Read(LMIBlock& block, Long start, Long count, Double* out) {
+  return block.GetDataDouble(start, count, out);
+}
+Long Read(LMIBlock& block, Long start, Long count, Integer* out) {
+  return block.GetDataInteger(start, count, out);
+}
+
+// The outputs are made once: what a host's fresh memory costs is not measured.
+template <class T>
+std::vector<T>& Output() {
+  static std::vector<T> output;
+  return output;
+}
+
+template <class T>
+double Ends(const std::vector<T>& out) {
+  return static_cast<double>(out.front()) + static_cast<double>(out.back());
+}
+
+template <class T>
+double ReadAll(const std::string& name) {
+  const LMIBlockPtr block = OpenBlock(name);
+  std::vector<T>& out = Output<T>();
+  out.resize(static_cast<std::size_t>(block->SizeData()));
+  Read(*block, 1, block->SizeChannel(), out.data());
+  return Ends(out);
+}
+
+double ReadChannel(const std::string& name, int channel) {
+  const LMIBlockPtr block = OpenBlock(name);
+  std::vector<double>& out = Output<double>();
+  out.resize(static_cast<std::size_t>(block->SizeChannel()));
+  block->GetChannelDouble(static_cast<Integer>(channel + 1), 1, block->SizeChannel(), out.data());
+  return Ends(out);
+}
+
+// What the samples of a recording are, for those who read them with nothing but the system.
+struct Layout {
+  std::string Name;
+  std::int64_t DataPtr = 0;
+  std::int64_t Samples = 0;
+  std::int64_t Channels = 0;
+  std::vector<double> A;
+  std::vector<double> B;
+};
+
+Layout LayoutOf(const std::string& name, const std::string& samplesIn) {
+  const LMIBlockPtr block = OpenBlock(name);
+  Layout layout{samplesIn, block->DataPtr(), block->SizeData(), block->ChannelCount(), {}, {}};
+  for (Integer c = 1; c <= block->ChannelCount(); ++c) {
+    layout.A.push_back(block->ChannelDoubleA(c));
+    layout.B.push_back(block->ChannelDoubleB(c));
+  }
+  return layout;
+}
+
+class BareFile {
+ public:
+  explicit BareFile(const std::string& name) : handle_(::open(name.c_str(), O_RDONLY)) {}
+  ~BareFile() { ::close(handle_); }
+  BareFile(const BareFile&) = delete;
+  BareFile& operator=(const BareFile&) = delete;
+  std::int64_t Read(void* target, std::int64_t size, std::int64_t position) const {
+    return ::pread(handle_, target, static_cast<std::size_t>(size), position);
+  }
+
+ private:
+  int handle_;
+};
+
+// Positional reads into one buffer, and a plain loop.
+template <class Stored>
+double LimitDouble(const Layout& layout) {
+  const BareFile file(layout.Name);
+  std::vector<double>& out = Output<double>();
+  out.resize(static_cast<std::size_t>(layout.Samples));
+  const std::int64_t step =
+      PieceBytes / static_cast<std::int64_t>(sizeof(Stored)) / layout.Channels * layout.Channels;
+  std::vector<Stored> piece(static_cast<std::size_t>(step));
+  for (std::int64_t i = 0; i < layout.Samples; i += step) {
+    const std::int64_t count = std::min(step, layout.Samples - i);
+    const std::int64_t width = sizeof(Stored);
+    file.Read(piece.data(), count * width, layout.DataPtr + i * width);
+    double* to = out.data() + i;
+    if constexpr (std::is_same_v<Stored, double>) {
+      std::copy_n(piece.begin(), count, to);
+    } else {
+      const auto channels = static_cast<std::size_t>(layout.Channels);
+      for (std::size_t f = 0; f < static_cast<std::size_t>(count); f += channels)
+        for (std::size_t c = 0; c < channels; ++c)
+          to[f + c] = piece[f + c] * layout.A[c] + layout.B[c];
+    }
+  }
+  return Ends(out);
+}
+
+double LimitInteger(const Layout& layout) {
+  const BareFile file(layout.Name);
+  std::vector<Integer>& out = Output<Integer>();
+  out.resize(static_cast<std::size_t>(layout.Samples));
+  constexpr std::int64_t step = PieceBytes / 2;
+  for (std::int64_t i = 0; i < layout.Samples; i += step)
+    file.Read(out.data() + i, 2 * std::min(step, layout.Samples - i), layout.DataPtr + 2 * i);
+  return Ends(out);
+}
+
+double LimitChannel(const Layout& layout, int channel) {
+  const BareFile file(layout.Name);
+  const std::int64_t channels = layout.Channels;
+  std::vector<double>& out = Output<double>();
+  out.resize(static_cast<std::size_t>(layout.Samples / channels));
+  const std::int64_t step = PieceBytes / 2 / channels;
+  std::vector<Integer> piece(static_cast<std::size_t>(step * channels));
+  const double a = layout.A[static_cast<std::size_t>(channel)];
+  const double b = layout.B[static_cast<std::size_t>(channel)];
+  for (std::int64_t i = 0; i < std::ssize(out); i += step) {
+    const std::int64_t count = std::min(step, std::ssize(out) - i);
+    file.Read(piece.data(), 2 * count * channels, layout.DataPtr + 2 * i * channels);
+    for (std::int64_t f = 0; f < count; ++f)
+      out[static_cast<std::size_t>(i + f)] =
+          piece[static_cast<std::size_t>(f * channels + channel)] * a + b;
+  }
+  return Ends(out);
+}
+
+void WholeFiles(const std::string& folder) {
+  struct File {
+    const char* What;
+    std::string Name;
+    std::vector<Contestant> Doubles;
+    std::vector<Contestant> Integers;
+  };
+  const auto scaled = [](double sum) { return sum / 6400; };
+  const std::string wave = WaveFile(folder, 2);
+  const std::string edf = EdfFile(folder, false);
+  const std::string mixed = EdfFile(folder, true);
+  const std::string abf = AbfFile(folder);
+  std::vector<double>& out = Output<double>();
+  static std::vector<int> ints;
+  const File files[] = {{"WinDaq, 8 channels", WindaqFile(folder, 8), {}, {}},
+                        {"WAVE, stereo",
+                         wave,
+                         {{"libsndfile", [=, &out] { return scaled(SndfileReadAll(wave, out)); }}},
+                         {{"libsndfile", [=] { return SndfileReadAll(wave, Output<Integer>()); }}}},
+                        {"EDF, 32 signals of one rate",
+                         edf,
+                         {{"EDFlib", [=, &out] { return EdflibReadAll(edf, out); }},
+                          {"libbiosig", [=] { return BiosigReadAll(edf); }}},
+                         {{"EDFlib", [=] { return EdflibReadAll(edf, ints); }}}},
+                        {"EDF, 32 signals of four rates", mixed, {}, {}},
+                        {"ABF, 2 channels", abf, {}, {}},
+                        {"ACQ, 4 channels in place", AcqFile(folder, false), {}, {}},
+                        {"chart, 8 channels", ChartFile(folder, 8), {}, {}}};
+  for (const File& file : files) {
+    OpenBlock(file.Name);
+    const std::string flat = file.Name + "dat";
+    const Layout layout = LayoutOf(file.Name, std::filesystem::exists(flat) ? flat : file.Name);
+    std::vector<Contestant> doubles = {{"", [=] { return LimitDouble<Integer>(layout); }}};
+    doubles.insert(doubles.end(), file.Doubles.begin(), file.Doubles.end());
+    Print({fmt::format("{}: all as Double", file.What), [&] { return ReadAll<Double>(file.Name); },
+           doubles});
+    std::vector<Contestant> integers = {{"", [=] { return LimitInteger(layout); }}};
+    integers.insert(integers.end(), file.Integers.begin(), file.Integers.end());
+    Print({fmt::format("{}: all as Integer", file.What),
+           [&] { return ReadAll<Integer>(file.Name); }, integers});
+  }
+  for (const int channels : {1, 16}) {
+    const std::string name = Matlab5File(folder, channels);
+    const Layout layout = LayoutOf(name, name);
+    Print({fmt::format("MATLAB 5, {} channels of Doubles: all as Double", channels),
+           [&] { return ReadAll<Double>(name); },
+           {{"", [=] { return LimitDouble<Double>(layout); }},
+            {"matio", [=, &out] { return MatioReadAll(name, out); }}}});
+  }
+}
+
+void OneChannel(const std::string& folder) {
+  for (const int channels : {1, 8, 32}) {
+    const std::string name = WaveFile(folder, channels);
+    const Layout layout = LayoutOf(name, name);
+    const int channel = channels / 2;
+    Print({fmt::format("WAVE: one channel of {} as Double", channels),
+           [&] { return ReadChannel(name, channel); },
+           {{"", [=] { return LimitChannel(layout, channel); }},
+            {"libsndfile",
+             [=] { return SndfileReadChannel(name, channel, Output<double>()) / 6400; }}}});
+  }
+  const std::string edf = EdfFile(folder, false);
+  Print({"EDF: one signal of 32 as Double",
+         [&] { return ReadChannel(edf, 16); },
+         {{"EDFlib", [=] { return EdflibReadChannel(edf, 16, Output<double>()); }}}});
+}
+
+void Windows(const std::string& folder) {
+  constexpr int windows = 10000;
+  constexpr Long frames = 1000;  // one second
+  const std::string name = WaveFile(folder, 2);
+  const Layout layout = LayoutOf(name, name);
+  std::mt19937 random(7);
+  std::vector<std::int64_t> starts;
+  for (int i = 0; i < windows; ++i)
+    starts.push_back(random() % static_cast<unsigned>(layout.Samples / 2 - frames));
+  static std::vector<double> out(2 * frames);
+  const auto ours = [=] {
+    const LMIBlockPtr block = OpenBlock(name);
+    double sum = 0;
+    for (const std::int64_t start : starts) {
+      Read(*block, static_cast<Long>(start + 1), frames, out.data());
+      sum += Ends(out);
+    }
+    return sum;
+  };
+  const auto limit = [=] {
+    const BareFile file(name);
+    std::vector<Integer> piece(2 * frames);
+    double sum = 0;
+    for (const std::int64_t start : starts) {
+      file.Read(piece.data(), 4 * frames, layout.DataPtr + 4 * start);
+      for (std::size_t i = 0; i < piece.size(); ++i) out[i] = piece[i] * layout.A[0];
+      sum += Ends(out);
+    }
+    return sum;
+  };
+  Print({"WAVE: 10,000 windows of one second, each",
+         ours,
+         {{"", limit},
+          {"libsndfile", [=] { return SndfileReadWindows(name, starts, frames, out) / 6400; }}},
+         windows});
+}
+
+void Opens(const std::string& folder) {
+  constexpr int opens = 1000;
+  const auto firstSample = [](LMImport& import, const std::string& name) {
+    double value = 0;
+    const LMIFilePtr file = import.OpenFileObject(FromUtf8(name));
+    file->Block(1)->GetChannelDouble(1, 1, 1, &value);
+    return value;
+  };
+  const std::pair<const char*, std::string> files[] = {
+      {"WinDaq", WindaqFile(folder, 8)},
+      {"WinDaq of 2 GB", WindaqFile(folder, 8, 2'000'000'000)},
+      {"WAVE", WaveFile(folder, 2)},
+      {"ABF", AbfFile(folder)},
+      {"chart", ChartFile(folder, 8)},
+      {"ACQ in place", AcqFile(folder, false)},
+      {"EDF, converted", EdfFile(folder, false)}};
+  for (const auto& [what, name] : files) {
+    Print({fmt::format("{}: open to first sample", what),
+           [&, &file = name] {
+             for (int i = 1; i < opens; ++i) firstSample(Import(), file);
+             return firstSample(Import(), file);
+           },
+           {},
+           opens});
+  }
+  Print({"WinDaq: the same, with a new LMImport each time",
+         [&] {
+           double value = 0;
+           for (int i = 0; i < opens; ++i) {
+             LMImport import;
+             value = firstSample(import, files[0].second);
+           }
+           return value;
+         },
+         {},
+         opens});
+}
+
+// Copies as safely as the library writes: the bytes are on the disk when it ends.
+double Copy(const std::string& name) {
+  const std::string copy = name + "copy";
+  ::unlink(copy.c_str());
+  const BareFile file(name);
+  const int out = ::open(copy.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0666);
+  std::vector<char> piece(PieceBytes);
+  std::int64_t position = 0;
+  while (const std::int64_t done = file.Read(piece.data(), PieceBytes, position)) {
+    if (::pwrite(out, piece.data(), static_cast<std::size_t>(done), position) != done) break;
+    position += done;
+  }
+  ::fdatasync(out);
+  ::close(out);
+  return 0;
+}
+
+double Convert(const std::string& name) {
+  ::unlink((name + "dat").c_str());
+  OpenBlock(name);
+  return 0;
+}
+
+void Conversions(const std::string& folder) {
+  const std::pair<const char*, std::string> files[] = {
+      {"EDF of one rate: conversion, over a copy of the file", EdfFile(folder, false)},
+      {"EDF of four rates: conversion, over a copy of the result", EdfFile(folder, true)},
+      {"ACQ of three rates: conversion, over a copy of the result", AcqFile(folder, true)}};
+  for (const auto& [what, name] : files) {
+    OpenBlock(name);
+    const bool copiesResult = std::string_view(what).ends_with("result");
+    const std::string flat = name + "flat";
+    std::filesystem::copy_file(name + "dat", flat,
+                               std::filesystem::copy_options::overwrite_existing);
+    const std::string original = copiesResult ? flat : name;
+    Print({what, [&, &file = name] { return Convert(file); }, {{"", [=] {
+                                                                  return Copy(original);
+                                                                }}}});
+    std::filesystem::remove(original + "copy");
+    std::filesystem::remove(flat);
+  }
+}
+
+// The most memory of a process that does it, in MiB.
+double PeakOf(const std::function<void()>& work) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    work();
+    ::_exit(0);
+  }
+  int status = 0;
+  rusage use{};
+  ::wait4(child, &status, 0, &use);
+  if (status != 0) throw std::runtime_error("a measured process failed");
+  return static_cast<double>(use.ru_maxrss) / 1024;
+}
+
+void Memory(const std::string& folder) {
+  const double start = PeakOf([] { LMImport(); });
+  const auto print = [&](const char* what, const std::function<void()>& work) {
+    fmt::print("| {} | {:.1f} MiB | | |\n", what, std::max(0.0, PeakOf(work) - start));
+  };
+  const auto readThrough = [](const std::string& name) {
+    const LMIBlockPtr block = OpenBlock(name);
+    constexpr Long frames = 4096;
+    std::vector<double> out(static_cast<std::size_t>(frames) * 32);
+    for (Long frame = 1; frame <= block->SizeChannel(); frame += frames)
+      Read(*block, frame, frames, out.data());
+  };
+  print("peak memory: WinDaq of 200 MB, read through", [&] { readThrough(WindaqFile(folder, 8)); });
+  print("peak memory: WinDaq of 2 GB, read through",
+        [&] { readThrough(WindaqFile(folder, 8, 2'000'000'000)); });
+  print("peak memory: MATLAB 5, open and range", [&] { OpenBlock(Matlab5File(folder, 16)); });
+  print("peak memory: EDF, conversion", [&] { Convert(EdfFile(folder, true)); });
+  print("peak memory: ACQ, conversion", [&] { Convert(AcqFile(folder, true)); });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) return 2;
+  const std::string folder = argv[1];
+  try {
+    std::filesystem::create_directories(folder);
+    fmt::print("| what | LMImport | over the limit | others, times slower |\n|---|---|---|---|\n");
+    Memory(folder);  // before this process has grown
+    WholeFiles(folder);
+    OneChannel(folder);
+    Windows(folder);
+    Opens(folder);
+    Conversions(folder);
+  } catch (const std::exception& fault) {
+    fmt::print(stderr, "{}\n", fault.what());
+    return 1;
+  }
+}
