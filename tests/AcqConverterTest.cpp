@@ -72,7 +72,8 @@ TEST_F(AcqTest, ReadsEqualChannelsInPlace) {
     const std::vector<Double> values = Values();
     ASSERT_EQ(values.size(), row.Values.size());
     for (std::size_t i = 0; i < values.size(); ++i)
-      EXPECT_TRUE(values[i] == row.Values[i] || std::isnan(row.Values[i])) << i;
+      EXPECT_TRUE(std::isnan(row.Values[i]) ? std::isnan(values[i]) : values[i] == row.Values[i])
+          << i;
     EXPECT_EQ(FlatFile(), "");
   }
 }
@@ -132,6 +133,44 @@ TEST_F(AcqTest, BatchesGiveWhatStepsGive) {
     }
   }
   EXPECT_EQ(FindingCodes(), Codes{"data-cut-off"});
+}
+
+TEST_F(AcqTest, ARangeIsThatOfAllTheSamplesThatAreThere) {
+  // The extremes stand in the first batch and in one behind it.
+  AcqChannelOf flow = Ramp(30000, true);
+  flow.Samples[5] = -1000;
+  flow.Samples[29000] = 3000;
+  ASSERT_TRUE(Open("f.acq", Acq{.Channels = {Ramp(30000), flow}, .Markers = {}}.Build()));
+  EXPECT_EQ(file_->Block(1)->ChannelDoubleA(2), 4000.0 / 64000);
+  EXPECT_EQ(file_->Block(1)->ChannelDoubleB(2), 1000);
+  // In place, the last frame counts as far as it is there.
+  const AcqChannelOf first{.Samples = {0, 1, 100}, .IsDouble = true};
+  const AcqChannelOf second{.Samples = {0, 1, 500}, .IsDouble = true};
+  const std::string bytes = Acq{.Channels = {first, second}, .Markers = {}}.Build();
+  ASSERT_TRUE(Open("f.acq", bytes.substr(0, bytes.size() - 8 - 8)));
+  EXPECT_EQ(file_->Block(1)->ChannelDoubleB(1), 50);
+  EXPECT_EQ(file_->Block(1)->ChannelDoubleB(2), 0.5);
+}
+
+// The last header tells where the samples lie, the stated widths where the markers are.
+TEST_F(AcqTest, FollowsTheLayoutAsStated) {
+  Acq acq{.Markers = {{9, "", -1, 0}, {9, "", -5, 0}, {9, "skipped"}, {1, "found"}, {2, ""}}};
+  acq.Channels[0].SampleBytes = 1;
+  acq.Channels[1].SampleBytes = 10;
+  const std::string bytes = acq.Build();
+  ASSERT_TRUE(Open("f.acq", bytes));
+  EXPECT_EQ(Comments(), "2 found, 3 ");
+  ASSERT_TRUE(Open("f.acq", bytes.substr(0, bytes.size() - 2)));
+  EXPECT_EQ(Comments(), "2 found");
+  EXPECT_EQ(FindingCodes(), (Codes{"comments-cut", "comments-left-out"}));
+  // The first header tells where the second one is, the second where the samples are.
+  const std::string lengths =
+      Patched(Patched(bytes, 160, Bytes().Int32(264)), 160 + 254, Bytes().Int32(259));
+  ASSERT_TRUE(Open(
+      "f.acq",
+      Bytes().Text(lengths.substr(0, 160 + 254)).Zeros(10).Text(lengths.substr(160 + 254)).Get()));
+  EXPECT_EQ(Comments(), "2 found, 3 ");
+  EXPECT_EQ(file_->Block(1)->ChannelTitle(2), u"Flow");
 }
 
 TEST_F(AcqTest, FramesHoldTheFirst32Channels) {

@@ -116,7 +116,7 @@ TEST_F(EdfTest, CalibratesEachChannel) {
   };
   const std::vector<Row> rows = {
       {with("uV", "-100", "100", "-1000", "1000"), "x [mV] 0.0001 n + 0"},
-      {with("mkV", "0", "10", "0", "1000"), "x [mV] 1e-05 n + 0"},
+      {with("mkV", "0", "10", "-1000", "1000"), "x [mV] 5e-06 n + 0.005"},
       {with("UV", "0", "10", "-1000", "1000"), "x [UV] 0.005 n + 5"},
       {with("V", "2", "-2", "-1", "+1"), "x [V] -2 n + 0"},
       {with("V", "7", "7", "-2", "2"), "x [V] 0 n + 7"},
@@ -159,8 +159,10 @@ TEST_F(EdfTest, TheFileCountsItsRecords) {
   };
   for (const auto& [edf, frames, rate, findings] :
        {Row{{.RecordCount = "-1"}, 8, 4, {}}, Row{{.RecordCount = "1"}, 4, 4, {"records-left-out"}},
-        Row{{.RecordCount = "99999999"}, 8, 4, {"data-cut-off"}}, Row{{.Duration = "0"}, 8, 4, {}},
-        Row{{.Duration = " 0.01"}, 8, 400, {}}, Row{{.HeaderBytes = "0"}, 8, 4, {}},
+        Row{{.RecordCount = "99999999"}, 8, 4, {"data-cut-off"}},
+        Row{{.RecordCount = "0"}, 8, 4, {}}, Row{{.Duration = "0"}, 8, 4, {}},
+        Row{{.Duration = "-1"}, 8, 4, {}}, Row{{.Duration = " 0.01"}, 8, 400, {}},
+        Row{{.HeaderBytes = "0"}, 8, 4, {}},
         Row{{.HeaderBytes = "780"}, 4, 4, {"data-cut-off"}},  // 12 bytes on: one record fewer
         Row{{.HeaderBytes = "99999999"}, 0, 4, {"data-cut-off"}}}) {
     ASSERT_TRUE(Open("f.edf", edf.Build()));
@@ -238,7 +240,8 @@ TEST_F(EdfTest, ReadsAnnotations) {
   for (const auto& [records, samples, comments, findings] :
        {Row{{List("+0") + duration, List("+1")}, 40, "3 3 Event"},
         // 2.5 frames are rounded to 2; an empty text is a comment behind the first list alone
-        Row{{List("0.625", "  a ") + List("+1"), ""}, 40, "3 a, 5 ", {"start-fraction"}},
+        Row{{List("0.625", "  a ") + List("+1"), ""}, 40, "3 a, 5 "},
+        Row{{List("0.5"), List("1.5")}, 40, "", {"start-offset"}},
         Row{{List("+0", "start") + List("-1", "early") + List("+2", "late"), List("+1.75", "last")},
             40,
             "8 last",
@@ -252,6 +255,29 @@ TEST_F(EdfTest, ReadsAnnotations) {
     ASSERT_TRUE(Open("f.edf", Edf{.Signals = {Plain, signal}}.Build()));
     EXPECT_EQ(Comments(), comments);
     EXPECT_EQ(FindingCodes(), findings);
+  }
+}
+
+TEST_F(EdfTest, HasRoomForAFourthOfTheBytes) {
+  // 14 bytes: room for 3.5 comments, rounded to the even 4
+  const std::string lists = List("1", "a").erase(3, 1) + "1\x14" + '\0' + "1\x14" + '\0' + "1\x14";
+  const EdfSignal data{.Records = {Words(std::vector<int>(16, 1))}};
+  const Edf edf{.Duration = "2", .Signals = {data, EdfAnnotations({lists}, 7)}};
+  ASSERT_TRUE(Open("f.edf", edf.Build()));
+  EXPECT_EQ(file_->Block(1)->CommentCount(), 4);
+}
+
+TEST_F(EdfTest, GarbageAndLongTextsCostNoMemory) {
+  const EdfSignal data{.Records = {Words(std::vector<int>(2000, 1))}};
+  std::string lists;
+  for (int i = 0; i < 100; ++i) lists += List("1", std::string(60000, 'x'));
+  for (const std::string& bytes : {lists, std::string(6'000'000, 'g')}) {
+    const EdfSignal signal = EdfAnnotations({bytes}, bytes.size() / 2 + 1);
+    const std::string name = folder_.Write("f.edf", Edf{.Signals = {data, signal}}.Build());
+    // one record, and the buffers of the conversion
+    const HeapUse heap;
+    ASSERT_TRUE(Open(name));
+    EXPECT_LT(heap.Peak(), bytes.size() + (2U << 20));
   }
 }
 
@@ -277,8 +303,20 @@ TEST_F(EdfTest, TellsWhatItCannotShow) {
   EXPECT_EQ(FindingCodes(), Codes{"gaps-joined"});
   EXPECT_EQ(Findings()[0].Position, 768 + 12);  // the second record
   EXPECT_NE(ToUtf8(Findings()[0].Text).find("has 1 gaps"), std::string::npos);
+  // A tenth of a second is less than half a sample; three are more. A record may lack its list.
+  const EdfSignal small = EdfAnnotations({List("+0"), List("+1.1"), List("+2.4")}, 5);
+  ASSERT_TRUE(Open("f.edf", Edf{.Reserved = "EDF+D", .Signals = {long3, small}}.Build()));
+  EXPECT_EQ(Findings().at(0).Position, 768 + 2 * 14);
+  const EdfSignal sparse = EdfAnnotations({List("+0"), "", List("+2")}, 4);
+  ASSERT_TRUE(Open("f.edf", Edf{.Reserved = "EDF+D", .Signals = {long3, sparse}}.Build()));
+  EXPECT_EQ(FindingCodes(), Codes{});
   ASSERT_TRUE(Open("f.edf", Edf{.Reserved = "EDF+C", .Signals = {long3, times, times}}.Build()));
   EXPECT_EQ(FindingCodes(), Codes{"annotations-left-out"});
+  EdfSignal noted = EdfAnnotations({List("+1", "\xc3\xab"), ""}, 10);
+  noted.Label += " 2";
+  ASSERT_TRUE(Open("f.edf", Edf{.Signals = {Plain, noted}}.Build()));
+  EXPECT_EQ(file_->Block(1)->ChannelCount(), 1);
+  EXPECT_EQ(FindingCodes(), Codes{"text-utf8"});
   const std::string utf8 = Edf{.Patient = "Zo\xc3\xab"}.Build();
   ASSERT_TRUE(Open("f.edf", utf8));
   EXPECT_EQ(FindingCodes(), Codes{"text-utf8"});

@@ -76,8 +76,8 @@ constexpr std::int64_t AcqGrowthAllowance = 16LL * 1024 * 1024;
 
 void ScanAcqDoubles(std::span<AcqChannel> AcqChannels, BinaryFile& File, std::int64_t DataStart,
                     std::int64_t FrameCount, Progress& Progress) {
-  const auto range =
-      ScanFrames<Double>(File, DataStart, std::ssize(AcqChannels), FrameCount, Progress);
+  const std::int64_t channels = std::ssize(AcqChannels);
+  const auto range = ScanFrames<Double>(File, DataStart, channels, FrameCount * channels, Progress);
   for (std::size_t k = 0; k < AcqChannels.size(); ++k)
     range.Of(k, AcqChannels[k].MinValue, AcqChannels[k].MaxValue);
 }
@@ -185,9 +185,10 @@ void AcqConverter::ReadChannelHeaders() {
   for (std::int64_t k = 0; k < total; ++k) {
     std::array<Byte, AcqChannelBytes> bytes{};
     file_.Seek(position);
-    file_.ReadByteArray(bytes.data(), AcqChannelBytes);
-    const HeaderView header(bytes);
+    const std::int64_t done = file_.ReadByteArray(bytes.data(), AcqChannelBytes);
+    const HeaderView header({bytes.data(), static_cast<std::size_t>(done)});
     channelLength_ = header.Int32(AcqChannelLength);
+    channels_[static_cast<std::size_t>(k)].HeaderPosition = position;
     FillChannel(static_cast<std::size_t>(k), header);
     position = graphLength_ + channelLength_ * (k + 1);
   }
@@ -274,17 +275,21 @@ void AcqConverter::ReadMarkers() {
   file_.ReadInt32Array(head.data(), std::ssize(head));
   for (Long i = 0; i < head[1]; ++i) {
     std::array<Byte, AcqMarkerBytes> bytes{};
-    if (file_.ReadByteArray(bytes.data(), AcqMarkerBytes) < std::int64_t{AcqMarkerBytes}) break;
+    if (file_.ReadByteArray(bytes.data(), AcqMarkerBytes) < std::int64_t{AcqMarkerBytes}) {
+      state_.Note("comments-cut", file_.Size(),
+                  Sentence("The file claims ", head[1], " markers, and holds ", i, "."));
+      break;
+    }
     const HeaderView marker(bytes);
     const Long step = marker.Int32(AcqMarkerStep);
-    const Integer length = std::max<Integer>(0, marker.Int16(AcqMarkerTextLength));
+    const Integer length = marker.Int16(AcqMarkerTextLength);
     if (step >= 0 && step < block.SizeChannel) {
       CommentRec& comment = block.Comments.emplace_back();
       comment.Position = step + 1;
       file_.ReadFixedString(comment.Text, length);
       file_.Skip(1);
     } else {
-      file_.Skip(length + 1);
+      file_.Skip(std::max(0, length + 1));  // never back to a marker that was read
       ++leftOut;
     }
   }
@@ -314,8 +319,10 @@ bool AcqConverter::MakeFlatFile() {
   const std::int64_t frameBytes = block.ChannelCount * std::int64_t{sizeof(Double)};
   FlatDataFile flat(state_, block.SizeChannel * frameBytes);
   if (!flat.FindOrCreate()) return false;
-  if (hasDouble_ || !flat.IsUpToDate())
-    AcqFrames(channels_, block.ChannelScale.size())
+  const auto shown = std::span(channels_).first(block.ChannelScale.size());
+  const bool rangesLack = std::ranges::count(shown, SampleDouble, &AcqChannel::StoredKind) > 0;
+  if (rangesLack || !flat.IsUpToDate())
+    AcqFrames(channels_, shown.size())
         .Decode(file_, chunkStart_, block.SizeChannel, flat.IsUpToDate() ? nullptr : &flat,
                 state_.Progress);
   FitAcqScale(block, channels_);
@@ -332,7 +339,7 @@ void AcqConverter::NoteDividers() {
   const auto first = std::ranges::find_if(channels_, differs);
   if (first == channels_.end()) return;
   state_.Warn(
-      "divider-differs", 0,
+      "divider-differs", first->HeaderPosition + std::int64_t{AcqDivider},
       Sentence("The divider that follows from the number of samples isn't the stated one on ",
                std::ranges::count_if(channels_, differs), " of ", channels_.size(),
                " channels; channel ", first - channels_.begin() + 1, " states ",

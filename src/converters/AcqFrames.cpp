@@ -108,13 +108,10 @@ void AcqFrames::DecodeBatch(std::int64_t step, std::int64_t count, std::span<con
   }
 }
 
-// Behind the end of the file all frames are like the last one.
-void AcqFrames::AppendLast(FlatDataFile& flat, std::int64_t count, std::int64_t batch) {
+// All frames like the last one.
+void AcqFrames::RepeatLast() {
   for (auto frame = frames_.begin(); frame != frames_.end();)
     frame = std::copy(last_.begin(), last_.end(), frame);
-  const std::int64_t frameBytes = static_cast<std::int64_t>(shown_ * sizeof(Double));
-  for (; count > 0; count -= batch)
-    flat.Append(frames_.data(), std::min(batch, count) * frameBytes);
 }
 
 void AcqFrames::Decode(BinaryFile& file, std::int64_t dataStart, std::int64_t steps,
@@ -123,27 +120,29 @@ void AcqFrames::Decode(BinaryFile& file, std::int64_t dataStart, std::int64_t st
     channel.MinValue = std::numeric_limits<Double>::infinity();
     channel.MaxValue = -channel.MinValue;
   }
+  const auto frameBytes = static_cast<std::int64_t>(shown_ * sizeof(Double));
   const std::int64_t batch = std::min(StepsOfBatch(), std::max<std::int64_t>(steps, 1));
   places_.resize(static_cast<std::size_t>(batch));
   frames_.resize(static_cast<std::size_t>(batch) * shown_);
   std::vector<Byte> bytes;
   std::int64_t position = 0;
-  std::int64_t step = 0;
-  for (bool ended = false; step < steps && !ended;) {
+  bool ended = false;
+  for (std::int64_t step = 0; step < steps && !(ended && flat == nullptr); step += batch) {
     progress.Report(step, steps);
     const std::int64_t count = std::min(batch, steps - step);
-    const std::int64_t size = BytesOf(step + count) - position;
-    bytes.resize(static_cast<std::size_t>(size));
-    file.Seek(dataStart + position);
-    const std::int64_t done = file.ReadByteArray(bytes.data(), size);
-    DecodeBatch(step, count, std::span(bytes).first(static_cast<std::size_t>(done)));
-    if (flat != nullptr)
-      flat->Append(frames_.data(), count * static_cast<std::int64_t>(shown_ * sizeof(Double)));
-    position += size;
-    step += count;
-    ended = done < size;
+    if (ended) {
+      RepeatLast();
+    } else {
+      const std::int64_t size = BytesOf(step + count) - position;
+      bytes.resize(static_cast<std::size_t>(size));
+      file.Seek(dataStart + position);
+      const std::int64_t done = file.ReadByteArray(bytes.data(), size);
+      DecodeBatch(step, count, std::span(bytes).first(static_cast<std::size_t>(done)));
+      position += size;
+      ended = done < size;
+    }
+    if (flat != nullptr) flat->Append(frames_.data(), count * frameBytes);
   }
-  if (flat != nullptr) AppendLast(*flat, steps - step, batch);
   for (AcqChannel& channel : channels_) {
     if (channel.MinValue > channel.MaxValue) channel.MinValue = channel.MaxValue = 0;
   }

@@ -16,6 +16,7 @@ struct AcqChannel {
   Integer StoredKind = SampleInt16;  // or SampleDouble
   Integer SampleBytes = 0;           // as the file states it, these two
   Integer StatedDivider = 0;         // 0: it doesn't
+  std::int64_t HeaderPosition = 0;
 
   std::int64_t Width() const { return SampleWidth(StoredKind); }
 };
@@ -41,11 +42,11 @@ class AcqFrames {
   std::int64_t BytesOf(std::int64_t steps) const;
   std::int64_t StepsOfBatch() const;
   void LayOut(std::int64_t step, std::int64_t count);
+  void RepeatLast();
   void DecodeBatch(std::int64_t step, std::int64_t count, std::span<const Byte> bytes);
   template <class Stored, class ToValue>
   void DecodeChannel(std::size_t channel, std::int64_t step, std::int64_t count,
                      std::span<const Byte> bytes, ToValue toValue);
-  void AppendLast(FlatDataFile& flat, std::int64_t count, std::int64_t batch);
 
   std::vector<AcqChannel>& channels_;
   std::size_t shown_;

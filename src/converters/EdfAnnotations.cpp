@@ -34,10 +34,12 @@ class AnnotationWalk {
     if (byte == ListEnd) {
       if (!onset_.empty()) EndList();
     } else if (byte == TextEnd || byte == DurationMark) {
-      if (onset_.empty())
+      if (onset_.empty()) {
         onset_.swap(text_);
-      else
+      } else {
+        keepsTime_ = keepsTime_ || text_.empty();
         Add(' ');
+      }
     } else if (byte >= FirstCharacter) {
       Add(static_cast<char>(byte));
     }
@@ -50,15 +52,16 @@ class AnnotationWalk {
 
   void EndList() {
     const Double onset = ParseDouble(texts_.Text(onset_));
-    if (listIndex_ == 0) KeepTime(onset);
-    String text = TrimBlanks(texts_.Text(text_));
-    if (!text.empty() || listIndex_ >= 1) Annotate(onset, std::move(text));
+    if (listIndex_ == 0 && keepsTime_) KeepTime(onset);
+    const String text = TrimBlanks(texts_.Text(text_));
+    if (!text.empty() || listIndex_ >= 1) Annotate(onset, text);
     onset_.clear();
     text_.clear();
+    keepsTime_ = false;
     ++listIndex_;
   }
 
-  void Annotate(Double onset, String text) {
+  void Annotate(Double onset, const String& text) {
     const Double place = std::nearbyint(Double{block_.SamplingRate} * onset);
     if (place >= block_.SizeChannel) {
       ++report_.BehindEnd;
@@ -68,22 +71,22 @@ class AnnotationWalk {
       ++report_.OutOfRoom;
     } else {
       report_.MisreadUtf8 = report_.MisreadUtf8 || texts_.MisreadsUtf8(text_);
-      text.resize(std::min(text.size(), LongestText));
-      block_.Comments.push_back({static_cast<Long>(place) + 1, 0, std::move(text)});
+      // A new text: the room of a long one would stay with the comment.
+      block_.Comments.push_back({static_cast<Long>(place) + 1, 0, text.substr(0, LongestText)});
     }
   }
 
   // Less than half a sample apart is no gap, but the rounding of a decimal number.
   void KeepTime(Double onset) {
-    if (record_ == 0) {
-      report_.FirstOnset = onset;
-    } else if (std::abs(onset - end_) * block_.SamplingRate > 0.5) {
-      if (++report_.Gaps == 1) {
-        report_.FirstGapRecord = record_;
-        report_.FirstGapOnset = onset;
-      }
+    if (record_ == 0) report_.FirstOnset = onset;
+    const Double expected = keptOnset_ + static_cast<Double>(record_ - keptRecord_) * duration_;
+    const bool gap = std::abs(onset - expected) * block_.SamplingRate > 0.5;
+    if (gap && keptRecord_ >= 0 && ++report_.Gaps == 1) {
+      report_.FirstGapRecord = record_;
+      report_.FirstGapOnset = onset;
     }
-    end_ = onset + duration_;
+    keptRecord_ = record_;
+    keptOnset_ = onset;
   }
 
   const TextTools& texts_;
@@ -95,7 +98,9 @@ class AnnotationWalk {
   Long listIndex_ = 0;
   std::string onset_;  // these two go on from record to record
   std::string text_;
-  Double end_ = 0;
+  bool keepsTime_ = false;        // the first text of the list is empty
+  std::int64_t keptRecord_ = -1;  // the last record whose first list kept its time
+  Double keptOnset_ = 0;
 };
 
 }  // namespace
@@ -103,7 +108,7 @@ class AnnotationWalk {
 Long ReadEdfAnnotations(BinaryFile& File, const TextTools& Texts, BlockRec& Block,
                         std::int64_t Position, std::int64_t RecordBytes,
                         std::int64_t AnnotationBytes, std::int64_t RecordCount,
-                        Single RecordDuration, EdfAnnotationReport& Report) {
+                        Single RecordDuration, EdfAnnotationReport& Report, Progress& Progress) {
   const Double room = static_cast<Double>(RecordCount) * static_cast<Double>(AnnotationBytes) / 4;
   const auto capacity = static_cast<std::size_t>(std::min(std::nearbyint(room), LargestCapacity));
   Block.Comments.clear();
@@ -113,6 +118,7 @@ Long ReadEdfAnnotations(BinaryFile& File, const TextTools& Texts, BlockRec& Bloc
     walk.BeginRecord(record);
     File.Seek(Position + record * RecordBytes);
     for (std::int64_t left = AnnotationBytes; left > 0;) {
+      Progress.Report(record, RecordCount);
       const std::int64_t wanted = std::min<std::int64_t>(left, PieceBytes);
       const std::int64_t done = File.ReadByteArray(piece.data(), wanted);
       for (std::int64_t i = 0; i < done; ++i) walk.Take(piece[static_cast<std::size_t>(i)]);

@@ -26,6 +26,6 @@ struct EdfAnnotationReport {
 Long ReadEdfAnnotations(BinaryFile& File, const TextTools& Texts, BlockRec& Block,
                         std::int64_t Position, std::int64_t RecordBytes,
                         std::int64_t AnnotationBytes, std::int64_t RecordCount,
-                        Single RecordDuration, EdfAnnotationReport& Report);
+                        Single RecordDuration, EdfAnnotationReport& Report, Progress& Progress);
 
 }  // namespace lmimport

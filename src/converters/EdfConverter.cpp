@@ -250,6 +250,7 @@ bool EdfConverter::Calibrate(const EdfSignal& signal, std::size_t channel) {
   Single& scale = Block().ChannelScale[channel];
   Single& offset = Block().ChannelOffset[channel];
   const std::int64_t counts = std::int64_t{signal.DigitalMax} - signal.DigitalMin;
+  if (counts != HeldAsLong(counts)) throw std::range_error("EDF digital range is beyond 32 bits");
   scale = static_cast<Single>(static_cast<Double>(counts) /
                               (Double{signal.PhysicalMax} - signal.PhysicalMin));
   offset = static_cast<Single>(signal.PhysicalMax - signal.DigitalMax / Double{scale});
@@ -273,7 +274,8 @@ void EdfConverter::ReadAnnotations() {
   const std::int64_t position = chunkStart_ + 2 * samplesBefore;
   EdfAnnotationReport report;
   ReadEdfAnnotations(file_, state_.Texts, Block(), position, totalRecordSamples_ * 2,
-                     std::int64_t{first->RecordSamples} * 2, recordCount_, recordDuration_, report);
+                     std::int64_t{first->RecordSamples} * 2, recordCount_, recordDuration_, report,
+                     state_.Progress);
   misreadUtf8_ = misreadUtf8_ || report.MisreadUtf8;
   NoteAnnotations(report, position);
 }
@@ -290,8 +292,8 @@ void EdfConverter::NoteAnnotations(const EdfAnnotationReport& report, std::int64
   if (signals > 1)
     state_.Note("annotations-left-out", chunkStart_,
                 Sentence("Of ", signals, " annotation signals, only the first is read."));
-  if (report.FirstOnset != std::floor(report.FirstOnset))
-    state_.Warn("start-fraction", position,
+  if (report.FirstOnset != 0)
+    state_.Warn("start-offset", position,
                 Sentence("The first record begins ", report.FirstOnset,
                          " s behind the start time that is shown; comments stand as much late."));
   if (discontinuous_ && report.Gaps > 0)

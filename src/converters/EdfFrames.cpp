@@ -39,7 +39,7 @@ const Integer* EdfFrames::Repeated(const Channel& channel, const Integer* record
   const std::int64_t repeat = channel.RepeatFactor;
   const std::int64_t repeated = channel.Samples * repeat;
   const std::int64_t repeatedHere = std::clamp<std::int64_t>(repeated - first, 0, count);
-  const Integer* sample = samples + first / repeat;
+  const Integer* sample = samples + std::min(first / repeat, channel.Samples - 1);
   std::int64_t left = repeat - first % repeat;
   for (std::int64_t i = 0; i < repeatedHere; ++i) {
     target[i] = *sample;

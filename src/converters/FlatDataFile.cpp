@@ -3,10 +3,7 @@
 namespace lmimport {
 
 FlatDataFile::FlatDataFile(ImportState& state, std::int64_t length)
-    : state_(state),
-      length_(length),
-      recorded_(state.DataFile->LastWriteTime()),
-      file_(std::make_unique<BinaryFile>(state.Texts)) {}
+    : state_(state), length_(length), file_(std::make_unique<BinaryFile>(state.Texts)) {}
 
 FlatDataFile::~FlatDataFile() {
   if (!file_ || !file_->IsOpen() || upToDate_) return;
@@ -18,7 +15,7 @@ FlatDataFile::~FlatDataFile() {
 }
 
 bool FlatDataFile::Judge() const {
-  return file_->Size() == length_ && file_->LastWriteTime() > recorded_;
+  return file_->Size() == length_ && file_->LastWriteTime() > state_.RecordingTime;
 }
 
 bool FlatDataFile::FindOrCreate() {
@@ -35,10 +32,13 @@ bool FlatDataFile::FindOrCreate() {
       MakeTooShort();
     return true;
   }
-  if (file_->Create(name, OrdinaryFile, ShareReading)) return true;
-  if (file_->Create(PathTools::TempFileName(u"lmi"), TemporaryFile, ShareReading)) return true;
-  state_.ErrorString = file_->LastError();
-  return false;
+  if (file_->Create(name, OrdinaryFile, ShareReading)) {
+    file_->NarrowRightsTo(*state_.DataFile);
+    return true;
+  }
+  temporary_ = file_->Create(PathTools::TempFileName(u"lmi"), TemporaryFile, ShareReading);
+  if (!temporary_) state_.ErrorString = file_->LastError();
+  return temporary_;
 }
 
 void FlatDataFile::MakeTooShort() {
@@ -51,18 +51,25 @@ void FlatDataFile::Append(const void* frames, std::int64_t size) {
   appended_ += size;
   const bool complete = appended_ == length_ && size > 0;
   file_->WriteBytes(frames, complete ? size - 1 : size);
-  if (complete) lastByte_ = static_cast<const char*>(frames)[size - 1];
+  if (complete) end_[0] = static_cast<const char*>(frames)[size - 1];
 }
 
 void FlatDataFile::Adopt() {
-  if (!upToDate_) {
-    file_->Flush();
-    if (length_ > 0) file_->WriteBytes(&lastByte_, 1);
-    if (state_.DataFile->LastWriteTime() != recorded_) file_->SetLastWriteTime(recorded_);
-    file_->Share();
-  }
+  if (!upToDate_) Complete();
   state_.DataFile->Close();
   state_.DataFile = std::move(file_);
+}
+
+void FlatDataFile::Complete() {
+  const auto hasChanged = [this] {
+    return state_.DataFile->LastWriteTime() != state_.RecordingTime;
+  };
+  if (!temporary_) file_->Flush();
+  const bool changed = hasChanged();
+  const std::int64_t last = length_ > 0 ? 1 : 0;
+  file_->WriteBytes(end_.data() + 1 - last, changed ? last + 1 : last);
+  if (!changed && hasChanged()) file_->WriteBytes(end_.data() + 1, 1);
+  if (!temporary_) file_->Share();
 }
 
 }  // namespace lmimport

@@ -18,6 +18,7 @@ std::string Reason(const std::error_code& error) {
   if (error == std::errc::is_a_directory) return "it is a folder";
   if (error == std::errc::operation_not_supported) return "it is no plain file";
   if (error == std::errc::too_many_symbolic_link_levels) return "it is a symbolic link";
+  if (error == std::errc::too_many_links) return "it has other names, too";
   if (error == std::errc::text_file_busy) return "it is in use by another program";
   return error.message();
 }
@@ -53,9 +54,10 @@ bool BinaryFile::OpenAs(const String& path, platform::Access access, Long shareM
   const std::string name = ToUtf8(path);
   if (name.find('\0') == std::string::npos) {
     const bool reading = access == platform::Access::Read || access == platform::Access::ReadOwn;
-    const platform::Lock lock = shareMode == ShareReadingAndWriting ? platform::Lock::None
-                                : reading                           ? platform::Lock::Shared
-                                                                    : platform::Lock::Exclusive;
+    const bool alone = access == platform::Access::CreateTemporary;
+    const platform::Lock lock = shareMode == ShareReadingAndWriting || alone ? platform::Lock::None
+                                : reading ? platform::Lock::Shared
+                                          : platform::Lock::Exclusive;
     error = file_.Open(name, access, lock);
   }
   if (error) {
@@ -180,10 +182,6 @@ void BinaryFile::Resize(std::int64_t NewSize) {
 
 void BinaryFile::Flush() {
   Guarded("write", [this] { file_.Flush(); });
-}
-
-void BinaryFile::SetLastWriteTime(platform::WriteTime Time) {
-  Guarded("set the date of", [&] { file_.SetLastWriteTime(Time); });
 }
 
 void BinaryFile::Share() {

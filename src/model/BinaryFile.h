@@ -107,7 +107,7 @@ class BinaryFile {
   /// For a file that is open to be written.
   void Resize(std::int64_t NewSize);
   void Flush();  // when this is back, what was written outlives a loss of power
-  void SetLastWriteTime(platform::WriteTime Time);
+  void NarrowRightsTo(const BinaryFile& Other) { file_.NarrowRightsTo(Other.file_); }
   void Share();  // from now on others may read, and still not write
 
  private:

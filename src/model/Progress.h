@@ -15,8 +15,8 @@ class Progress {
   void SetHandler(Handler handler) { handler_ = std::move(handler); }
   void Restart() { nextCall_ = {}; }  // another open begins
 
-  /// Calls the handler, at the first report of an open, at the end of a piece of work (done is
-  /// total), and else some ten times a second. When it says false, throws std::system_error
+  /// Calls the handler: at the first report of an open, when done is total, and else some ten times
+  /// a second. When it says false, throws std::system_error
   /// (operation_canceled); what it throws goes on.
   void Report(std::int64_t done, std::int64_t total);
 

@@ -240,7 +240,11 @@ Double ParseDouble(std::u16string_view text) {
 }
 
 Long ParseWholeNumber(std::u16string_view text, std::string_view field) {
-  const auto fail = [&] { return Sentence(field, " \"", ToUtf8(text), "\""); };
+  const auto fail = [&] {
+    std::string shown = ToUtf8(text);
+    std::ranges::replace(shown, '\0', '?');  // which would end the message
+    return Sentence(field, " \"", shown, "\"");
+  };
   const std::string trimmed = ToUtf8(TrimBlanks(text));
   std::string_view number = trimmed;
   const bool negative = number.starts_with('-');
@@ -256,8 +260,8 @@ Long ParseWholeNumber(std::u16string_view text, std::string_view field) {
   const Double rounded = std::nearbyint(negative ? -value : value);
   const bool fits =
       rounded >= std::numeric_limits<Long>::min() && rounded <= std::numeric_limits<Long>::max();
-  if (result.ec == std::errc::result_out_of_range || !fits)
-    throw std::range_error(fail() + " is beyond 32 bits");
+  const bool overflows = result.ec == std::errc::result_out_of_range && Magnitude(number) > 0;
+  if (overflows || !fits) throw std::range_error(fail() + " is beyond 32 bits");
   return static_cast<Long>(rounded);
 }
 

@@ -39,9 +39,10 @@ class File {
   File& operator=(const File&) = delete;
 
   /// Gives no error and opens the file, or leaves it closed. What isn't a plain file is refused,
-  /// and never waited for; to write, a symbolic link is refused too. Locks are advisory, never
-  /// waited for, taken before anything in the file changes, and held until the close. Where the
-  /// file system has none, Exclusive is refused and Shared is let pass.
+  /// and never waited for; to write, a symbolic link is refused too, and a file of several names,
+  /// the others of which may be another's. Locks are advisory, never waited for, taken before anything in the file changes, and held until the close. Where the
+  /// file system has none, Exclusive is refused and Shared is let pass. What couldn't be locked is
+  /// left as it was.
   std::error_code Open(const std::string& name, Access access, Lock lock);
 
   void Close();
@@ -60,7 +61,9 @@ class File {
   void Resize(std::int64_t size);
   void Flush();  // all that is written, and the size, are on the disk
   WriteTime LastWriteTime() const;
-  void SetLastWriteTime(WriteTime time);
+
+  /// Takes the rights from this file that the other one doesn't give, as far as the system lets it.
+  void NarrowRightsTo(const File& other);
 
  private:
   int handle_ = -1;

@@ -25,13 +25,19 @@ std::error_code CheckPlainFile(const struct stat& status) {
                                                       : std::errc::operation_not_supported);
 }
 
+// Calls again what a signal broke off.
+template <class Call>
+int Retrying(Call call) {
+  int result = -1;
+  do {
+    result = call();
+  } while (result < 0 && errno == EINTR);
+  return result;
+}
+
 int OpenRetrying(const char* name, int flags) {
   constexpr mode_t mode = 0666;
-  int handle = -1;
-  do {
-    handle = ::open(name, flags | O_CLOEXEC | O_NOCTTY, mode);
-  } while (handle < 0 && errno == EINTR);
-  return handle;
+  return Retrying([=] { return ::open(name, flags | O_CLOEXEC | O_NOCTTY, mode); });
 }
 
 int OpenNameless(const std::string& name) {
@@ -45,16 +51,21 @@ int OpenNameless(const std::string& name) {
   return named;
 }
 
-int OpenFor(Access access, const std::string& name) {
+// Sets `made` where there was no file of that name.
+int OpenFor(Access access, const std::string& name, bool& made) {
+  constexpr int writing = O_RDWR | O_NOFOLLOW | O_NONBLOCK;
   switch (access) {
     case Access::Read:
       return OpenRetrying(name.c_str(), O_RDONLY | O_NONBLOCK);
     case Access::ReadOwn:
       return OpenRetrying(name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
     case Access::Write:
-      return OpenRetrying(name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK);
-    case Access::Create:
-      return OpenRetrying(name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK);
+      return OpenRetrying(name.c_str(), writing);
+    case Access::Create: {
+      const int handle = OpenRetrying(name.c_str(), writing | O_CREAT | O_EXCL);
+      made = handle >= 0;
+      return made || errno != EEXIST ? handle : OpenRetrying(name.c_str(), writing);
+    }
     case Access::CreateTemporary:
       return OpenNameless(name);
   }
@@ -95,15 +106,22 @@ std::error_code File::Open(const std::string& name, Access access, Lock lock) {
   if (access != Access::CreateTemporary && ::stat(name.c_str(), &status) == 0) {
     if (const auto error = CheckPlainFile(status)) return error;
   }
-  const int handle = OpenFor(access, name);
-  if (handle < 0) return LastSystemError();
-  handle_ = handle;
+  bool made = false;
+  handle_ = OpenFor(access, name, made);
+  if (handle_ < 0) return LastSystemError();
   std::error_code error;
-  if (::fstat(handle, &status) != 0) error = LastSystemError();
+  if (::fstat(handle_, &status) != 0) error = LastSystemError();
   if (!error) error = CheckPlainFile(status);
-  if (!error) error = TakeLock(handle, lock);
-  if (!error && access == Access::Create && ::ftruncate(handle, 0) != 0) error = LastSystemError();
-  if (error) Close();
+  const bool writing = access == Access::Write || access == Access::Create;
+  if (!error && writing && status.st_nlink > 1)
+    error = std::make_error_code(std::errc::too_many_links);
+  if (!error) error = TakeLock(handle_, lock);
+  if (!error && access == Access::Create &&
+      Retrying([this] { return ::ftruncate(handle_, 0); }) != 0)
+    error = LastSystemError();
+  if (!error) return {};
+  Close();
+  if (made) ::unlink(name.c_str());
   return error;
 }
 
@@ -149,12 +167,14 @@ void File::Share() {
 }
 
 void File::Resize(std::int64_t size) {
-  if (::ftruncate(handle_, static_cast<off_t>(size)) != 0)
+  const auto length = static_cast<off_t>(size);
+  if (Retrying([=, this] { return ::ftruncate(handle_, length); }) != 0)
     throw std::system_error(LastSystemError());
 }
 
 void File::Flush() {
-  if (::fdatasync(handle_) != 0) throw std::system_error(LastSystemError());
+  if (Retrying([this] { return ::fdatasync(handle_); }) != 0)
+    throw std::system_error(LastSystemError());
 }
 
 std::int64_t File::Size() const {
@@ -169,9 +189,11 @@ WriteTime File::LastWriteTime() const {
   return {status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
 }
 
-void File::SetLastWriteTime(WriteTime time) {
-  const std::timespec times[] = {{0, UTIME_OMIT}, {time.Seconds, time.Nanoseconds}};
-  if (::futimens(handle_, times) != 0) throw std::system_error(LastSystemError());
+void File::NarrowRightsTo(const File& other) {
+  struct stat own {};
+  struct stat others {};
+  if (::fstat(handle_, &own) == 0 && ::fstat(other.handle_, &others) == 0)
+    ::fchmod(handle_, own.st_mode & others.st_mode & 0777);
 }
 
 bool FileExists(const std::string& name) {

@@ -23,7 +23,7 @@ class FrameRange {
         least_(row_, std::numeric_limits<Real>::infinity()),
         greatest_(row_, -std::numeric_limits<Real>::infinity()) {}
 
-  /// Whole frames, one behind the other.
+  /// Frames, one behind the other; only at the end of all one that isn't whole.
   void Take(const Real* values, std::size_t count) {
     for (std::size_t i = 0; i < count; i += row_) TakeRow(values + i, std::min(row_, count - i));
   }
@@ -61,27 +61,22 @@ class FrameRange {
   std::vector<Real> greatest_;
 };
 
-/// The range of `frameCount` frames from `dataStart` on; frames cut off by the end of the file are
-/// left out.
+/// The range of `count` values from `dataStart` on, as many of them as the file holds.
 template <class Real>
 FrameRange<Real> ScanFrames(BinaryFile& file, std::int64_t dataStart, std::int64_t channels,
-                            std::int64_t frameCount, Progress& progress) {
-  constexpr std::int64_t pieceBytes = 512LL * 1024;
-  const std::int64_t frameBytes = channels * static_cast<std::int64_t>(sizeof(Real));
-  const std::int64_t there = std::max<std::int64_t>(0, file.Size() - dataStart) / frameBytes;
-  const std::int64_t end = std::min(frameCount, there);
-  const std::int64_t pieceFrames = std::min(end, pieceBytes / frameBytes);
-  const auto piece =
-      std::make_unique_for_overwrite<Real[]>(static_cast<std::size_t>(pieceFrames * channels));
+                            std::int64_t count, Progress& progress) {
+  constexpr std::int64_t width = sizeof(Real);
+  constexpr std::int64_t pieceValues = 512 * 1024 / width;
+  const std::int64_t there = std::max<std::int64_t>(0, file.Size() - dataStart) / width;
+  const std::int64_t end = std::min(count, there);
+  const std::int64_t step = std::min(end, pieceValues / channels * channels);
+  const auto piece = std::make_unique_for_overwrite<Real[]>(static_cast<std::size_t>(step));
   FrameRange<Real> range(static_cast<std::size_t>(channels));
-  file.Seek(dataStart);
-  for (std::int64_t frame = 0; frame < end;) {
-    progress.Report(file.Position(), file.Size());
-    const std::int64_t wanted = std::min(end - frame, pieceFrames);
-    const std::int64_t frames = file.ReadArray(piece.get(), wanted * channels) / channels;
-    if (frames == 0) break;
-    range.Take(piece.get(), static_cast<std::size_t>(frames * channels));
-    frame += frames;
+  for (std::int64_t i = 0; i < end; i += step) {
+    progress.Report(dataStart + i * width, file.Size());
+    file.Seek(dataStart + i * width);
+    const std::int64_t done = file.ReadArray(piece.get(), std::min(end - i, step));
+    range.Take(piece.get(), static_cast<std::size_t>(done));
   }
   return range;
 }

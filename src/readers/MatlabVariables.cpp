@@ -22,8 +22,11 @@ bool HasSuffix(const String& name, std::u16string_view suffix) {
 template <class Real>
 void ScanAndFit(BinaryFile& file, BlockRec& block, Progress& progress) {
   if (block.SizeChannel < 2 || block.ChannelCount < 1) return;
-  const FrameRange<Real> range =
-      ScanFrames<Real>(file, block.DataPtr, block.ChannelCount, block.SizeChannel, progress);
+  const std::int64_t channels = block.ChannelCount;
+  const std::int64_t frameBytes = channels * static_cast<std::int64_t>(sizeof(Real));
+  const std::int64_t there = std::max<std::int64_t>(0, file.Size() - block.DataPtr) / frameBytes;
+  const std::int64_t frames = std::min<std::int64_t>(block.SizeChannel, there);
+  const auto range = ScanFrames<Real>(file, block.DataPtr, channels, frames * channels, progress);
   const auto held = [](Real value) {
     return static_cast<Single>(std::clamp<Real>(value, -LargestSingle, LargestSingle));
   };

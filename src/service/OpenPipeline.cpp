@@ -95,6 +95,7 @@ bool OpenDataFile(ImportState& state, const String& FileName) {
   }
   state.IsOpen = true;
   state.FileHandle = file.Handle();
+  state.RecordingTime = file.LastWriteTime();
   state.FileName = file.PathName();
   if (ReadOpenFile(state)) return true;
 

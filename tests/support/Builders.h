@@ -208,12 +208,15 @@ struct AcqChannelOf {
   double Offset = 10;
   std::optional<int> SampleCount = {};
   std::optional<int> Kind = {};
+  std::optional<int> SampleBytes = {};
   int StatedDivider = 0;
 };
 
 struct AcqMarker {
   int Step;
   std::string Text;
+  std::optional<int> TextLength = {};
+  std::size_t EndBytes = 1;  // behind the text
 };
 
 /// An ACQ file, its samples in the order of the steps: by default a channel of integers, and one of

@@ -104,14 +104,14 @@ std::string Acq::Build() const {
   }
   file.Int16(ForeignBytes).Zeros(static_cast<std::size_t>(ForeignBytes) - 2);
   for (const AcqChannelOf& channel : Channels)
-    file.Int16(channel.IsDouble ? 8 : 2).Int16(channel.Kind.value_or(channel.IsDouble ? 1 : 2));
+    file.Int16(channel.SampleBytes.value_or(channel.IsDouble ? 8 : 2))
+        .Int16(channel.Kind.value_or(channel.IsDouble ? 1 : 2));
   file.Text(AcqSamples(*this)).Int32(0).Int32(static_cast<int>(Markers.size()));
-  for (const AcqMarker& marker : Markers)
-    file.Int32(marker.Step)
-        .Zeros(6)
-        .Int16(static_cast<int>(marker.Text.size()))
-        .Text(marker.Text)
-        .Int8(0);
+  for (const AcqMarker& marker : Markers) {
+    file.Int32(marker.Step).Zeros(6);
+    file.Int16(marker.TextLength.value_or(static_cast<int>(marker.Text.size()))).Text(marker.Text);
+    file.Zeros(marker.EndBytes);
+  }
   return file.Get();
 }
 
