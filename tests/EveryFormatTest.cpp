@@ -1,8 +1,11 @@
 // What holds for every format: one row of the table each.
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
+#include <filesystem>
 
 #include "support/AskEverything.h"
+#include "support/FaultyDisk.h"
 #include "support/ImportTest.h"
 
 namespace lmimport::test {
@@ -46,6 +49,14 @@ class EveryFormat : public ImportTest, public testing::WithParamInterface<Record
   // Opens damaged bytes and asks everything of what comes out of it. Whatever they are, the open
   // ends in an orderly way, and the memory stays small.
   void Attack(const std::string& bytes, const std::string& sidecar);
+
+  // Opens the recording as it is, with its sidecar and no flat data file.
+  void OpenWhole() {
+    const Recording& recording = GetParam();
+    std::filesystem::remove(folder_.PathOf(recording.Name) + "dat");
+    if (recording.Sidecar != nullptr) folder_.Write(recording.Sidecar, recording.SidecarBytes);
+    ASSERT_TRUE(Open(recording.Name, recording.Bytes)) << Error();
+  }
 };
 
 void EveryFormat::Attack(const std::string& bytes, const std::string& sidecar) {
@@ -96,8 +107,7 @@ TEST_P(EveryFormat, SurvivesEveryDamage) {
 }
 
 TEST_P(EveryFormat, PiecesJoinToTheWhole) {
-  if (GetParam().Sidecar != nullptr) folder_.Write(GetParam().Sidecar, GetParam().SidecarBytes);
-  ASSERT_TRUE(Open(GetParam().Name, GetParam().Bytes));
+  OpenWhole();
   for (Integer i = 1; i <= file_->BlockCount(); ++i) {
     LMIBlock& block = *file_->Block(i);
     SampleTable<Double> whole;
@@ -115,6 +125,45 @@ TEST_P(EveryFormat, PiecesJoinToTheWhole) {
       }
     }
   }
+}
+
+// The same file, from a disk that gives or takes little at a time.
+TEST_P(EveryFormat, ShortTransfersChangeNothing) {
+  const std::vector<Double> expected = (OpenWhole(), Values());
+  for (std::size_t bytes = 1; bytes < 20; bytes += 3) {
+    FaultyDisk disk;
+    disk.Shorten(bytes);
+    OpenWhole();
+    ASSERT_EQ(Values(), expected) << bytes;
+  }
+}
+
+// Every read of an open and of a range fails once, and every change of the flat data file: a fault
+// that names the error, and the next open is as good as any.
+TEST_P(EveryFormat, AFaultOfTheDiskIsToldAndForgotten) {
+  const std::vector<Double> expected = (OpenWhole(), Values());
+  const bool converts = std::string_view(GetParam().Name).starts_with("mixed");
+  const auto failEach = [&](int error, void (FaultyDisk::*failBehind)(long, int)) {
+    long faults = 0;
+    for (;; ++faults) {
+      FaultyDisk disk;
+      (disk.*failBehind)(faults, error);
+      try {
+        OpenWhole();
+        const std::vector<Double> values = Values();
+        // A sidecar is passed over, and a temporary file takes the place of one that can't be made.
+        if (!disk.HasFailed() || converts) EXPECT_EQ(values, expected);
+        if (!disk.HasFailed()) break;
+        EXPECT_TRUE(converts || GetParam().Sidecar != nullptr);
+      } catch (const std::system_error& fault) {
+        EXPECT_TRUE(disk.HasFailed());
+        EXPECT_EQ(fault.code().value(), error);
+      }
+    }
+    return faults;
+  };
+  EXPECT_GT(failEach(EIO, &FaultyDisk::FailReadBehind), 1);
+  EXPECT_EQ(failEach(ENOSPC, &FaultyDisk::FailChangeBehind) > 1, converts);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, EveryFormat, testing::ValuesIn(AllRecordings()),

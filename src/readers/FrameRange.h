@@ -66,7 +66,7 @@ template <class Real>
 FrameRange<Real> ScanFrames(BinaryFile& file, std::int64_t dataStart, std::int64_t channels,
                             std::int64_t count, Progress& progress) {
   constexpr std::int64_t width = sizeof(Real);
-  constexpr std::int64_t pieceValues = 512 * 1024 / width;
+  constexpr std::int64_t pieceValues = 512LL * 1024 / width;
   const std::int64_t there = std::max<std::int64_t>(0, file.Size() - dataStart) / width;
   const std::int64_t end = std::min(count, there);
   const std::int64_t step = std::min(end, pieceValues / channels * channels);

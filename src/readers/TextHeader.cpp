@@ -161,8 +161,8 @@ void TextHeader::FillBlock() {
   for (std::size_t i = 0; i < block_.ChannelScale.size(); ++i) {
     block_.ChannelIndex[i] = static_cast<Integer>(i);
     block_.ChannelOffset[i] = (maxRange_[i] + minRange_[i]) / 2;
-    block_.ChannelScale[i] =
-        static_cast<Single>(maxAdc_ / ((Double{maxRange_[i]} - Double{minRange_[i]}) / 2));
+    const Double halfRange = (Double{maxRange_[i]} - Double{minRange_[i]}) / 2;
+    block_.ChannelScale[i] = static_cast<Single>(maxAdc_ / halfRange);
     if (std::isnan(block_.ChannelScale[i]))
       throw std::domain_error(Sentence("the range of channel ", i + 1, " is no number"));
   }

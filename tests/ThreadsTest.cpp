@@ -1,0 +1,53 @@
+// Threads at work side by side, each with files of its own and one recording that all convert.
+#include <array>
+#include <thread>
+
+#include "support/AskEverything.h"
+#include "support/ImportTest.h"
+
+namespace lmimport::test {
+namespace {
+
+constexpr int Threads = 8;
+constexpr int Rounds = 20;
+
+// Opens, asks and closes; gives what went wrong.
+std::string Work(const TempFolder& folder, int thread) {
+  const std::vector<std::pair<std::string, std::string>> recordings = {
+      {".lmc", Chart().Build()}, {".wdq", WinDaq().Build()},      {".wav", Wave().Build()},
+      {".abf", Abf()},           {".mat", Mat5({{.Name = "x"}})}, {".acq", Acq().Build()},
+      {".edf", Edf().Build()}};
+  LMImport import;
+  for (int round = 0; round < Rounds; ++round) {
+    for (const auto& [ending, bytes] : recordings) {
+      const std::string name = folder.Write("own" + std::to_string(thread) + ending, bytes);
+      const LMIFilePtr file = import.OpenFileObject(FromUtf8(name));
+      if (!file) return ending + ": " + ToUtf8(import.ErrorString());
+      const std::string wrong = AskEverything(*file);
+      if (!wrong.empty()) return ending + ": " + wrong;
+    }
+    const LMIFilePtr shared = import.OpenFileObject(FromUtf8(folder.PathOf("shared.edf")));
+    std::vector<Integer> counts;
+    if (!shared || shared->Block(1)->GetChannelIntegerArray(1, 1, 8, counts) != 8 ||
+        counts != std::vector<Integer>{1, 2, 3, 4, 5, 6, 7, 8})
+      return "the shared recording";
+    import.CloseFile(shared);
+    SetWriteTime(folder.PathOf("shared.edf"), 1'000'000'000 + round * Threads + thread);
+    if (import.OpenFileObject(u"/nothing") || import.ErrorString().empty()) return "no error";
+  }
+  return {};
+}
+
+TEST(Threads, DoNotDisturbEachOther) {
+  const TempFolder folder;
+  folder.Write("shared.edf", Edf().Build());
+  std::array<std::string, Threads> wrong;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < Threads; ++i)
+    threads.emplace_back([&, i] { wrong[static_cast<std::size_t>(i)] = Work(folder, i); });
+  for (std::thread& thread : threads) thread.join();
+  for (const std::string& what : wrong) EXPECT_EQ(what, "");
+}
+
+}  // namespace
+}  // namespace lmimport::test
