@@ -152,7 +152,7 @@ TEST_P(EveryFormat, AFaultOfTheDiskIsToldAndForgotten) {
         OpenWhole();
         const std::vector<Double> values = Values();
         // A sidecar is passed over, and a temporary file takes the place of one that can't be made.
-        if (!disk.HasFailed() || converts) EXPECT_EQ(values, expected);
+        EXPECT_TRUE(values == expected || (disk.HasFailed() && !converts));
         if (!disk.HasFailed()) break;
         EXPECT_TRUE(converts || GetParam().Sidecar != nullptr);
       } catch (const std::system_error& fault) {
