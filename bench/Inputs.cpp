@@ -129,7 +129,10 @@ std::string EdfFile(const std::string& folder, bool mixedRates) {
     recordBytes += 2 * samples;
     file.Signals.push_back({.Label = "s" + std::to_string(s),
                             .Records = {""},
-                            .RecordSamples = std::to_string(samples)});
+                            .RecordSamples = std::to_string(samples),
+                            // A peer cuts what lies outside.
+                            .DigitalMin = "-10000",
+                            .DigitalMax = "10000"});
   }
   const std::int64_t records = InputBytes / recordBytes;
   file.RecordCount = std::to_string(records);

@@ -413,6 +413,11 @@ double PeakOf(const std::function<void()>& work) {
 }
 
 void Memory(const std::string& folder) {
+  const std::string winDaq = WindaqFile(folder, 8);
+  const std::string longWinDaq = WindaqFile(folder, 8, 2'000'000'000);
+  const std::string matlab = Matlab5File(folder, 16);
+  const std::string edf = EdfFile(folder, true);
+  const std::string acq = AcqFile(folder, true);
   const double start = PeakOf([] { LMImport(); });
   const auto print = [&](const char* what, const std::function<void()>& work) {
     fmt::print("| {} | {:.1f} MiB | | |\n", what, std::max(0.0, PeakOf(work) - start));
@@ -424,12 +429,11 @@ void Memory(const std::string& folder) {
     for (Long frame = 1; frame <= block->SizeChannel(); frame += frames)
       Read(*block, frame, frames, out.data());
   };
-  print("peak memory: WinDaq of 200 MB, read through", [&] { readThrough(WindaqFile(folder, 8)); });
-  print("peak memory: WinDaq of 2 GB, read through",
-        [&] { readThrough(WindaqFile(folder, 8, 2'000'000'000)); });
-  print("peak memory: MATLAB 5, open and range", [&] { OpenBlock(Matlab5File(folder, 16)); });
-  print("peak memory: EDF, conversion", [&] { Convert(EdfFile(folder, true)); });
-  print("peak memory: ACQ, conversion", [&] { Convert(AcqFile(folder, true)); });
+  print("peak memory: WinDaq of 200 MB, read through", [&] { readThrough(winDaq); });
+  print("peak memory: WinDaq of 2 GB, read through", [&] { readThrough(longWinDaq); });
+  print("peak memory: MATLAB 5, open and range", [&] { OpenBlock(matlab); });
+  print("peak memory: EDF, conversion", [&] { Convert(edf); });
+  print("peak memory: ACQ, conversion", [&] { Convert(acq); });
 }
 
 }  // namespace

@@ -53,9 +53,7 @@ class Frames {
       : file_(file),
         channels_(static_cast<std::size_t>(block.ChannelCount)),
         count_(static_cast<std::size_t>(count)),
-        position_(block.DataPtr + (std::int64_t{start} - 1) * block.ChannelCount * Width) {
-    file.DropWindow();  // a recorder may have written its samples since
-  }
+        position_(block.DataPtr + (std::int64_t{start} - 1) * block.ChannelCount * Width) {}
 
   /// All of them with one read, straight to the target.
   void ReadAll(Stored* target) const { ReadPart(0, count_, target); }
@@ -77,8 +75,8 @@ class Frames {
   static constexpr std::int64_t Width = sizeof(Stored);
 
   void ReadPart(std::size_t first, std::size_t n, Stored* target) const {
-    file_.Seek(position_ + static_cast<std::int64_t>(first * channels_) * Width);
-    file_.ReadArray(target, static_cast<std::int64_t>(n * channels_));
+    file_.ReadFresh(position_ + static_cast<std::int64_t>(first * channels_) * Width, target,
+                    static_cast<std::int64_t>(n * channels_));
   }
 
   BinaryFile& file_;

@@ -119,6 +119,15 @@ std::size_t BinaryFile::ReadThroughWindow(std::int64_t position, void* target, s
   return done;
 }
 
+void BinaryFile::ReadFreshBytes(std::int64_t position, void* target, std::int64_t count,
+                                std::size_t width) {
+  const std::size_t size = static_cast<std::size_t>(count) * width;
+  std::size_t done =
+      position < 0 ? 0 : Guarded("read", [&] { return file_.ReadAt(position, target, size); });
+  done -= done % width;
+  std::memset(static_cast<char*>(target) + done, 0, size - done);
+}
+
 std::string BinaryFile::ReadRaw(std::int64_t length) {
   // A length comes from the file: only what the file can hold is ever allocated.
   const std::int64_t left = position_ < 0 ? 0 : Size() - position_;

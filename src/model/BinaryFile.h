@@ -83,8 +83,13 @@ class BinaryFile {
     return done;
   }
 
-  /// Forgets what the window holds: what is read next is what the file holds now.
-  void DropWindow() { windowFilled_ = 0; }
+  /// Count elements from a position of their own, with one read of the operating system, whatever
+  /// their number: the file as it is at this moment, with a recorder's latest samples. What isn't
+  /// there whole is zero.
+  template <class T>
+  void ReadFresh(std::int64_t position, T* First, std::int64_t Count) {
+    ReadFreshBytes(position, First, Count, sizeof(T));
+  }
 
   /// One value; 0 where the file doesn't hold it whole.
   template <class T>
@@ -112,6 +117,7 @@ class BinaryFile {
 
  private:
   bool OpenAs(const String& path, platform::Access access, Long shareMode);
+  void ReadFreshBytes(std::int64_t position, void* target, std::int64_t count, std::size_t width);
   std::size_t ReadAt(std::int64_t position, void* target, std::size_t size);
   std::size_t ReadThroughWindow(std::int64_t position, void* target, std::size_t size);
   std::string ReadRaw(std::int64_t length);
