@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <filesystem>
@@ -107,19 +108,17 @@ double Ends(const std::vector<T>& out) {
 }
 
 template <class T>
-double ReadAll(const std::string& name) {
-  const LMIBlockPtr block = OpenBlock(name);
+double ReadAll(LMIBlock& block) {
   std::vector<T>& out = Output<T>();
-  out.resize(static_cast<std::size_t>(block->SizeData()));
-  Read(*block, 1, block->SizeChannel(), out.data());
+  out.resize(static_cast<std::size_t>(block.SizeData()));
+  Read(block, 1, block.SizeChannel(), out.data());
   return Ends(out);
 }
 
-double ReadChannel(const std::string& name, int channel) {
-  const LMIBlockPtr block = OpenBlock(name);
+double ReadChannel(LMIBlock& block, int channel) {
   std::vector<double>& out = Output<double>();
-  out.resize(static_cast<std::size_t>(block->SizeChannel()));
-  block->GetChannelDouble(static_cast<Integer>(channel + 1), 1, block->SizeChannel(), out.data());
+  out.resize(static_cast<std::size_t>(block.SizeChannel()));
+  block.GetChannelDouble(static_cast<Integer>(channel + 1), 1, block.SizeChannel(), out.data());
   return Ends(out);
 }
 
@@ -133,12 +132,11 @@ struct Layout {
   std::vector<double> B;
 };
 
-Layout LayoutOf(const std::string& name, const std::string& samplesIn) {
-  const LMIBlockPtr block = OpenBlock(name);
-  Layout layout{samplesIn, block->DataPtr(), block->SizeData(), block->ChannelCount(), {}, {}};
-  for (Integer c = 1; c <= block->ChannelCount(); ++c) {
-    layout.A.push_back(block->ChannelDoubleA(c));
-    layout.B.push_back(block->ChannelDoubleB(c));
+Layout LayoutOf(const LMIBlock& block, const std::string& samplesIn) {
+  Layout layout{samplesIn, block.DataPtr(), block.SizeData(), block.ChannelCount(), {}, {}};
+  for (Integer c = 1; c <= block.ChannelCount(); ++c) {
+    layout.A.push_back(block.ChannelDoubleA(c));
+    layout.B.push_back(block.ChannelDoubleB(c));
   }
   return layout;
 }
@@ -181,6 +179,24 @@ double LimitDouble(const Layout& layout) {
     }
   }
   return Ends(out);
+}
+
+// The same reads, and the range of all channels together; gives what the library gives.
+double LimitRange(const Layout& layout) {
+  const BareFile file(layout.Name);
+  constexpr std::int64_t step = PieceBytes / 8;
+  std::vector<double> piece(step);
+  std::array<double, 8> least{};
+  std::array<double, 8> greatest{};
+  for (std::int64_t i = 0; i < layout.Samples; i += step) {
+    const std::int64_t count = std::min(step, layout.Samples - i);
+    file.Read(piece.data(), count * 8, layout.DataPtr + i * 8);
+    for (std::size_t k = 0; k < static_cast<std::size_t>(count); ++k) {
+      least[k % 8] = piece[k] < least[k % 8] ? piece[k] : least[k % 8];
+      greatest[k % 8] = piece[k] > greatest[k % 8] ? piece[k] : greatest[k % 8];
+    }
+  }
+  return least[0] < greatest[0] ? layout.B[0] : 0;
 }
 
 double LimitInteger(const Layout& layout) {
@@ -241,42 +257,48 @@ void WholeFiles(const std::string& folder) {
                         {"ACQ, 4 channels in place", AcqFile(folder, false), {}, {}},
                         {"chart, 8 channels", ChartFile(folder, 8), {}, {}}};
   for (const File& file : files) {
-    OpenBlock(file.Name);
+    const LMIBlockPtr block = OpenBlock(file.Name);
     const std::string flat = file.Name + "dat";
-    const Layout layout = LayoutOf(file.Name, std::filesystem::exists(flat) ? flat : file.Name);
+    const Layout layout = LayoutOf(*block, std::filesystem::exists(flat) ? flat : file.Name);
     std::vector<Contestant> doubles = {{"", [=] { return LimitDouble<Integer>(layout); }}};
     doubles.insert(doubles.end(), file.Doubles.begin(), file.Doubles.end());
-    Print({fmt::format("{}: all as Double", file.What), [&] { return ReadAll<Double>(file.Name); },
+    Print({fmt::format("{}: all as Double", file.What), [&] { return ReadAll<Double>(*block); },
            doubles});
     std::vector<Contestant> integers = {{"", [=] { return LimitInteger(layout); }}};
     integers.insert(integers.end(), file.Integers.begin(), file.Integers.end());
-    Print({fmt::format("{}: all as Integer", file.What),
-           [&] { return ReadAll<Integer>(file.Name); }, integers});
+    Print({fmt::format("{}: all as Integer", file.What), [&] { return ReadAll<Integer>(*block); },
+           integers});
   }
   for (const int channels : {1, 16}) {
     const std::string name = Matlab5File(folder, channels);
-    const Layout layout = LayoutOf(name, name);
-    Print({fmt::format("MATLAB 5, {} channels of Doubles: all as Double", channels),
-           [&] { return ReadAll<Double>(name); },
+    const LMIBlockPtr block = OpenBlock(name);
+    const Layout layout = LayoutOf(*block, name);
+    Print({fmt::format("MATLAB 5, Doubles, {} in a frame: all as Double", channels),
+           [&] { return ReadAll<Double>(*block); },
            {{"", [=] { return LimitDouble<Double>(layout); }},
             {"matio", [=, &out] { return MatioReadAll(name, out); }}}});
+    Print({fmt::format("MATLAB 5, Doubles, {} in a frame: open, with their range", channels),
+           [&] { return OpenBlock(name)->ChannelDoubleB(1); },
+           {{"", [=] { return LimitRange(layout); }}}});
   }
 }
 
 void OneChannel(const std::string& folder) {
   for (const int channels : {1, 8, 32}) {
     const std::string name = WaveFile(folder, channels);
-    const Layout layout = LayoutOf(name, name);
+    const LMIBlockPtr block = OpenBlock(name);
+    const Layout layout = LayoutOf(*block, name);
     const int channel = channels / 2;
     Print({fmt::format("WAVE: one channel of {} as Double", channels),
-           [&] { return ReadChannel(name, channel); },
+           [&] { return ReadChannel(*block, channel); },
            {{"", [=] { return LimitChannel(layout, channel); }},
             {"libsndfile",
              [=] { return SndfileReadChannel(name, channel, Output<double>()) / 6400; }}}});
   }
   const std::string edf = EdfFile(folder, false);
+  const LMIBlockPtr block = OpenBlock(edf);
   Print({"EDF: one signal of 32 as Double",
-         [&] { return ReadChannel(edf, 16); },
+         [&] { return ReadChannel(*block, 16); },
          {{"EDFlib", [=] { return EdflibReadChannel(edf, 16, Output<double>()); }}}});
 }
 
@@ -284,14 +306,14 @@ void Windows(const std::string& folder) {
   constexpr int windows = 10000;
   constexpr Long frames = 1000;  // one second
   const std::string name = WaveFile(folder, 2);
-  const Layout layout = LayoutOf(name, name);
+  const LMIBlockPtr block = OpenBlock(name);
+  const Layout layout = LayoutOf(*block, name);
   std::mt19937 random(7);
   std::vector<std::int64_t> starts;
   for (int i = 0; i < windows; ++i)
     starts.push_back(random() % static_cast<unsigned>(layout.Samples / 2 - frames));
   static std::vector<double> out(2 * frames);
   const auto ours = [=] {
-    const LMIBlockPtr block = OpenBlock(name);
     double sum = 0;
     for (const std::int64_t start : starts) {
       Read(*block, static_cast<Long>(start + 1), frames, out.data());

@@ -100,6 +100,18 @@ TEST_F(MatlabTest, TheScanPassesOverWhatIsNoNumber) {
   EXPECT_EQ(FindingCodes(), Codes{"data-cut-off"});
 }
 
+TEST_F(MatlabTest, TheScanCanBeGivenUp) {
+  SetProgressHandler([](double) { return false; });
+  try {
+    OpenMat(Mat5({{"x"}}));
+    ADD_FAILURE();
+  } catch (const std::system_error& fault) {
+    EXPECT_EQ(fault.code(), std::errc::operation_canceled);
+  }
+  SetProgressHandler({});
+  EXPECT_TRUE(OpenMat(Mat5({{"x"}})));
+}
+
 TEST_F(MatlabTest, Level5SaysWhyNothingIsShown) {
   const std::string good = Mat5({{"x"}});
   const std::string head = good.substr(0, 128);
