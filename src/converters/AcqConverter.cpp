@@ -24,9 +24,9 @@
 #include <cmath>
 
 #include "converters/AcqFrames.h"
+#include "converters/AcqScale.h"
 #include "converters/Converters.h"
 #include "model/Version.h"
-#include "readers/FrameRange.h"
 #include "readers/HeaderView.h"
 
 namespace lmimport {
@@ -73,29 +73,6 @@ constexpr std::size_t AcqMarkerTextLength = 10;
 // be a frame of 32 Doubles. What a damaged header claims beyond that, and a little more, isn't made.
 constexpr std::int64_t AcqLargestGrowth = 128;
 constexpr std::int64_t AcqGrowthAllowance = 16LL * 1024 * 1024;
-
-void ScanAcqDoubles(std::span<AcqChannel> AcqChannels, BinaryFile& File, std::int64_t DataStart,
-                    std::int64_t FrameCount, Progress& Progress) {
-  const std::int64_t channels = std::ssize(AcqChannels);
-  const auto range = ScanFrames<Double>(File, DataStart, channels, FrameCount * channels, Progress);
-  for (std::size_t k = 0; k < AcqChannels.size(); ++k)
-    range.Of(k, AcqChannels[k].MinValue, AcqChannels[k].MaxValue);
-}
-
-// Scale and offset of the Double channels of the block, such that their range fits 64000 counts.
-void FitAcqScale(BlockRec& Block, std::span<const AcqChannel> AcqChannels) {
-  constexpr Double countsOfRange = 64000;
-  for (std::size_t k = 0; k < Block.ChannelScale.size(); ++k) {
-    const AcqChannel& channel = AcqChannels[k];
-    if (channel.StoredKind != SampleDouble) continue;
-    const Double least = channel.MinValue;
-    const Double greatest = channel.MaxValue;
-    const bool varies = least < greatest;
-    Block.ChannelScale[k] = varies ? static_cast<Single>(countsOfRange / (greatest - least)) : 1000;
-    const Double middle = -greatest == least ? 0 : (least + greatest) / 2;
-    Block.ChannelOffset[k] = static_cast<Single>(varies ? middle : greatest);
-  }
-}
 
 class AcqConverter {
  public:

@@ -1,25 +1,10 @@
 // The samples of an ACQ file, brought into frames of one rate.
 #pragma once
 
+#include "converters/AcqChannel.h"
 #include "converters/FlatDataFile.h"
 
 namespace lmimport {
-
-/// A channel of the file; the rules for its fields stand at the converter.
-struct AcqChannel {
-  Long SampleCount = 0;
-  Long Divider = 1;  // steps of the base rate from one sample to the next
-  Double MinValue = 0;
-  Double MaxValue = 0;
-  Double AmplitudeScale = 0;
-  Double AmplitudeOffset = 0;
-  Integer StoredKind = SampleInt16;  // or SampleDouble
-  Integer SampleBytes = 0;           // as the file states it, these two
-  Integer StatedDivider = 0;         // 0: it doesn't
-  std::int64_t HeaderPosition = 0;
-
-  std::int64_t Width() const { return SampleWidth(StoredKind); }
-};
 
 /// For each step of the base rate, the file holds a sample of each channel whose Divider divides
 /// the number of the step. A frame holds the values of the first channels at a step, as Doubles; a

@@ -1,0 +1,177 @@
+// European Data Format, by its published header (B. Kemp et al., "A simple format for exchange of
+// digitized polygraphic recordings", 1992) and with the annotations of EDF+. All header fields are
+// ASCII text, padded with blanks; with n signals, each field of a signal stands n times in a row.
+//
+//   offset  width  field                         signal field, from offset 256 on
+//        0      8  version: "0"                    16  label
+//        8     80  patient                         80  transducer
+//       88     80  recording                        8  unit
+//      168      8  start date, dd.mm.yy             8  physical minimum
+//      176      8  start time, hh.mm.ss             8  physical maximum
+//      184      8  bytes of the header              8  digital minimum
+//      192     44  reserved: "EDF+C", "EDF+D"       8  digital maximum
+//      236      8  records, or -1                  80  prefiltering
+//      244      8  seconds of a record              8  samples of a record
+//      252      4  signals                         32  reserved
+#include "converters/EdfHeader.h"
+
+#include <algorithm>
+
+#include "model/Date.h"
+
+namespace lmimport {
+namespace {
+
+constexpr Long EdfLargestSignalCount = 16384;
+constexpr std::u16string_view EdfVersion = u"0       ";
+constexpr std::u16string_view EdfAnnotationLabel = u"EDF Annotations";
+constexpr std::u16string_view EdfDiscontinuous = u"EDF+D";
+
+constexpr std::int64_t EdfIdentificationBytes = 80;
+constexpr std::int64_t EdfNumberBytes = 8;
+constexpr std::int64_t EdfReservedBytes = 44;
+constexpr std::int64_t EdfSignalCountBytes = 4;
+constexpr std::int64_t EdfLabelBytes = 16;
+constexpr std::int64_t EdfSkippedBytes = 80;  // transducer, and prefiltering
+constexpr std::int64_t EdfSignalReservedBytes = 32;
+
+// "##?##?##": three numbers of two digits.
+bool IsTriple(const String& text) {
+  constexpr std::u16string_view digits = u"0123456789";
+  if (text.size() != 8) return false;
+  for (const std::size_t i : {0U, 1U, 3U, 4U, 6U, 7U}) {
+    if (digits.find(text[i]) == std::u16string_view::npos) return false;
+  }
+  return true;
+}
+
+// The number at place 0, 1 or 2 of such a text.
+int NumberOf(const String& triple, std::size_t place) {
+  return (triple[place * 3] - u'0') * 10 + (triple[place * 3 + 1] - u'0');
+}
+
+class EdfHeaderReader {
+ public:
+  EdfHeaderReader(ImportState& state, EdfHeader& header)
+      : state_(state), file_(*state.DataFile), header_(header) {}
+
+  bool Read() { return ReadRecording() && ReadSignals(); }
+
+ private:
+  String Field(std::int64_t width);
+  Long WholeNumber(std::int64_t width, std::string_view name);
+  bool RefuseVersion(const String& version);
+  bool ReadRecording();
+  void ReadStart();
+  bool ReadSignals();
+  bool ReadLabels();
+  bool ReadRecordSizes();
+
+  ImportState& state_;
+  BinaryFile& file_;
+  EdfHeader& header_;
+};
+
+String EdfHeaderReader::Field(std::int64_t width) {
+  std::string bytes(static_cast<std::size_t>(width), '\0');
+  bytes.resize(static_cast<std::size_t>(file_.ReadBytes(bytes.data(), width)));
+  header_.MisreadUtf8 = header_.MisreadUtf8 || state_.Texts.MisreadsUtf8(bytes);
+  return state_.Texts.Text(bytes);
+}
+
+Long EdfHeaderReader::WholeNumber(std::int64_t width, std::string_view name) {
+  return ParseWholeNumber(Field(width), name);
+}
+
+bool EdfHeaderReader::RefuseVersion(const String& version) {
+  const auto isPrintable = [](char16_t c) { return c >= u' ' && c < 0x7f; };
+  if (std::ranges::all_of(version, isPrintable))
+    state_.Warn("version-not-read", 0,
+                Sentence("The file states the version \"", ToUtf8(TrimBlanks(version)),
+                         "\"; EDF has version 0."));
+  return state_.Refuse(Refusal::UnknownFormat);
+}
+
+bool EdfHeaderReader::ReadRecording() {
+  file_.Seek(0);
+  const String version = Field(EdfNumberBytes);
+  if (version != EdfVersion) return RefuseVersion(version);
+  header_.Notes = TrimBlanks(Field(EdfIdentificationBytes));
+  header_.Notes += u"\r\n";
+  header_.Notes += TrimBlanks(Field(EdfIdentificationBytes));
+  ReadStart();
+  header_.ChunkStart = WholeNumber(EdfNumberBytes, "EDF header bytes");
+  header_.IsDiscontinuous = Field(EdfReservedBytes).starts_with(EdfDiscontinuous);
+  header_.RecordCount = WholeNumber(EdfNumberBytes, "EDF record count");
+  header_.RecordDuration = ParseSingle(Field(EdfNumberBytes));
+  if (!(header_.RecordDuration > 0)) header_.RecordDuration = 1;
+  const Long signals = WholeNumber(EdfSignalCountBytes, "EDF signal count");
+  if (signals < 1 || signals > EdfLargestSignalCount) return state_.Refuse(Refusal::UnknownFormat);
+  header_.Signals.resize(static_cast<std::size_t>(signals));
+  return true;
+}
+
+void EdfHeaderReader::ReadStart() {
+  constexpr int firstYearOf1900s = 30;
+  const String date = Field(EdfNumberBytes);
+  const String time = Field(EdfNumberBytes);
+  Date& start = header_.StartDateTime;
+  if (!IsTriple(date)) {
+    start = file_.FileDateTime();
+    return;
+  }
+  const int year = NumberOf(date, 2);
+  start = DateSerial(year + (year < firstYearOf1900s ? 2000 : 1900), NumberOf(date, 1),
+                     NumberOf(date, 0));
+  if (IsTriple(time)) start += TimeSerial(NumberOf(time, 0), NumberOf(time, 1), NumberOf(time, 2));
+}
+
+bool EdfHeaderReader::ReadSignals() {
+  std::vector<EdfSignal>& signals = header_.Signals;
+  const auto count = static_cast<std::int64_t>(signals.size());
+  if (!ReadLabels()) return false;
+  file_.Skip(EdfSkippedBytes * count);
+  for (EdfSignal& signal : signals) signal.Unit = TrimBlanks(Field(EdfNumberBytes));
+  for (EdfSignal& signal : signals) signal.PhysicalMin = ParseSingle(Field(EdfNumberBytes));
+  for (EdfSignal& signal : signals) signal.PhysicalMax = ParseSingle(Field(EdfNumberBytes));
+  for (EdfSignal& signal : signals)
+    signal.DigitalMin = WholeNumber(EdfNumberBytes, "EDF digital minimum");
+  for (EdfSignal& signal : signals)
+    signal.DigitalMax = WholeNumber(EdfNumberBytes, "EDF digital maximum");
+  file_.Skip(EdfSkippedBytes * count);
+  if (!ReadRecordSizes()) return false;
+  file_.Skip(EdfSignalReservedBytes * count);
+  header_.ChunkStart = std::max(header_.ChunkStart, file_.Position());
+  return true;
+}
+
+bool EdfHeaderReader::ReadLabels() {
+  Integer channels = 0;
+  for (EdfSignal& signal : header_.Signals) {
+    signal.Label = TrimBlanks(Field(EdfLabelBytes));
+    if (signal.Label.starts_with(EdfAnnotationLabel))
+      signal.SignalKind = EdfSignal::Kind::Annotations;
+    else if (channels == LargestChannelCount)
+      signal.SignalKind = EdfSignal::Kind::BeyondLimit;
+    else
+      ++channels;
+  }
+  return channels > 0 || state_.Refuse(Refusal::UnknownFormat);
+}
+
+bool EdfHeaderReader::ReadRecordSizes() {
+  bool isDamaged = false;
+  for (EdfSignal& signal : header_.Signals) {
+    signal.RecordSamples = WholeNumber(EdfNumberBytes, "EDF samples of a record");
+    isDamaged = isDamaged || signal.RecordSamples < (signal.IsChannel() ? 1 : 0);
+  }
+  return !isDamaged || state_.Refuse(Refusal::FormatError);
+}
+
+}  // namespace
+
+bool ReadEdfHeader(ImportState& state, EdfHeader& header) {
+  return EdfHeaderReader(state, header).Read();
+}
+
+}  // namespace lmimport

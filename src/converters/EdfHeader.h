@@ -1,0 +1,38 @@
+// The header of an EDF file.
+#pragma once
+
+#include "model/ImportState.h"
+
+namespace lmimport {
+
+struct EdfSignal {
+  enum class Kind : Integer { BeyondLimit = -1, Channel = 0, Annotations = 1 };
+
+  Kind SignalKind = Kind::Channel;
+  String Label;
+  String Unit;
+  Single PhysicalMin = 0;
+  Single PhysicalMax = 0;
+  Long DigitalMin = 0;
+  Long DigitalMax = 0;
+  Long RecordSamples = 0;
+
+  bool IsChannel() const { return SignalKind == Kind::Channel; }
+};
+
+struct EdfHeader {
+  String Notes;  // patient and recording, a line each
+  Date StartDateTime = 0;
+  bool IsDiscontinuous = false;
+  std::int64_t RecordCount = 0;  // as stated; below 1: not known
+  Single RecordDuration = 0;     // seconds, above 0
+  std::vector<EdfSignal> Signals;
+  std::int64_t ChunkStart = 0;  // first byte of the first record
+  bool MisreadUtf8 = false;     // texts are UTF-8, and shown by another page
+};
+
+/// False: refused. Throws std::invalid_argument or std::range_error, which name the field, for a
+/// text that is no whole number. A text cut off by the end of the file is what is left of it.
+bool ReadEdfHeader(ImportState& state, EdfHeader& header);
+
+}  // namespace lmimport
