@@ -1,9 +1,7 @@
-// European Data Format: the samples of an EDF file as frames. The layout of the header stands with
-// its reader.
-//
-// The records follow: the samples of each signal in turn, 16-bit integers. Where there are several
-// signals, they are rewritten as frames, all signals at the rate of the fastest: a sample of a
-// slower one stands several times in a row, and the last one of a record fills what is left of it.
+// European Data Format: records of the samples of each signal in turn, 16-bit integers, behind a
+// header, the layout of which stands with its reader. Where there are several signals, they are
+// rewritten as frames, all signals at the rate of the fastest: a sample of a slower one stands
+// several times in a row, and the last one of a record fills what is left of it.
 #include <algorithm>
 #include <cmath>
 
@@ -84,8 +82,8 @@ bool EdfConverter::FillBlock() {
   return isSound || state_.Refuse(Refusal::FormatError);
 }
 
-// Title, unit, scale and offset; false when the scale is no number. A range of equal ends gives an infinite one: each count then
-// stands for the value of that end.
+// Title, unit, scale and offset; false when the scale is no number. A range of equal ends gives an
+// infinite one: each count then stands for the value of that end.
 bool EdfConverter::Calibrate(const EdfSignal& signal, std::size_t channel) {
   Single& scale = Block().ChannelScale[channel];
   Single& offset = Block().ChannelOffset[channel];
