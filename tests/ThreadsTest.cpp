@@ -8,7 +8,7 @@
 #ifdef __SANITIZE_THREAD__
 // The lock that the C library holds around its time zone can't be seen from outside.
 extern "C" const char* __tsan_default_suppressions() {
-  return "race:tzset_internal";
+  return "race:FileDateTime";
 }
 #endif
 
