@@ -17,10 +17,8 @@ class ScaleRows {
   ScaleRows(const BlockRec& block, Long frames)
       : channels_(static_cast<std::size_t>(block.ChannelCount)),
         frames_(std::min(BatchSize / channels_, static_cast<std::size_t>(frames))) {
-    for (std::size_t i = 0; i < Values(); i += channels_) {
-      std::copy(block.ChannelScale.begin(), block.ChannelScale.end(), scales_.begin() + i);
-      std::copy(block.ChannelOffset.begin(), block.ChannelOffset.end(), offsets_.begin() + i);
-    }
+    Repeat(block.ChannelScale, scales_);
+    Repeat(block.ChannelOffset, offsets_);
   }
 
   const Real* Scales() const { return scales_.data(); }
@@ -28,6 +26,13 @@ class ScaleRows {
   std::size_t Values() const { return frames_ * channels_; }
 
  private:
+  // One frame, and then all that is there behind itself.
+  void Repeat(const std::vector<Single>& frame, std::array<Real, BatchSize>& rows) const {
+    std::copy(frame.begin(), frame.end(), rows.begin());
+    for (std::size_t filled = channels_; filled < Values(); filled *= 2)
+      std::copy_n(rows.begin(), std::min(filled, Values() - filled), rows.begin() + filled);
+  }
+
   std::size_t channels_;
   std::size_t frames_;
   std::array<Real, BatchSize> scales_;
