@@ -117,9 +117,17 @@ TEST_F(FlatDataFileTest, WhatIsNoPlainFileIsLeftAlone) {
 
 TEST_F(FlatDataFileTest, GivesNoRightThatTheRecordingDoesNotGive) {
   using std::filesystem::perms;
-  std::filesystem::permissions(Source, perms::owner_read | perms::owner_write);
+  const perms writing = perms::owner_read | perms::owner_write;
+  const auto flatRights = [&] { return std::filesystem::status(Flat).permissions(); };
+  std::filesystem::permissions(Source,
+                               perms::owner_read);  // the flat file is still to be rewritten
   ExpectRight();
-  EXPECT_EQ(std::filesystem::status(Flat).permissions(), perms::owner_read | perms::owner_write);
+  EXPECT_EQ(flatRights(), writing);
+  import_.CloseFile(file_);
+  std::filesystem::permissions(Flat, writing | perms::group_read | perms::others_read);
+  SetWriteTime(Flat, Then - 1);
+  ExpectRight();
+  EXPECT_EQ(flatRights(), writing);
 }
 
 TEST_F(FlatDataFileTest, WithoutAnyPlaceTheOpenFails) {
@@ -165,7 +173,7 @@ TEST_F(FlatDataFileTest, AHalfWrittenOneIsNobodyElses) {
         EXPECT_EQ(file->Block(1)->GetChannelIntegerArray(2, 1, 8, counts), 8);
         EXPECT_EQ(counts, (std::vector<Integer>{10, 10, 20, 20, 30, 30, 40, 40}));
       }).join();
-      EXPECT_EQ(FlatFile(), "");
+      EXPECT_EQ(FlatFile().size(), Good.size() - 1);
     }
     return true;
   });
@@ -181,9 +189,48 @@ TEST_F(FlatDataFileTest, ARecordingThatChangesMeanwhileIsConvertedAgain) {
   });
   ExpectRight();
   SetProgressHandler({});
-  EXPECT_EQ(FlatFile().size(), Good.size() + 1);
-  PutFlat(std::string(Good.size() + 1, 'o'), Then + 9);
+  EXPECT_EQ(FlatFile().size(), Good.size() + 3);
+  SetWriteTime(Flat, Then + 9);
   ExpectRight();
+  EXPECT_EQ(FlatFile(), Good);
+}
+
+// The flat file of an earlier, longer recording has just the length that the recording grows to
+// while it is converted: also then nothing old is taken.
+TEST_F(FlatDataFileTest, ALongerOneIsNoneForARecordingThatGrows) {
+  Edf grown{.RecordCount = "-1"};
+  for (EdfSignal& signal : grown.Signals)
+    for (int i = 0; i < 2; ++i) signal.Records.push_back(signal.Records[0]);
+  for (const bool givesUp : {false, true}) {
+    folder_.Write("f.edf", Edf().Build());
+    PutFlat(Other + Other, Then - 1);
+    SetProgressHandler([&](double) {
+      folder_.Write("f.edf", grown.Build());
+      return !givesUp;
+    });
+    try {
+      EXPECT_EQ(Open(Source), !givesUp);
+    } catch (const std::system_error&) {
+      EXPECT_TRUE(givesUp);
+    }
+    SetProgressHandler({});
+    SetWriteTime(Source, Then);
+    ASSERT_TRUE(Open(Source));
+    EXPECT_EQ(FlatFile().substr(0, 2 * Good.size()),
+              Good + Good.substr(0, Good.size() / 2) + Good.substr(0, Good.size() / 2));
+    EXPECT_FLOAT_EQ(static_cast<float>(Values()[16]), 0.1F);
+  }
+}
+
+TEST_F(FlatDataFileTest, ARecordingThatIsReplacedIsConvertedAgain) {
+  const std::string next = folder_.Write("next", Edf().Build());
+  SetWriteTime(next, Then);
+  SetProgressHandler([&](double) {
+    if (std::filesystem::exists(next)) std::filesystem::rename(next, Source);
+    return true;
+  });
+  ExpectRight();
+  EXPECT_EQ(FlatFile().size(), Good.size() + 3);
 }
 
 TEST_F(FlatDataFileTest, AnOpenCanBeGivenUp) {

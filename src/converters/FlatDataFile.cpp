@@ -8,9 +8,9 @@ FlatDataFile::FlatDataFile(ImportState& state, std::int64_t length)
 FlatDataFile::~FlatDataFile() {
   if (!file_ || !file_->IsOpen() || upToDate_) return;
   try {
-    if (file_->Size() <= length_) file_->Resize(0);
+    file_->Resize(0);
   } catch (const std::system_error&) {
-    // It is too short as it stands.
+    // Its size fits no frames.
   }
 }
 
@@ -29,11 +29,11 @@ bool FlatDataFile::FindOrCreate() {
     if (upToDate_)
       file_->Share();
     else
-      MakeTooShort();
+      Begin();
     return true;
   }
-  if (file_->Create(name, OrdinaryFile, ShareReading)) {
-    file_->NarrowRightsTo(*state_.DataFile);
+  if (file_->Create(name, OrdinaryFile, ShareReading, state_.DataFile->RightsBeside())) {
+    Begin();
     return true;
   }
   temporary_ = file_->Create(PathTools::TempFileName(u"lmi"), TemporaryFile, ShareReading);
@@ -41,17 +41,33 @@ bool FlatDataFile::FindOrCreate() {
   return temporary_;
 }
 
-void FlatDataFile::MakeTooShort() {
-  if (length_ == 0 || file_->Size() != length_) return;
-  file_->Resize(length_ - 1);
-  file_->Flush();
+// Gives the file a size that fits no frames, on the disk too, before anything else of it changes.
+void FlatDataFile::Begin() {
+  file_->NarrowRightsTo(*state_.DataFile);
+  const std::int64_t size = file_->Size();
+  if (size > length_ && !IsMarked()) oldSize_ = size;
+  if (oldSize_ > 0)
+    file_->Resize(size | 1);
+  else if (length_ > 0)
+    file_->Resize(length_ - 1);
+  else
+    file_->Resize(0);
+  if (size > 0) file_->Flush();
+}
+
+// An earlier conversion ended with the mark.
+bool FlatDataFile::IsMarked() const {
+  if (file_->Size() != length_ + std::ssize(Mark)) return false;
+  std::array<char, Mark.size()> end{};
+  file_->ReadFresh(length_, end.data(), std::ssize(end));
+  return end == Mark;
 }
 
 void FlatDataFile::Append(const void* frames, std::int64_t size) {
   appended_ += size;
   const bool complete = appended_ == length_ && size > 0;
   file_->WriteBytes(frames, complete ? size - 1 : size);
-  if (complete) end_[0] = static_cast<const char*>(frames)[size - 1];
+  if (complete) lastByte_ = static_cast<const char*>(frames)[size - 1];
 }
 
 void FlatDataFile::Adopt() {
@@ -62,13 +78,17 @@ void FlatDataFile::Adopt() {
 
 void FlatDataFile::Complete() {
   const auto hasChanged = [this] {
-    return state_.DataFile->LastWriteTime() != state_.RecordingTime;
+    return state_.DataFile->LastWriteTime() != state_.RecordingTime ||
+           state_.DataFile->LastChangeTime() != state_.RecordingChange;
   };
   if (!temporary_) file_->Flush();
+  // With the last byte goes the mark, all at once, where the flat file is none for the next open.
+  std::string end(length_ > 0 ? 1 : 0, lastByte_);
   const bool changed = hasChanged();
-  const std::int64_t last = length_ > 0 ? 1 : 0;
-  file_->WriteBytes(end_.data() + 1 - last, changed ? last + 1 : last);
-  if (!changed && hasChanged()) file_->WriteBytes(end_.data() + 1, 1);
+  if (changed && oldSize_ == 0) end.append(Mark.begin(), Mark.end());
+  file_->WriteBytes(end.data(), std::ssize(end));
+  if (!changed && oldSize_ > 0) file_->Resize(oldSize_);
+  if (!changed && oldSize_ == 0 && hasChanged()) file_->WriteBytes(Mark.data(), std::ssize(Mark));
   if (!temporary_) file_->Share();
 }
 

@@ -11,20 +11,22 @@ namespace lmimport {
 /// temporary one without a name takes its place, and goes with the open.
 ///
 /// What isn't whole is never taken for whole:
-///  - The last byte is written last, when all others have reached the disk, so a file whose writer
-///    was killed, or lost its power or its disk, is too short. An old file of the full length loses
-///    its last byte, on the disk too, before anything else of it changes. One that is longer stays
-///    so, and is never taken at all. That the last byte lies on the disk before the length counts it
-///    is left to the file system; those with a journal see to it.
-///  - A file whose writer gives up is emptied, so it takes no room either; but for one that was
-///    longer before.
+///  - While it is written, its size is odd, which fits no frames: it lacks its last byte, or has the
+///    size that an older, longer file had, and one byte more where that was even. The size is set,
+///    on the disk too, before anything else of an older file changes. The last byte is written last,
+///    when all others have reached the disk. So a file whose writer was killed, or lost its power or
+///    its disk, is none for any later open. That the last byte lies on the disk before the length
+///    counts it is left to the file system; those with a journal see to it.
+///  - A file whose writer gives up is emptied, so it takes no room either.
 ///  - While it is written, it is locked against all others. They find no file that they could open,
 ///    and write a temporary one. A finished one is held with a lock that others share, so nobody
 ///    rewrites it below those who read.
-///  - The recording may be changed while it is read. Then the last byte brings one more with it: the
-///    file is too long. This is looked at right before the last byte is written, and behind it.
-/// It is never reached through a symbolic link, and never takes the place of a folder, of a device or
-/// of a file that has other names. It gives nobody a right that the recording doesn't give.
+///  - The recording may be changed or replaced while it is read. Then a mark of three bytes is
+///    written with the last byte, and the file is too long; the next conversion takes it away. This
+///    is looked at right before the last byte is written, and behind it.
+/// A longer file that was found keeps what it has behind the frames, and is never taken. It is never
+/// reached through a symbolic link, and never takes the place of a folder, of a device or of a file
+/// that has other names. It gives nobody a right to read that the recording doesn't give.
 class FlatDataFile {
  public:
   /// `length`: bytes of all frames.
@@ -48,8 +50,11 @@ class FlatDataFile {
 
  private:
   bool Judge() const;
-  void MakeTooShort();
+  void Begin();
+  bool IsMarked() const;
   void Complete();
+
+  static constexpr std::array<char, 3> Mark = {'L', 'M', '\x1a'};
 
   ImportState& state_;
   std::int64_t length_;
@@ -57,7 +62,8 @@ class FlatDataFile {
   bool upToDate_ = false;
   bool temporary_ = false;
   std::int64_t appended_ = 0;
-  std::array<char, 2> end_{};  // the last byte, and the one that is too many
+  char lastByte_ = 0;
+  std::int64_t oldSize_ = 0;  // of a longer file that was found; 0: there was none
 };
 
 }  // namespace lmimport

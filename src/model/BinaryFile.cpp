@@ -41,13 +41,14 @@ bool BinaryFile::Open(const String& Path, bool ReadOnly, Long Attributes, Long S
   return OpenAs(Path, ReadOnly ? reading : platform::Access::Write, ShareMode);
 }
 
-bool BinaryFile::Create(const String& Path, Long Attributes, Long ShareMode) {
+bool BinaryFile::Create(const String& Path, Long Attributes, Long ShareMode, unsigned rights) {
   const bool temporary = (Attributes & DeleteOnClose) != 0;
   return OpenAs(Path, temporary ? platform::Access::CreateTemporary : platform::Access::Create,
-                ShareMode);
+                ShareMode, rights);
 }
 
-bool BinaryFile::OpenAs(const String& path, platform::Access access, Long shareMode) {
+bool BinaryFile::OpenAs(const String& path, platform::Access access, Long shareMode,
+                        unsigned rights) {
   Close();
   lastError_.clear();
   std::error_code error = std::make_error_code(std::errc::invalid_argument);
@@ -58,7 +59,7 @@ bool BinaryFile::OpenAs(const String& path, platform::Access access, Long shareM
     const platform::Lock lock = shareMode == ShareReadingAndWriting || alone ? platform::Lock::None
                                 : reading ? platform::Lock::Shared
                                           : platform::Lock::Exclusive;
-    error = file_.Open(name, access, lock);
+    error = file_.Open(name, access, lock, rights);
   }
   if (error) {
     lastError_ = FromUtf8("Can't open \"" + name + "\": " + Reason(error));
@@ -81,6 +82,14 @@ std::int64_t BinaryFile::Size() const {
 
 platform::WriteTime BinaryFile::LastWriteTime() const {
   return Guarded("get the date of", [this] { return file_.LastWriteTime(); });
+}
+
+platform::WriteTime BinaryFile::LastChangeTime() const {
+  return Guarded("get the date of", [this] { return file_.LastChangeTime(); });
+}
+
+unsigned BinaryFile::RightsBeside() const {
+  return Guarded("get the rights of", [this] { return file_.RightsBeside(); });
 }
 
 Date BinaryFile::FileDateTime() const {

@@ -38,7 +38,7 @@ class BinaryFile {
   /// Opens a plain file, an existing one or a new and empty one. False: LastError says why. A file
   /// opened to be written is never reached through a symbolic link.
   bool Open(const String& Path, bool ReadOnly, Long Attributes, Long ShareMode);
-  bool Create(const String& Path, Long Attributes, Long ShareMode);
+  bool Create(const String& Path, Long Attributes, Long ShareMode, unsigned rights = 0666);
   void Close();
 
   bool IsOpen() const { return file_.IsOpen(); }
@@ -47,6 +47,8 @@ class BinaryFile {
   const String& PathName() const { return pathName_; }  // with its folder
   Date FileDateTime() const;                            // last write, local time, whole seconds
   platform::WriteTime LastWriteTime() const;            // the same, to compare
+  platform::WriteTime LastChangeTime() const;           // also of its name or date, to compare
+  unsigned RightsBeside() const;  // that a file beside this one may be created with
   const String& LastError() const { return lastError_; }
 
   std::int64_t Position() const { return position_; }
@@ -116,7 +118,7 @@ class BinaryFile {
   void Share();  // from now on others may read, and still not write
 
  private:
-  bool OpenAs(const String& path, platform::Access access, Long shareMode);
+  bool OpenAs(const String& path, platform::Access access, Long shareMode, unsigned rights = 0);
   void ReadFreshBytes(std::int64_t position, void* target, std::int64_t count, std::size_t width);
   std::size_t ReadAt(std::int64_t position, void* target, std::size_t size);
   std::size_t ReadThroughWindow(std::int64_t position, void* target, std::size_t size);

@@ -43,7 +43,9 @@ class File {
   /// the others of which may be another's. Locks are advisory, never waited for, taken before anything in the file changes, and held until the close. Where the
   /// file system has none, Exclusive is refused and Shared is let pass. What couldn't be locked is
   /// left as it was.
-  std::error_code Open(const std::string& name, Access access, Lock lock);
+  /// A new file gets at most the rights `rights`, in the way of the system; a temporary one is its
+  /// maker's alone.
+  std::error_code Open(const std::string& name, Access access, Lock lock, unsigned rights = 0666);
 
   void Close();
   bool IsOpen() const { return handle_ >= 0; }
@@ -61,6 +63,12 @@ class File {
   void Resize(std::int64_t size);
   void Flush();  // all that is written, and the size, are on the disk
   WriteTime LastWriteTime() const;
+
+  /// When the file itself was last changed in any way: written, renamed over, its date set back.
+  WriteTime LastChangeTime() const;
+
+  /// The rights that a file beside this one may have: not more than it, but its owner's to write.
+  unsigned RightsBeside() const;
 
   /// Takes the rights from this file that the other one doesn't give, as far as the system lets it.
   void NarrowRightsTo(const File& other);

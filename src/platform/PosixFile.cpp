@@ -35,8 +35,7 @@ int Retrying(Call call) {
   return result;
 }
 
-int OpenRetrying(const char* name, int flags) {
-  constexpr mode_t mode = 0666;
+int OpenRetrying(const char* name, int flags, mode_t mode = 0600) {
   return Retrying([=] { return ::open(name, flags | O_CLOEXEC | O_NOCTTY, mode); });
 }
 
@@ -52,7 +51,7 @@ int OpenNameless(const std::string& name) {
 }
 
 // Sets `made` where there was no file of that name.
-int OpenFor(Access access, const std::string& name, bool& made) {
+int OpenFor(Access access, const std::string& name, mode_t rights, bool& made) {
   constexpr int writing = O_RDWR | O_NOFOLLOW | O_NONBLOCK;
   switch (access) {
     case Access::Read:
@@ -62,7 +61,7 @@ int OpenFor(Access access, const std::string& name, bool& made) {
     case Access::Write:
       return OpenRetrying(name.c_str(), writing);
     case Access::Create: {
-      const int handle = OpenRetrying(name.c_str(), writing | O_CREAT | O_EXCL);
+      const int handle = OpenRetrying(name.c_str(), writing | O_CREAT | O_EXCL, rights);
       made = handle >= 0;
       return made || errno != EEXIST ? handle : OpenRetrying(name.c_str(), writing);
     }
@@ -75,13 +74,14 @@ int OpenFor(Access access, const std::string& name, bool& made) {
 // Both kinds hang on the open file itself: closing another handle of the same file in this process
 // leaves them alone.
 int LockWhole(int handle, Lock lock) {
-  return ::flock(handle, (lock == Lock::Shared ? LOCK_SH : LOCK_EX) | LOCK_NB);
+  const int operation = (lock == Lock::Shared ? LOCK_SH : LOCK_EX) | LOCK_NB;
+  return Retrying([=] { return ::flock(handle, operation); });
 }
 int LockRecord(int handle, Lock lock) {
   struct flock record {};
   record.l_type = lock == Lock::Shared ? F_RDLCK : F_WRLCK;
   record.l_whence = SEEK_SET;
-  return ::fcntl(handle, F_OFD_SETLK, &record);
+  return Retrying([&] { return ::fcntl(handle, F_OFD_SETLK, &record); });
 }
 
 // Other programs use one kind or the other. Between instances of this library the record lock
@@ -98,7 +98,7 @@ std::error_code TakeLock(int handle, Lock lock) {
 
 }  // namespace
 
-std::error_code File::Open(const std::string& name, Access access, Lock lock) {
+std::error_code File::Open(const std::string& name, Access access, Lock lock, unsigned rights) {
   Close();
   // Looked at before it is opened, since opening a device can move its tape or ring its line, and
   // looked at again behind the open, since the name may have come to mean something else.
@@ -107,7 +107,7 @@ std::error_code File::Open(const std::string& name, Access access, Lock lock) {
     if (const auto error = CheckPlainFile(status)) return error;
   }
   bool made = false;
-  handle_ = OpenFor(access, name, made);
+  handle_ = OpenFor(access, name, rights, made);
   if (handle_ < 0) return LastSystemError();
   std::error_code error;
   if (::fstat(handle_, &status) != 0) error = LastSystemError();
@@ -120,8 +120,13 @@ std::error_code File::Open(const std::string& name, Access access, Lock lock) {
       Retrying([this] { return ::ftruncate(handle_, 0); }) != 0)
     error = LastSystemError();
   if (!error) return {};
+  // A new file that another program has taken meanwhile is that one's.
+  struct stat named {};
+  const bool isOwn = made && error != std::errc::text_file_busy &&
+                     ::lstat(name.c_str(), &named) == 0 && named.st_ino == status.st_ino &&
+                     named.st_dev == status.st_dev;
+  if (isOwn) ::unlink(name.c_str());
   Close();
-  if (made) ::unlink(name.c_str());
   return error;
 }
 
@@ -189,11 +194,26 @@ WriteTime File::LastWriteTime() const {
   return {status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
 }
 
+WriteTime File::LastChangeTime() const {
+  struct stat status {};
+  if (::fstat(handle_, &status) != 0) throw std::system_error(LastSystemError());
+  return {status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
+}
+
+unsigned File::RightsBeside() const {
+  struct stat status {};
+  if (::fstat(handle_, &status) != 0) throw std::system_error(LastSystemError());
+  return (status.st_mode & 0666) | 0600;
+}
+
 void File::NarrowRightsTo(const File& other) {
   struct stat own {};
   struct stat others {};
-  if (::fstat(handle_, &own) == 0 && ::fstat(other.handle_, &others) == 0)
-    ::fchmod(handle_, own.st_mode & others.st_mode & 0777);
+  if (::fstat(handle_, &own) != 0 || ::fstat(other.handle_, &others) != 0) return;
+  mode_t mode = own.st_mode & (others.st_mode | 0600) & 0777;
+  // Another group than that of the other file is anybody.
+  if (own.st_gid != others.st_gid) mode &= ~mode_t{070} | (mode & 07) << 3;
+  if (mode != (own.st_mode & 0777)) ::fchmod(handle_, mode);
 }
 
 bool FileExists(const std::string& name) {

@@ -96,6 +96,7 @@ bool OpenDataFile(ImportState& state, const String& FileName) {
   state.IsOpen = true;
   state.FileHandle = file.Handle();
   state.RecordingTime = file.LastWriteTime();
+  state.RecordingChange = file.LastChangeTime();
   state.FileName = file.PathName();
   if (ReadOpenFile(state)) return true;
 
