@@ -228,6 +228,8 @@ bool AcqConverter::WorkOutDividers() {
   return true;
 }
 
+// The frames of the flat data file go on behind the end of the samples, but no further than a whole
+// recording of that size could be long.
 void AcqConverter::HoldSize() {
   BlockRec& block = Block();
   const std::int64_t frameBytes = block.ChannelCount * std::int64_t{sizeof(Double)};
