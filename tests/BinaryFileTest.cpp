@@ -1,7 +1,10 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -173,6 +176,39 @@ TEST_F(BinaryFileTest, TemporaryFileHasNoNameToOutliveIt) {
   file_.Seek(0);
   EXPECT_EQ(file_.ReadValue<Integer>(), 5);
   EXPECT_TRUE(std::filesystem::is_empty(folder_.Path()));
+}
+
+// A file server holds a lease on what it has lent, and lets go of it when it is asked to.
+TEST_F(BinaryFileTest, AFileOnLeaseIsWaitedFor) {
+  const std::string name = folder_.Write("f", "lent");
+  int ready[2] = {};
+  ASSERT_EQ(::pipe(ready), 0);
+  const pid_t server = ::fork();
+  if (server == 0) {
+    sigset_t asked;
+    sigemptyset(&asked);
+    sigaddset(&asked, SIGIO);
+    sigprocmask(SIG_BLOCK, &asked, nullptr);
+    const int handle = ::open(name.c_str(), O_RDWR);
+    const char held = ::fcntl(handle, F_SETLEASE, F_WRLCK) == 0 ? 'y' : 'n';
+    if (::write(ready[1], &held, 1) != 1 || held == 'n') ::_exit(1);
+    int signal = 0;
+    sigwait(&asked, &signal);
+    ::fcntl(handle, F_SETLEASE, F_UNLCK);
+    ::_exit(0);
+  }
+  char held = 0;
+  ASSERT_EQ(::read(ready[0], &held, 1), 1);
+  const bool isOpen = OpenToRead(file_, name);
+  int status = 0;
+  if (held == 'y') {
+    EXPECT_TRUE(isOpen) << ToUtf8(file_.LastError());
+  }
+  ::waitpid(server, &status, 0);
+  ::close(ready[0]);
+  ::close(ready[1]);
+  if (held == 'n') GTEST_SKIP() << "the file system knows no leases";
+  EXPECT_EQ(status, 0);
 }
 
 TEST_F(BinaryFileTest, FileDateTimeIsTheLastWriteAsLocalTime) {

@@ -35,8 +35,14 @@ int Retrying(Call call) {
   return result;
 }
 
+// A plain file would wait, even so, for a file server to let go of its lease. That is soon.
 int OpenRetrying(const char* name, int flags, mode_t mode = 0600) {
-  return Retrying([=] { return ::open(name, flags | O_CLOEXEC | O_NOCTTY, mode); });
+  const auto open = [=](int waiting) {
+    const int all = (flags & ~waiting) | O_CLOEXEC | O_NOCTTY;
+    return Retrying([=] { return ::open(name, all, mode); });
+  };
+  const int handle = open(0);
+  return handle < 0 && errno == EWOULDBLOCK ? open(O_NONBLOCK) : handle;
 }
 
 int OpenNameless(const std::string& name) {
