@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <system_error>
 
 #include "support/AskEverything.h"
 #include "support/Builders.h"
@@ -38,28 +37,11 @@ constexpr std::array Targets = {
     Target{"windaq", "f.wdq", "", ""},
 };
 
-[[noreturn]] void Fail(const std::string& what) {
-  std::fprintf(stderr, "%s\n", what.c_str());
-  std::abort();
-}
-
 void Open(LMImport& import, const std::string& name) {
-  LMIFilePtr file;
-  try {
-    if (import.OpenFile(FromUtf8(name), file)) {
-      const std::string wrong = test::AskEverything(*file);
-      if (!wrong.empty()) Fail(wrong);
-      import.CloseFile(file);
-    } else if (file || import.ErrorString().empty()) {
-      Fail("an open fails without a word, or leaves a file");
-    }
-  } catch (const std::system_error&) {
-  } catch (const std::domain_error&) {
-  } catch (const std::range_error&) {
-  } catch (const std::invalid_argument&) {
-  } catch (const std::length_error&) {
-  }
-  if (Findings().size() > 16) Fail("findings without a bound");
+  const std::string wrong = test::OpenAndAsk(import, name);
+  if (wrong.empty()) return;
+  std::fprintf(stderr, "%s\n", wrong.c_str());
+  std::abort();
 }
 
 }  // namespace

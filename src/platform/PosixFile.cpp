@@ -35,7 +35,8 @@ int Retrying(Call call) {
   return result;
 }
 
-// A plain file would wait, even so, for a file server to let go of its lease. That is soon.
+// What doesn't wait is refused a file that a file server holds a lease on. The server has been asked
+// to let go of it then, and the second call waits until it does.
 int OpenRetrying(const char* name, int flags, mode_t mode = 0600) {
   const auto open = [=](int waiting) {
     const int all = (flags & ~waiting) | O_CLOEXEC | O_NOCTTY;

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace lmimport::test {
 namespace {
@@ -81,6 +83,24 @@ std::string AskEverything(LMIFile& file) {
     const Long size = block.SizeChannel();
     for (const Long start : {-1, 1, size / 2, std::max(1, size - 2), size, INT32_MAX})
       if (!ReadsAgree(block, start)) return "a frame differs from its channels";
+  }
+  return {};
+}
+
+std::string OpenAndAsk(LMImport& import, const std::string& name) {
+  constexpr std::size_t mostFindings = 16;
+  try {
+    LMIFilePtr file;
+    const bool isOpen = import.OpenFile(FromUtf8(name), file);
+    if (isOpen != (file != nullptr)) return "a result that differs from the file";
+    if (!isOpen && import.ErrorString().empty()) return "a refusal without a word";
+    if (Findings().size() > mostFindings) return "findings without a bound";
+    return isOpen ? AskEverything(*file) : "";
+  } catch (const std::system_error&) {
+  } catch (const std::domain_error&) {
+  } catch (const std::range_error&) {
+  } catch (const std::invalid_argument&) {
+  } catch (const std::length_error&) {
   }
   return {};
 }
