@@ -30,16 +30,18 @@ constexpr std::array Targets = {
     Target{"matlab4", "f.mat", "", ""},
     Target{"matlab5", "f.mat", "MATL", ""},
     Target{"par", "f.dat", "", "f.par"},
-    Target{"peak", "f.dat", "SFPK", ""},
+    Target{"peak0", "f.dat", "\xf1\x06\0\0"sv, ""},
+    Target{"peak1", "f.dat", "SFPK", ""},
     Target{"rvp", "f.dat", "", "f.rvp"},
     Target{"text", "f.bin", "", "f_binheader.txt"},
     Target{"wave", "f.wav", "RIFF", "f_wavheader.txt"},
     Target{"windaq", "f.wdq", "", ""},
 };
 
-void Open(LMImport& import, const std::string& name) {
-  const std::string wrong = test::OpenAndAsk(import, name);
-  if (wrong.empty()) return;
+bool Open(LMImport& import, const std::string& name) {
+  bool isOpen = false;
+  const std::string wrong = test::OpenAndAsk(import, name, isOpen);
+  if (wrong.empty()) return isOpen;
   std::fprintf(stderr, "%s\n", wrong.c_str());
   std::abort();
 }
@@ -64,12 +66,12 @@ std::string Input(const Target& target, std::string_view recording, std::string_
       .Get();
 }
 
-void Run(const Target& target, std::span<const std::uint8_t> input) {
+bool Run(const Target& target, std::span<const std::uint8_t> input) {
   static const test::TempFolder folder;
   static LMImport import;
   std::string recording(input.begin(), input.end());
   if (!target.Sidecar.empty()) {
-    if (input.size() < 2) return;
+    if (input.size() < 2) return false;
     const std::size_t length = std::min<std::size_t>(input[0] + input[1] * 256U, input.size() - 2);
     folder.Write(target.Sidecar, recording.substr(2 + length));
     recording = recording.substr(2, length);
@@ -77,9 +79,9 @@ void Run(const Target& target, std::span<const std::uint8_t> input) {
   recording.replace(0, std::min(recording.size(), target.FirstBytes.size()),
                     target.FirstBytes.substr(0, recording.size()));
   const std::string name = folder.Write(target.FileName, recording);
-  Open(import, name);
-  Open(import, name);
+  const bool isOpen = Open(import, name) && Open(import, name);
   std::filesystem::remove(name + "dat");
+  return isOpen;
 }
 
 }  // namespace lmimport::fuzz

@@ -53,7 +53,7 @@ TEST_F(EdfTest, TheLastSampleFillsWhatAnUnevenRateLeaves) {
 TEST_F(EdfTest, LongRecordingsComeOutAsShortOnes) {
   constexpr int frames = 1000;
   constexpr int records = 150;
-  const std::vector<int> repeats = {1, 1, 2, 3, 1, 7, 1};
+  const std::vector<int> repeats = {1, 8, 2, 3, 1, 7, 333};
   const auto value = [](int record, int channel, int sample) {
     return (record * 7919 + channel * 104729 + sample) % 30000;
   };

@@ -7,55 +7,10 @@
 #include "support/AskEverything.h"
 #include "support/FaultyDisk.h"
 #include "support/ImportTest.h"
+#include "support/Recordings.h"
 
 namespace lmimport::test {
 namespace {
-
-struct Recording {
-  const char* Name;
-  std::string Bytes;
-  const char* Sidecar = nullptr;
-  std::string SidecarBytes = {};
-};
-
-void PrintTo(const Recording& recording, std::ostream* out) {
-  *out << recording.Name;
-}
-
-std::vector<Recording> AllRecordings() {
-  const Chart chart{
-      .Blocks = {ChartBlock{}, ChartBlock{.ChannelIndex = {1}, .Scale = {-3}, .Offset = {1}}}};
-  const WinDaq winDaq{.Markers = {2, 77, CommentAt(20), -3}, .CommentTexts = "go"};
-  const std::string samples = Wave().Build();
-  Edf edf{.Reserved = "EDF+D"};
-  edf.Signals.push_back(
-      EdfAnnotations({std::string("+0\x14\x14\0+0.5\x14go\x14\0", 15), "+1\x14\x14"}, 8));
-  const std::string text = "NumAChannels=2\n[Ch0]\nName=a\nMaxRange=5\n[Ch1]\nMinRange=-1\n";
-  return {
-      {"chart.lmc", chart.Build()},
-      {"windaq.wdq", winDaq.Build()},
-      {"wave.wav", Wave{.BeforeData = Chunk("fact", "1234")}.Build(), "wave_wavheader.txt", text},
-      {"text.bin", samples, "text_binheader.txt", text},
-      {"par.dat", samples, "par.par", FullPar({{4, "title"}, {8, "note"}, {1, "last"}})},
-      {"rvp.dat", samples, "rvp.rvp", Rvp()},
-      {"abf.abf", Abf()},
-      {"abin.dat", Abin()},
-      {"cfwb.dat", Cfwb()},
-      {"plain.alf", PlainAlf()},
-      {"device.alf", DeviceAlf()},
-      {"ar.dat", Ar()},
-      {"peak0.pk", Peak(0, 2)},
-      {"peak1.pk", Peak(1, 2)},
-      {"four.mat", Mat4(30, 2, 3, false, "x_Data", Words({6, -6, 3, 0, 0, 9}))},
-      {"five.mat",
-       Mat5(
-           {{.Name = "x_Data", .Dimensions = {2, 3}, .Type = 3, .Data = Words({6, -6, 3, 0, 0, 9})},
-            {.Name = "x_SamplingRate", .Dimensions = {1, 1}}})},
-      {"mixed.edf", edf.Build()},
-      {"single.edf", Edf{.Signals = {Edf().Signals[0]}}.Build()},
-      {"mixed.acq", Acq().Build()},
-      {"integers.acq", Acq{.Channels = {{.Samples = {1, 2}}, {.Samples = {3, 4}}}}.Build()}};
-}
 
 class EveryFormat : public ImportTest, public testing::WithParamInterface<Recording> {
  protected:
@@ -67,16 +22,17 @@ class EveryFormat : public ImportTest, public testing::WithParamInterface<Record
   void OpenWhole() {
     const Recording& recording = GetParam();
     std::filesystem::remove(folder_.PathOf(recording.Name) + "dat");
-    if (recording.Sidecar != nullptr) folder_.Write(recording.Sidecar, recording.SidecarBytes);
+    if (!recording.Sidecar.empty()) folder_.Write(recording.Sidecar, recording.SidecarBytes);
     ASSERT_TRUE(Open(recording.Name, recording.Bytes)) << Error();
   }
 };
 
 void EveryFormat::Attack(const std::string& bytes, const std::string& sidecar) {
-  if (GetParam().Sidecar != nullptr) folder_.Write(GetParam().Sidecar, sidecar);
+  if (!GetParam().Sidecar.empty()) folder_.Write(GetParam().Sidecar, sidecar);
   const std::string name = folder_.Write(GetParam().Name, bytes);
+  bool isOpen = false;
   const HeapUse heap;
-  ASSERT_EQ(OpenAndAsk(import_, name), "");
+  ASSERT_EQ(OpenAndAsk(import_, name, isOpen), "");
   ASSERT_LT(heap.Peak(), 1U << 20);
 }
 
@@ -142,7 +98,7 @@ TEST_P(EveryFormat, ShortTransfersChangeNothing) {
 // that names the error, and the next open is as good as any.
 TEST_P(EveryFormat, AFaultOfTheDiskIsToldAndForgotten) {
   const std::vector<Double> expected = (OpenWhole(), Values());
-  const bool converts = std::string_view(GetParam().Name).starts_with("mixed");
+  const bool converts = GetParam().Name.starts_with("mixed");
   const auto failEach = [&](int error, void (FaultyDisk::*failBehind)(long, int)) {
     long faults = 0;
     for (;; ++faults) {
@@ -154,7 +110,7 @@ TEST_P(EveryFormat, AFaultOfTheDiskIsToldAndForgotten) {
         // A sidecar is passed over, and a temporary file takes the place of one that can't be made.
         EXPECT_TRUE(values == expected || (disk.HasFailed() && !converts));
         if (!disk.HasFailed()) break;
-        EXPECT_TRUE(converts || GetParam().Sidecar != nullptr);
+        EXPECT_TRUE(converts || !GetParam().Sidecar.empty());
       } catch (const std::system_error& fault) {
         EXPECT_TRUE(disk.HasFailed());
         EXPECT_EQ(fault.code().value(), error);

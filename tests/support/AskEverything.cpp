@@ -87,11 +87,12 @@ std::string AskEverything(LMIFile& file) {
   return {};
 }
 
-std::string OpenAndAsk(LMImport& import, const std::string& name) {
+std::string OpenAndAsk(LMImport& import, const std::string& name, bool& isOpen) {
+  isOpen = false;
   constexpr std::size_t mostFindings = 16;
   try {
     LMIFilePtr file;
-    const bool isOpen = import.OpenFile(FromUtf8(name), file);
+    isOpen = import.OpenFile(FromUtf8(name), file);
     if (isOpen != (file != nullptr)) return "a result that differs from the file";
     if (!isOpen && import.ErrorString().empty()) return "a refusal without a word";
     if (Findings().size() > mostFindings) return "findings without a bound";

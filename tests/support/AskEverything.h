@@ -10,7 +10,8 @@ namespace lmimport::test {
 std::string AskEverything(LMIFile& file);
 
 /// Opens what may be damaged, and asks everything of what comes out of it. The open ends in one of
-/// the orderly ways: a file, a message, or a standard exception. Gives what isn't well, or empty.
-std::string OpenAndAsk(LMImport& import, const std::string& name);
+/// the orderly ways: a file, a message, or a standard exception. Gives what isn't well, or empty,
+/// and whether it was a file.
+std::string OpenAndAsk(LMImport& import, const std::string& name, bool& isOpen);
 
 }  // namespace lmimport::test

@@ -1,0 +1,23 @@
+// A sound recording of each format, and of each way through its reader.
+#pragma once
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace lmimport::test {
+
+struct Recording {
+  std::string Target;  // the fuzz target of its reader
+  std::string Name;
+  std::string Bytes;
+  std::string Sidecar = {};  // the name of a file beside it
+  std::string SidecarBytes = {};
+};
+
+std::vector<Recording> AllRecordings();
+
+/// The name, where a test says which one it is about.
+void PrintTo(const Recording& recording, std::ostream* out);
+
+}  // namespace lmimport::test
