@@ -10,7 +10,10 @@ namespace {
 constexpr std::int64_t PieceSamples = 256LL * 1024;  // read or written at a time
 constexpr std::int64_t StripFrames = 256;            // few enough to stay in the nearest cache
 
-using Strip = std::array<Integer, StripFrames>;
+constexpr std::int64_t Copies = 8;  // of a sample, put down with one store
+
+// A store of copies may reach behind the last frame.
+using Strip = std::array<Integer, StripFrames + Copies>;
 
 // Puts the samples of some channels side by side into each frame, with one store for all of them.
 template <class Group, std::size_t N>
@@ -40,12 +43,13 @@ const Integer* EdfFrames::Repeated(const Channel& channel, const Integer* record
   const std::int64_t repeated = channel.Samples * repeat;
   const std::int64_t repeatedHere = std::clamp<std::int64_t>(repeated - first, 0, count);
   const Integer* sample = samples + std::min(first / repeat, channel.Samples - 1);
-  std::int64_t left = repeat - first % repeat;
-  for (std::int64_t i = 0; i < repeatedHere; ++i) {
-    target[i] = *sample;
-    const bool isLast = --left == 0;
-    sample += isLast ? 1 : 0;
-    left = isLast ? repeat : left;
+  std::int64_t end = repeat - first % repeat;
+  for (std::int64_t i = 0; i < repeatedHere; end += repeat) {
+    std::array<Integer, Copies> copies;
+    copies.fill(*sample++);
+    for (const std::int64_t to = std::min(end, repeatedHere); i < to; i += Copies)
+      std::memcpy(target + i, copies.data(), sizeof(copies));
+    i = end;
   }
   std::fill(target + repeatedHere, target + count, samples[channel.Samples - 1]);
   return target;
