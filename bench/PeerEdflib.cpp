@@ -60,4 +60,28 @@ double EdflibReadChannel(const std::string& name, int channel, std::vector<doubl
   return out.front() + out.back();
 }
 
+double EdflibReadWindows(const std::string& name, const std::vector<std::int64_t>& starts,
+                         std::int64_t frames, std::vector<double>& out) {
+  const Recording recording(name);
+  const auto count = static_cast<int>(frames);
+  out.resize(static_cast<std::size_t>(recording.Signals() * count));
+  double sum = 0;
+  for (const std::int64_t start : starts) {
+    for (int s = 0; s < recording.Signals(); ++s) {
+      edfseek(recording.Handle(), s, start, EDFSEEK_SET);
+      edfread_physical_samples(recording.Handle(), s, count,
+                               out.data() + static_cast<std::ptrdiff_t>(s) * count);
+    }
+    sum += out.front() + out.back();
+  }
+  return sum;
+}
+
+double EdflibFirstSample(const std::string& name) {
+  const Recording recording(name);
+  double value = 0;
+  edfread_physical_samples(recording.Handle(), 0, 1, &value);
+  return value;
+}
+
 }  // namespace lmimport::bench

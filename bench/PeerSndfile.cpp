@@ -72,4 +72,11 @@ double SndfileReadWindows(const std::string& name, const std::vector<std::int64_
   return sum;
 }
 
+double SndfileFirstSample(const std::string& name) {
+  const Sound sound(name);
+  std::vector<double> frame(sound.Channels());
+  sf_readf_double(sound.File(), frame.data(), 1);
+  return frame.front();
+}
+
 }  // namespace lmimport::bench

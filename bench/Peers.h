@@ -14,12 +14,18 @@ double SndfileReadChannel(const std::string& name, int channel, std::vector<doub
 double SndfileReadWindows(const std::string& name, const std::vector<std::int64_t>& starts,
                           std::int64_t frames, std::vector<double>& out);
 
+/// The first sample of the first channel.
+double SndfileFirstSample(const std::string& name);
+double EdflibFirstSample(const std::string& name);
+
 /// Column by column, as the file has them.
 double MatioReadAll(const std::string& name, std::vector<double>& out);
 
 double EdflibReadAll(const std::string& name, std::vector<double>& out);
 double EdflibReadAll(const std::string& name, std::vector<int>& out);
 double EdflibReadChannel(const std::string& name, int channel, std::vector<double>& out);
+double EdflibReadWindows(const std::string& name, const std::vector<std::int64_t>& starts,
+                         std::int64_t frames, std::vector<double>& out);
 
 /// Into memory of its own.
 double BiosigReadAll(const std::string& name);

@@ -1,5 +1,6 @@
 // Measures the library against the bare file system and against other readers of the same files, and
-// prints one table of one run: bench_table FOLDER, where the recordings are made, some 3 GB of them.
+// prints one table of one run: bench_table FOLDER [WORDS]: where the
+// recordings are made, some 3 GB of them, and what the rows to print have in them.
 #include <fcntl.h>
 #include <fmt/core.h>
 #include <lmimport/lmimport.h>
@@ -27,6 +28,8 @@ using namespace lmimport::bench;
 constexpr int Rounds = 5;
 constexpr std::int64_t PieceBytes = 1 << 20;
 
+std::string Wanted;  // part of what the rows to print measure
+
 struct Contestant {
   std::string Name;
   std::function<double()> Run;  // gives a sum over what it read
@@ -49,6 +52,7 @@ double Seconds(const std::function<double()>& run, double& sum) {
 // All contestants in turn, some rounds of it: the best time of each. Those that don't read the same
 // have no time.
 void Print(const Row& row) {
+  if (row.What.find(Wanted) == std::string::npos) return;
   double expected = 0;
   double ours = INFINITY;
   std::vector<double> others(row.Others.size(), INFINITY);
@@ -135,8 +139,14 @@ struct Layout {
   std::vector<double> Offset;
 };
 
-Layout LayoutOf(const LMIBlock& block, const std::string& samplesIn) {
-  Layout layout{samplesIn, block.DataPtr(), block.SizeData(), block.ChannelCount(), {}, {}};
+Layout LayoutOf(const LMIBlock& block, const std::string& name) {
+  const std::string flat = name + "dat";  // of a converted recording
+  Layout layout{std::filesystem::exists(flat) ? flat : name,
+                block.DataPtr(),
+                block.SizeData(),
+                block.ChannelCount(),
+                {},
+                {}};
   for (Integer c = 1; c <= block.ChannelCount(); ++c) {
     layout.Scale.push_back(1 / block.ChannelDoubleA(c));
     layout.Offset.push_back(block.ChannelDoubleB(c));
@@ -255,14 +265,18 @@ void WholeFiles(const std::string& folder) {
                          {{"EDFlib", [=, &out] { return EdflibReadAll(edf, out); }},
                           {"libbiosig", [=] { return BiosigReadAll(edf); }}},
                          {{"EDFlib", [=] { return EdflibReadAll(edf, ints); }}}},
-                        {"EDF, 32 signals of four rates", mixed, {}, {}},
+                        // EDFlib gives the samples as they stand, half as many.
+                        {"EDF, 32 signals of four rates",
+                         mixed,
+                         {{"EDFlib", [=, &out] { return EdflibReadAll(mixed, out); }},
+                          {"libbiosig", [=] { return BiosigReadAll(mixed); }}},
+                         {{"EDFlib", [=] { return EdflibReadAll(mixed, ints); }}}},
                         {"ABF, 2 channels", abf, {}, {}},
                         {"ACQ, 4 channels in place", AcqFile(folder, false), {}, {}},
                         {"chart, 8 channels", ChartFile(folder, 8), {}, {}}};
   for (const File& file : files) {
     const LMIBlockPtr block = OpenBlock(file.Name);
-    const std::string flat = file.Name + "dat";
-    const Layout layout = LayoutOf(*block, std::filesystem::exists(flat) ? flat : file.Name);
+    const Layout layout = LayoutOf(*block, file.Name);
     std::vector<Contestant> doubles = {{"", [=] { return LimitDouble<Integer>(layout); }}};
     doubles.insert(doubles.end(), file.Doubles.begin(), file.Doubles.end());
     Print({fmt::format("{}: all as Double", file.What), [&] { return ReadAll<Double>(*block); },
@@ -305,79 +319,107 @@ void OneChannel(const std::string& folder) {
          {{"EDFlib", [=] { return EdflibReadChannel(edf, 16, Output<double>()); }}}});
 }
 
+using Starts = std::vector<std::int64_t>;  // of windows, in frames from 0
+
+double LimitWindows(const Layout& layout, const Starts& starts, std::int64_t frames) {
+  const BareFile file(layout.Name);
+  std::vector<double>& out = Output<double>();
+  const auto channels = static_cast<std::size_t>(layout.Channels);
+  std::vector<Integer> piece(static_cast<std::size_t>(frames) * channels);
+  out.resize(piece.size());
+  double sum = 0;
+  for (const std::int64_t start : starts) {
+    file.Read(piece.data(), 2 * std::ssize(piece), layout.DataPtr + 2 * start * layout.Channels);
+    for (std::size_t f = 0; f < piece.size(); f += channels)
+      for (std::size_t c = 0; c < channels; ++c)
+        out[f + c] = piece[f + c] / layout.Scale[c] + layout.Offset[c];
+    sum += Ends(out);
+  }
+  return sum;
+}
+
 void Windows(const std::string& folder) {
   constexpr int windows = 10000;
-  constexpr Long frames = 1000;  // one second
-  const std::string name = WaveFile(folder, 2);
-  const LMIBlockPtr block = OpenBlock(name);
-  const Layout layout = LayoutOf(*block, name);
-  std::mt19937 random(7);
-  std::vector<std::int64_t> starts;
-  for (int i = 0; i < windows; ++i)
-    starts.push_back(random() % static_cast<unsigned>(layout.Samples / 2 - frames));
-  static std::vector<double> out(2 * frames);
-  const auto ours = [=] {
-    double sum = 0;
-    for (const std::int64_t start : starts) {
-      Read(*block, static_cast<Long>(start + 1), frames, out.data());
-      sum += Ends(out);
-    }
-    return sum;
+  struct File {
+    const char* What;
+    std::string Name;
+    Long Frames;  // of one second
+    const char* Peer;
+    double (*ReadWindows)(const std::string&, const Starts&, std::int64_t, std::vector<double>&);
+    double Unscaled;  // what a value of the peer is of ours
   };
-  const auto limit = [=] {
-    const BareFile file(name);
-    std::vector<Integer> piece(2 * frames);
-    double sum = 0;
-    for (const std::int64_t start : starts) {
-      file.Read(piece.data(), 4 * frames, layout.DataPtr + 4 * start);
-      for (std::size_t i = 0; i < piece.size(); ++i) out[i] = piece[i] / layout.Scale[0];
-      sum += Ends(out);
-    }
-    return sum;
-  };
-  Print({"WAVE: 10,000 windows of one second, each",
-         ours,
-         {{"", limit},
-          {"libsndfile", [=] { return SndfileReadWindows(name, starts, frames, out) / 6400; }}},
-         windows});
+  const File files[] = {
+      {"WAVE, stereo", WaveFile(folder, 2), 1000, "libsndfile", SndfileReadWindows, 6400},
+      {"EDF, 32 signals", EdfFile(folder, false), 250, "EDFlib", EdflibReadWindows, 1}};
+  for (const File& file : files) {
+    const LMIBlockPtr block = OpenBlock(file.Name);
+    const Layout layout = LayoutOf(*block, file.Name);
+    std::mt19937 random(7);
+    Starts starts;
+    for (int i = 0; i < windows; ++i)
+      starts.push_back(random() % static_cast<unsigned>(block->SizeChannel() - file.Frames));
+    const auto ours = [&] {
+      std::vector<double>& out = Output<double>();
+      out.resize(static_cast<std::size_t>(file.Frames * block->ChannelCount()));
+      double sum = 0;
+      for (const std::int64_t start : starts) {
+        Read(*block, static_cast<Long>(start + 1), file.Frames, out.data());
+        sum += Ends(out);
+      }
+      return sum;
+    };
+    const auto peer = [&] {
+      return file.ReadWindows(file.Name, starts, file.Frames, Output<double>()) / file.Unscaled;
+    };
+    Print({fmt::format("{}: 10,000 windows of one second, each", file.What),
+           ours,
+           {{"", [&] { return LimitWindows(layout, starts, file.Frames); }}, {file.Peer, peer}},
+           windows});
+  }
 }
 
 void Opens(const std::string& folder) {
   constexpr int opens = 1000;
-  const auto firstSample = [](LMImport& import, const std::string& name) {
+  using FirstSample = std::function<double(const std::string&)>;
+  const auto repeated = [](const FirstSample& firstSample, const std::string& name) {
+    return [=] {
+      for (int i = 1; i < opens; ++i) firstSample(name);
+      return firstSample(name);
+    };
+  };
+  const auto firstSampleOf = [](LMImport& import, const std::string& name) {
     double value = 0;
     const LMIFilePtr file = import.OpenFileObject(FromUtf8(name));
     file->Block(1)->GetChannelDouble(1, 1, 1, &value);
     return value;
   };
-  const std::pair<const char*, std::string> files[] = {
-      {"WinDaq", WindaqFile(folder, 8)},
-      {"WinDaq of 2 GB", WindaqFile(folder, 8, 2'000'000'000)},
-      {"WAVE", WaveFile(folder, 2)},
-      {"ABF", AbfFile(folder)},
-      {"chart", ChartFile(folder, 8)},
-      {"ACQ in place", AcqFile(folder, false)},
-      {"EDF, converted", EdfFile(folder, false)}};
-  for (const auto& [what, name] : files) {
-    Print({fmt::format("{}: open to first sample", what),
-           [&, &file = name] {
-             for (int i = 1; i < opens; ++i) firstSample(Import(), file);
-             return firstSample(Import(), file);
-           },
-           {},
+  const FirstSample warm = [&](const std::string& name) { return firstSampleOf(Import(), name); };
+  const FirstSample cold = [&](const std::string& name) {
+    LMImport import;
+    return firstSampleOf(import, name);
+  };
+  struct File {
+    const char* What;
+    std::string Name;
+    const char* Peer;
+    FirstSample Theirs;
+  };
+  const std::string windaq = WindaqFile(folder, 8);
+  const File files[] = {{"WinDaq", windaq, "", {}},
+                        {"WinDaq of 2 GB", WindaqFile(folder, 8, 2'000'000'000), "", {}},
+                        {"WAVE", WaveFile(folder, 2), "libsndfile",
+                         [](const std::string& name) { return SndfileFirstSample(name) / 6400; }},
+                        {"ABF", AbfFile(folder), "", {}},
+                        {"chart", ChartFile(folder, 8), "", {}},
+                        {"ACQ in place", AcqFile(folder, false), "", {}},
+                        {"EDF, converted", EdfFile(folder, false), "EDFlib", EdflibFirstSample}};
+  for (const File& file : files) {
+    std::vector<Contestant> others;
+    if (file.Theirs) others.push_back({file.Peer, repeated(file.Theirs, file.Name)});
+    Print({fmt::format("{}: open to first sample", file.What), repeated(warm, file.Name), others,
            opens});
   }
-  Print({"WinDaq: the same, with a new LMImport each time",
-         [&] {
-           double value = 0;
-           for (int i = 0; i < opens; ++i) {
-             LMImport import;
-             value = firstSample(import, files[0].second);
-           }
-           return value;
-         },
-         {},
-         opens});
+  Print({"WinDaq: the same, with a new LMImport each time", repeated(cold, windaq), {}, opens});
 }
 
 // Copies as safely as the library writes: the bytes are on the disk when it ends.
@@ -451,7 +493,8 @@ void Memory(const std::string& folder) {
   const std::string edf = EdfFile(folder, true);
   const std::string acq = AcqFile(folder, true);
   const double start = PeakOf([] { LMImport(); });
-  const auto print = [&](const char* what, const std::function<void()>& work) {
+  const auto print = [&](std::string_view what, const std::function<void()>& work) {
+    if (what.find(Wanted) == std::string_view::npos) return;
     fmt::print("| {} | {:.1f} MiB | | |\n", what, std::max(0.0, PeakOf(work) - start));
   };
   const auto readThrough = [](const std::string& name) {
@@ -473,8 +516,9 @@ void Memory(const std::string& folder) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) return 2;
+  if (argc != 2 && argc != 3) return 2;
   const std::string folder = argv[1];
+  if (argc == 3) Wanted = argv[2];
   try {
     std::filesystem::create_directories(folder);
     fmt::print("| what | LMImport | over the limit | others, times slower |\n|---|---|---|---|\n");
