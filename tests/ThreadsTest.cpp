@@ -4,6 +4,7 @@
 
 #include "support/AskEverything.h"
 #include "support/ImportTest.h"
+#include "support/Recordings.h"
 
 #ifdef __SANITIZE_THREAD__
 // The lock that the C library holds around its time zone can't be seen from outside.
@@ -16,30 +17,30 @@ namespace lmimport::test {
 namespace {
 
 constexpr int Threads = 8;
-constexpr int Rounds = 20;
+constexpr int Rounds = 10;
 
 // Opens, asks and closes; gives what went wrong.
-std::string Work(const TempFolder& folder, int thread) {
-  const std::vector<std::pair<std::string, std::string>> recordings = {
-      {".lmc", Chart().Build()}, {".wdq", WinDaq().Build()},      {".wav", Wave().Build()},
-      {".abf", Abf()},           {".mat", Mat5({{.Name = "x"}})}, {".acq", Acq().Build()},
-      {".edf", Edf().Build()}};
+std::string Work(const std::string& sharedName, int thread) {
+  const TempFolder own;
+  const std::vector<Recording> recordings = AllRecordings();
+  for (const Recording& recording : recordings)
+    if (!recording.Sidecar.empty()) own.Write(recording.Sidecar, recording.SidecarBytes);
   LMImport import;
   for (int round = 0; round < Rounds; ++round) {
-    for (const auto& [ending, bytes] : recordings) {
-      const std::string name = folder.Write("own" + std::to_string(thread) + ending, bytes);
+    for (const Recording& recording : recordings) {
+      const std::string name = own.Write(recording.Name, recording.Bytes);
       const LMIFilePtr file = import.OpenFileObject(FromUtf8(name));
-      if (!file) return ending + ": " + ToUtf8(import.ErrorString());
+      if (!file) return recording.Name + ": " + ToUtf8(import.ErrorString());
       const std::string wrong = AskEverything(*file);
-      if (!wrong.empty()) return ending + ": " + wrong;
+      if (!wrong.empty()) return recording.Name + ": " + wrong;
     }
-    const LMIFilePtr shared = import.OpenFileObject(FromUtf8(folder.PathOf("shared.edf")));
+    const LMIFilePtr shared = import.OpenFileObject(FromUtf8(sharedName));
     std::vector<Integer> counts;
     if (!shared || shared->Block(1)->GetChannelIntegerArray(1, 1, 8, counts) != 8 ||
         counts != std::vector<Integer>{1, 2, 3, 4, 5, 6, 7, 8})
       return "the shared recording";
     import.CloseFile(shared);
-    SetWriteTime(folder.PathOf("shared.edf"), 1'000'000'000 + round * Threads + thread);
+    SetWriteTime(sharedName, 1'000'000'000 + round * Threads + thread);
     if (import.OpenFileObject(u"/nothing") || import.ErrorString().empty()) return "no error";
   }
   return {};
@@ -47,11 +48,11 @@ std::string Work(const TempFolder& folder, int thread) {
 
 TEST(Threads, DoNotDisturbEachOther) {
   const TempFolder folder;
-  folder.Write("shared.edf", Edf().Build());
+  const std::string shared = folder.Write("shared.edf", Edf().Build());
   std::array<std::string, Threads> wrong;
   std::vector<std::thread> threads;
   for (int i = 0; i < Threads; ++i)
-    threads.emplace_back([&, i] { wrong[static_cast<std::size_t>(i)] = Work(folder, i); });
+    threads.emplace_back([&, i] { wrong[static_cast<std::size_t>(i)] = Work(shared, i); });
   for (std::thread& thread : threads) thread.join();
   for (const std::string& what : wrong) EXPECT_EQ(what, "");
 }
