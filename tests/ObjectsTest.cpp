@@ -80,6 +80,14 @@ TEST_F(ObjectsTest, ArraysAreDimensionedForWhatLiesInTheBlock) {
   EXPECT_EQ(block->GetDataDoubleArray(4, 1, table), 0);
   EXPECT_EQ(table.FrameCount(), 3);  // left alone
 
+  SampleTable<Single> singles;
+  EXPECT_EQ(block->GetDataSingleArray(0, 3, singles), 2);
+  EXPECT_EQ(singles(2, 1), 6);
+  std::vector<Single> samples;
+  EXPECT_EQ(block->GetChannelSingleArray(2, 3, 9, samples), 1);
+  EXPECT_EQ(samples, std::vector<Single>{5.3F});  // count 60 / 200 + 5
+  EXPECT_EQ(block->ChannelSingleB(2), 5);
+
   std::vector<Integer> counts(7, 1);
   EXPECT_EQ(block->GetChannelIntegerArray(1, 0, 3, counts), 2);
   EXPECT_EQ(counts, (std::vector<Integer>{100, -100}));
@@ -98,6 +106,8 @@ TEST_F(ObjectsTest, SpansAreNeverWrittenPast) {
   EXPECT_EQ(values[1], 9);
   EXPECT_EQ(block->GetChannelSingle(1, -1, 4, four), 2);  // samples 1 and 2
   EXPECT_EQ(block->GetChannelSingle(1, 1, 3, four.first(0)), 0);
+  EXPECT_EQ(block->GetDataSingle(3, 9, values), 1);
+  EXPECT_EQ(values[0], 0.5F);
   EXPECT_EQ(block->GetDataSingle(1, 3, std::span<Single>(values)), 2);
   EXPECT_EQ(values[3], 4);
   EXPECT_EQ(values[4], 9);

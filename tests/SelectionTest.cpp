@@ -63,21 +63,27 @@ TEST_F(SelectionTest, OpensWhatTheUserPicks) {
 TEST_F(SelectionTest, TheDesktopsDialogServesWhereThereIsOne) {
   const std::string name = folder_.Write("a b'c.lmc", Chart().Build());
   const std::string log = folder_.PathOf("arguments");
-  const std::string script =
-      folder_.Write("zenity", "#!/bin/sh\nprintf '%s\\n' \"$@\" >'" + log + "'\nprintf '%s\\n' '" +
-                                  folder_.Path() + "/a b'\\''c.lmc'\n");
-  std::filesystem::permissions(script, std::filesystem::perms::owner_all);
-  const Environment path("PATH", (folder_.Path() + ":/usr/bin:/bin").c_str());
+  const Environment path("PATH", folder_.Path().c_str());
   const Environment wayland("WAYLAND_DISPLAY", "");
   const Environment noScreen("DISPLAY", "");
-  EXPECT_FALSE(import_.SelectAndOpenFile(file_));
-  EXPECT_FALSE(std::filesystem::exists(log));
-  const Environment screen("DISPLAY", ":99");
-  ASSERT_TRUE(import_.SelectAndOpenFile(file_));
-  EXPECT_EQ(file_->FileName(), FromUtf8(name));
-  EXPECT_EQ(import_.DefaultPath(), FromUtf8(folder_.Path()));
-  folder_.Write("zenity", "#!/bin/sh\nexit 1\n");
-  EXPECT_FALSE(import_.SelectAndOpenFile(file_));
+  const std::pair<const char*, const char*> programs[] = {{"kdialog", "--getopenfilename\n"},
+                                                          {"zenity", "--file-selection\n"}};
+  for (const auto& [program, argument] : programs) {
+    const std::string script =
+        folder_.Write(program, "#!/bin/sh\nprintf '%s\\n' \"$@\" >'" + log + "'\nprintf '%s\\n' '" +
+                                   folder_.Path() + "/a b'\\''c.lmc'\n");
+    std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+    EXPECT_FALSE(import_.SelectAndOpenFile(file_));
+    EXPECT_FALSE(std::filesystem::exists(log));
+    const Environment screen("DISPLAY", ":99");
+    ASSERT_TRUE(import_.SelectAndOpenFile(file_));
+    EXPECT_EQ(file_->FileName(), FromUtf8(name));
+    EXPECT_EQ(import_.DefaultPath(), FromUtf8(folder_.Path()));
+    EXPECT_EQ(Contents(log).find(argument), 0U) << Contents(log);
+    folder_.Write(program, "#!/bin/sh\nexit 1\n");
+    EXPECT_FALSE(import_.SelectAndOpenFile(file_));
+    std::filesystem::remove(log);
+  }
 }
 
 class FakeRegistry final : public platform::RegistryTools {
