@@ -49,21 +49,12 @@ TEST_F(SidecarsTest, ParGivesScalesAndOffsets) {
 }
 
 TEST_F(SidecarsTest, ParHasThreeLayouts) {
-  const Fields head = {{8, Bytes().Text("1618190")}, {20, Bytes().Text("L-783")}};
-  Fields shortFields = head;
-  shortFields.insert(shortFields.end(),
-                     {{91, Bytes().Real32(0.5F)}, {97, Bytes().Int8(1)}, {161, Bytes().Int8(1)}});
-  Fields longFields = head;
-  longFields.insert(longFields.end(), {{16, Bytes().Text("A")},
-                                       {109, Bytes().Real64(0.5)},
-                                       {117, Bytes().Int32(256).Int32(0).Int32(1)},
-                                       {277, Bytes().Int8(9).Int8(9).Int8(1).Int8(9)}});
-  for (const std::string& par : {Filled(223, shortFields), Filled(341, longFields)}) {
+  for (const std::string& par : {ShortPar(), LongPar()}) {
     ASSERT_TRUE(OpenWith("f.dat", "f.par", par));
     EXPECT_EQ(Summary(), "L-783 '' 500 Hz, 12 frames of:  [] 0.00125 n + 0");
     EXPECT_EQ(Block().ChannelGlobalIndex(1), 3);
   }
-  ASSERT_TRUE(OpenWith("f.dat", "f.par", Filled(222, shortFields)));
+  ASSERT_TRUE(OpenWith("f.dat", "f.par", ShortPar().substr(0, 222)));
   EXPECT_EQ(file_->FileSubType(), 0);
 }
 

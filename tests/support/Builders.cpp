@@ -145,6 +145,23 @@ std::string FullPar(const std::vector<ParNote>& notes, std::optional<int> noteCo
   return file.Get();
 }
 
+std::string ShortPar() {
+  return Filled(223, {{8, Bytes().Text("1618190")},
+                      {20, Bytes().Text("L-783")},
+                      {91, Bytes().Real32(0.5F)},
+                      {97, Bytes().Int8(1)},
+                      {161, Bytes().Int8(1)}});
+}
+
+std::string LongPar() {
+  return Filled(341, {{8, Bytes().Text("1618190")},
+                      {16, Bytes().Text("A")},
+                      {20, Bytes().Text("L-783")},
+                      {109, Bytes().Real64(0.5)},
+                      {117, Bytes().Int32(256).Int32(0).Int32(1)},
+                      {277, Bytes().Int8(9).Int8(9).Int8(1).Int8(9)}});
+}
+
 std::string Rvp() {
   const std::string header = Filled(
       2664, {{0, Bytes().Text("RTVP")},

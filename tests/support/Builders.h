@@ -245,6 +245,10 @@ struct ParNote {
 /// on the second; of slot 5, factor 1 is 2, shift 1 100 counts, shift 2 3 units and factor 2 4.
 std::string FullPar(const std::vector<ParNote>& notes, std::optional<int> noteCount = {});
 
+/// ".par" files of the two other layouts: slot 2 of an "L-783" at 500 Hz, gain code 1.
+std::string ShortPar();
+std::string LongPar();
+
 /// A ".rvp" file of two channels: 3 is "Flow" in l/s, 0.5 a count and 10 at count 0, and 1 is
 /// "Gas"; 3 frames at 2 kHz that end 2001-02-03 04:05:06.
 std::string Rvp();

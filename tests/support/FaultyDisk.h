@@ -8,7 +8,9 @@ namespace lmimport::test {
 /// it.
 class FaultyDisk {
  public:
-  FaultyDisk();
+  enum Call { Read, Change };  // changes are writes, flushes and new sizes
+
+  FaultyDisk() = default;
   ~FaultyDisk();
   FaultyDisk(const FaultyDisk&) = delete;
   FaultyDisk& operator=(const FaultyDisk&) = delete;
@@ -16,10 +18,9 @@ class FaultyDisk {
   /// No read or write moves more than so many bytes at a time.
   void Shorten(std::size_t bytes);
 
-  /// `count` reads succeed, and the one behind them fails with the error; once. The same for
-  /// everything that changes a file. The counts go on from call to call.
-  void FailReadBehind(long count, int error);
-  void FailChangeBehind(long count, int error);
+  /// `count` calls of the kind succeed, and the one behind them fails with the error; `once`, or
+  /// all from then on.
+  void FailBehind(Call call, long count, int error, bool once);
 
   /// The failure that was asked for has come.
   bool HasFailed() const;

@@ -1,14 +1,18 @@
 // A sound recording of each format, and of each way through its reader.
 #pragma once
 
+#include <lmimport/Types.h>
+
 #include <iosfwd>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace lmimport::test {
 
 struct Recording {
-  std::string Target;  // the fuzz target of its reader
+  std::string Target;          // the fuzz target of its reader
+  std::pair<Long, Long> Type;  // FileType and FileSubType
   std::string Name;
   std::string Bytes;
   std::string Sidecar = {};  // the name of a file beside it
