@@ -28,11 +28,19 @@ std::string Pattern(bool doubles) {
   return bytes.Get();
 }
 
+bool StartsWith(const std::string& name, const std::string& head) {
+  std::string start(head.size(), '\0');
+  std::ifstream(name, std::ios::binary).read(start.data(), std::ssize(start));
+  return start == head;
+}
+
 std::string Make(const std::string& name, const std::string& head, std::int64_t bytes,
                  const std::string& tail = {}, bool doubles = false) {
   const auto size = static_cast<std::int64_t>(head.size() + tail.size()) + bytes;
   std::error_code none;
-  if (static_cast<std::int64_t>(std::filesystem::file_size(name, none)) == size) return name;
+  if (static_cast<std::int64_t>(std::filesystem::file_size(name, none)) == size &&
+      StartsWith(name, head))
+    return name;
   static const std::string patterns[] = {Pattern(false), Pattern(true)};
   const std::string& pattern = patterns[doubles ? 1 : 0];
   std::ofstream file(name, std::ios::binary);

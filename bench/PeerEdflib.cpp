@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "Output.h"
 #include "Peers.h"
 
 namespace lmimport::bench {
@@ -17,62 +18,73 @@ class Recording {
   Recording(const Recording&) = delete;
   Recording& operator=(const Recording&) = delete;
 
-  int Handle() const { return header_.handle; }
   int Signals() const { return header_.edfsignals; }
-  int Samples(int signal) const {
-    return static_cast<int>(header_.signalparam[signal].smp_in_file);
+  std::size_t Samples(int signal) const {
+    return static_cast<std::size_t>(header_.signalparam[signal].smp_in_file);
+  }
+  void Seek(int signal, std::int64_t sample) const {
+    if (edfseek(header_.handle, signal, sample, EDFSEEK_SET) != sample)
+      throw std::runtime_error("EDFlib can't seek");
+  }
+  void Read(int signal, std::span<double> to) const {
+    const auto count = static_cast<int>(to.size());
+    Check(edfread_physical_samples(header_.handle, signal, count, to.data()), count);
+  }
+  void Read(int signal, std::span<int> to) const {
+    const auto count = static_cast<int>(to.size());
+    Check(edfread_digital_samples(header_.handle, signal, count, to.data()), count);
   }
 
  private:
+  static void Check(int done, int count) {
+    if (done != count) throw std::runtime_error("EDFlib reads too little");
+  }
+
   edf_hdr_struct header_{};
 };
 
-// Signal behind signal.
-template <class T, class Read>
-double ReadAll(const std::string& name, std::vector<T>& out, Read read) {
+template <class T>
+double ReadAll(const std::string& name) {
   const Recording recording(name);
   std::size_t total = 0;
-  for (int s = 0; s < recording.Signals(); ++s)
-    total += static_cast<std::size_t>(recording.Samples(s));
-  out.resize(total);
+  for (int s = 0; s < recording.Signals(); ++s) total += recording.Samples(s);
+  const auto out = Output<T>(total);
   std::size_t place = 0;
   for (int s = 0; s < recording.Signals(); ++s) {
-    read(recording.Handle(), s, recording.Samples(s), out.data() + place);
-    place += static_cast<std::size_t>(recording.Samples(s));
+    recording.Read(s, out.subspan(place, recording.Samples(s)));
+    place += recording.Samples(s);
   }
-  return static_cast<double>(out.front()) + static_cast<double>(out.back());
+  return Sum(out);
 }
 
 }  // namespace
 
-double EdflibReadAll(const std::string& name, std::vector<double>& out) {
-  return ReadAll(name, out, edfread_physical_samples);
+double EdflibReadDoubles(const std::string& name) {
+  return ReadAll<double>(name);
 }
 
-double EdflibReadAll(const std::string& name, std::vector<int>& out) {
-  return ReadAll(name, out, edfread_digital_samples);
+double EdflibReadIntegers(const std::string& name) {
+  return ReadAll<int>(name);
 }
 
-double EdflibReadChannel(const std::string& name, int channel, std::vector<double>& out) {
+double EdflibReadChannel(const std::string& name, int channel) {
   const Recording recording(name);
-  out.resize(static_cast<std::size_t>(recording.Samples(channel)));
-  edfread_physical_samples(recording.Handle(), channel, recording.Samples(channel), out.data());
-  return out.front() + out.back();
+  const auto out = Output<double>(recording.Samples(channel));
+  recording.Read(channel, out);
+  return Sum(out);
 }
 
-double EdflibReadWindows(const std::string& name, const std::vector<std::int64_t>& starts,
-                         std::int64_t frames, std::vector<double>& out) {
+double EdflibReadWindows(const std::string& name, const Starts& starts, std::int64_t frames) {
   const Recording recording(name);
-  const auto count = static_cast<int>(frames);
-  out.resize(static_cast<std::size_t>(recording.Signals() * count));
+  const auto count = static_cast<std::size_t>(frames);
+  const auto out = Output<double>(static_cast<std::size_t>(recording.Signals()) * count);
   double sum = 0;
   for (const std::int64_t start : starts) {
     for (int s = 0; s < recording.Signals(); ++s) {
-      edfseek(recording.Handle(), s, start, EDFSEEK_SET);
-      edfread_physical_samples(recording.Handle(), s, count,
-                               out.data() + static_cast<std::ptrdiff_t>(s) * count);
+      recording.Seek(s, start);
+      recording.Read(s, out.subspan(static_cast<std::size_t>(s) * count, count));
     }
-    sum += out.front() + out.back();
+    sum += Sum(out);
   }
   return sum;
 }
@@ -80,7 +92,7 @@ double EdflibReadWindows(const std::string& name, const std::vector<std::int64_t
 double EdflibFirstSample(const std::string& name) {
   const Recording recording(name);
   double value = 0;
-  edfread_physical_samples(recording.Handle(), 0, 1, &value);
+  recording.Read(0, {&value, 1});
   return value;
 }
 

@@ -1,9 +1,10 @@
 #include <sndfile.h>
 
+#include <algorithm>
 #include <memory>
-#include <numeric>
 #include <stdexcept>
 
+#include "Output.h"
 #include "Peers.h"
 
 namespace lmimport::bench {
@@ -20,54 +21,68 @@ class Sound {
     // As it stands, not from -1 to 1.
     sf_command(file_.get(), SFC_SET_NORM_DOUBLE, nullptr, SF_FALSE);
   }
-  SNDFILE* File() const { return file_.get(); }
   std::int64_t Frames() const { return info_.frames; }
   std::size_t Channels() const { return static_cast<std::size_t>(info_.channels); }
+  void Seek(std::int64_t frame) const { sf_seek(file_.get(), frame, SEEK_SET); }
+  void Read(double* to, std::int64_t frames) const {
+    Check(sf_readf_double(file_.get(), to, frames), frames);
+  }
+  void Read(short* to, std::int64_t frames) const {
+    Check(sf_readf_short(file_.get(), to, frames), frames);
+  }
 
  private:
+  static void Check(std::int64_t done, std::int64_t frames) {
+    if (done != frames) throw std::runtime_error("libsndfile reads too little");
+  }
+
   SF_INFO info_{};
   std::unique_ptr<SNDFILE, Close> file_;
 };
 
-}  // namespace
-
-double SndfileReadAll(const std::string& name, std::vector<double>& out) {
+template <class T>
+double ReadAll(const std::string& name) {
   const Sound sound(name);
-  out.resize(static_cast<std::size_t>(sound.Frames()) * sound.Channels());
-  sf_readf_double(sound.File(), out.data(), sound.Frames());
-  return out.front() + out.back();
+  const auto out = Output<T>(static_cast<std::size_t>(sound.Frames()) * sound.Channels());
+  sound.Read(out.data(), sound.Frames());
+  return Sum(out);
 }
 
-double SndfileReadAll(const std::string& name, std::vector<std::int16_t>& out) {
-  const Sound sound(name);
-  out.resize(static_cast<std::size_t>(sound.Frames()) * sound.Channels());
-  sf_readf_short(sound.File(), out.data(), sound.Frames());
-  return out.front() + out.back();
+}  // namespace
+
+double SndfileReadDoubles(const std::string& name) {
+  return ReadAll<double>(name);
+}
+
+double SndfileReadIntegers(const std::string& name) {
+  return ReadAll<short>(name);
 }
 
 // It knows whole frames only, so a host picks the channel out of them.
-double SndfileReadChannel(const std::string& name, int channel, std::vector<double>& out) {
+double SndfileReadChannel(const std::string& name, int channel) {
   constexpr std::int64_t piece = 16384;
   const Sound sound(name);
-  out.resize(static_cast<std::size_t>(sound.Frames()));
+  const auto out = Output<double>(static_cast<std::size_t>(sound.Frames()));
   std::vector<double> frames(piece * sound.Channels());
-  std::size_t written = 0;
-  while (const auto done =
-             static_cast<std::size_t>(sf_readf_double(sound.File(), frames.data(), piece)))
-    for (std::size_t i = 0; i < done; ++i)
-      out[written++] = frames[i * sound.Channels() + static_cast<std::size_t>(channel)];
-  return out.front() + out.back();
+  for (std::int64_t frame = 0; frame < sound.Frames(); frame += piece) {
+    const std::int64_t count = std::min(piece, sound.Frames() - frame);
+    sound.Read(frames.data(), count);
+    const double* from = frames.data() + channel;
+    for (std::int64_t i = 0; i < count; ++i)
+      out[static_cast<std::size_t>(frame + i)] =
+          from[i * static_cast<std::int64_t>(sound.Channels())];
+  }
+  return Sum(out);
 }
 
-double SndfileReadWindows(const std::string& name, const std::vector<std::int64_t>& starts,
-                          std::int64_t frames, std::vector<double>& out) {
+double SndfileReadWindows(const std::string& name, const Starts& starts, std::int64_t frames) {
   const Sound sound(name);
-  out.resize(static_cast<std::size_t>(frames) * sound.Channels());
+  const auto out = Output<double>(static_cast<std::size_t>(frames) * sound.Channels());
   double sum = 0;
   for (const std::int64_t start : starts) {
-    sf_seek(sound.File(), start, SEEK_SET);
-    sf_readf_double(sound.File(), out.data(), frames);
-    sum += out.front() + out.back();
+    sound.Seek(start);
+    sound.Read(out.data(), frames);
+    sum += Sum(out);
   }
   return sum;
 }
@@ -75,7 +90,7 @@ double SndfileReadWindows(const std::string& name, const std::vector<std::int64_
 double SndfileFirstSample(const std::string& name) {
   const Sound sound(name);
   std::vector<double> frame(sound.Channels());
-  sf_readf_double(sound.File(), frame.data(), 1);
+  sound.Read(frame.data(), 1);
   return frame.front();
 }
 

@@ -1,5 +1,5 @@
 // Other readers of the same formats. Each call opens the file, reads, closes it, and gives the sum
-// of what it read, to be compared.
+// of what it read, to be compared. All throw std::runtime_error when a peer doesn't read all.
 #pragma once
 
 #include <cstdint>
@@ -8,26 +8,25 @@
 
 namespace lmimport::bench {
 
-double SndfileReadAll(const std::string& name, std::vector<double>& out);
-double SndfileReadAll(const std::string& name, std::vector<std::int16_t>& out);
-double SndfileReadChannel(const std::string& name, int channel, std::vector<double>& out);
-double SndfileReadWindows(const std::string& name, const std::vector<std::int64_t>& starts,
-                          std::int64_t frames, std::vector<double>& out);
+using Starts = std::vector<std::int64_t>;  // of windows, in frames from 0
 
-/// The first sample of the first channel.
+double SndfileReadDoubles(const std::string& name);
+double SndfileReadIntegers(const std::string& name);
+double SndfileReadChannel(const std::string& name, int channel);
+double SndfileReadWindows(const std::string& name, const Starts& starts, std::int64_t frames);
 double SndfileFirstSample(const std::string& name);
-double EdflibFirstSample(const std::string& name);
 
 /// Column by column, as the file has them.
-double MatioReadAll(const std::string& name, std::vector<double>& out);
+double MatioReadDoubles(const std::string& name);
 
-double EdflibReadAll(const std::string& name, std::vector<double>& out);
-double EdflibReadAll(const std::string& name, std::vector<int>& out);
-double EdflibReadChannel(const std::string& name, int channel, std::vector<double>& out);
-double EdflibReadWindows(const std::string& name, const std::vector<std::int64_t>& starts,
-                         std::int64_t frames, std::vector<double>& out);
+/// Signal behind signal; the counts as ints.
+double EdflibReadDoubles(const std::string& name);
+double EdflibReadIntegers(const std::string& name);
+double EdflibReadChannel(const std::string& name, int channel);
+double EdflibReadWindows(const std::string& name, const Starts& starts, std::int64_t frames);
+double EdflibFirstSample(const std::string& name);
 
 /// Into memory of its own.
-double BiosigReadAll(const std::string& name);
+double BiosigReadDoubles(const std::string& name);
 
 }  // namespace lmimport::bench

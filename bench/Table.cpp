@@ -1,6 +1,6 @@
 // Measures the library against the bare file system and against other readers of the same files, and
-// prints one table of one run: bench_table FOLDER [WORDS]: where the
-// recordings are made, some 3 GB of them, and what the rows to print have in them.
+// prints one table of one run: bench_table FOLDER [WORDS], where the recordings are made, and what the
+// rows to print have in them.
 #include <fcntl.h>
 #include <fmt/core.h>
 #include <lmimport/lmimport.h>
@@ -18,6 +18,7 @@
 #include <stdexcept>
 
 #include "Inputs.h"
+#include "Output.h"
 #include "Peers.h"
 
 namespace {
@@ -28,11 +29,13 @@ using namespace lmimport::bench;
 constexpr int Rounds = 5;
 constexpr std::int64_t PieceBytes = 1 << 20;
 
+constexpr double CountsPerUnit = 6400;  // of a wave file
+
 std::string Wanted;  // part of what the rows to print measure
 
 struct Contestant {
   std::string Name;
-  std::function<double()> Run;  // gives a sum over what it read
+  std::function<double()> Run;  // gives the sum of what it read
 };
 
 struct Row {
@@ -43,29 +46,47 @@ struct Row {
   std::function<void()> Prepare = [] {};  // before each run, and not measured
 };
 
-double Seconds(const std::function<double()>& run, double& sum) {
+bool IsWanted(std::string_view what) {
+  return what.find(Wanted) != std::string_view::npos;
+}
+
+double Seconds(const std::function<double()>& run) {
   const auto start = std::chrono::steady_clock::now();
-  sum = run();
+  run();
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-// All contestants in turn, some rounds of it: the best time of each. Those that don't read the same
-// have no time.
+// The sum of all that is read, where nothing of an earlier run stands.
+double CompleteSum(const Row& row, const std::function<double()>& run) {
+  row.Prepare();
+  std::ranges::fill(WholeOutput<double>(), NAN);
+  std::ranges::fill(WholeOutput<Integer>(), Integer{12345});
+  std::ranges::fill(WholeOutput<int>(), 12345);
+  SumsAreComplete = true;
+  const double sum = run();
+  SumsAreComplete = false;
+  return sum;
+}
+
+// All contestants in turn, some rounds of it: the best time of each. Throws when one of them doesn't
+// read the same.
 void Print(const Row& row) {
-  if (row.What.find(Wanted) == std::string::npos) return;
-  double expected = 0;
+  if (!IsWanted(row.What)) return;
+  const double expected = CompleteSum(row, row.Ours);
+  for (const Contestant& other : row.Others) {
+    const double sum = CompleteSum(row, other.Run);
+    if (!(std::abs(sum - expected) <= 1e-6 * std::abs(expected)))
+      throw std::runtime_error(
+          fmt::format("{}: {} reads {}, not {}", row.What, other.Name, sum, expected));
+  }
   double ours = INFINITY;
   std::vector<double> others(row.Others.size(), INFINITY);
   for (int round = 0; round < Rounds; ++round) {
     row.Prepare();
-    ours = std::min(ours, Seconds(row.Ours, expected));
+    ours = std::min(ours, Seconds(row.Ours));
     for (std::size_t i = 0; i < others.size(); ++i) {
-      double sum = 0;
       row.Prepare();
-      others[i] = std::min(others[i], Seconds(row.Others[i].Run, sum));
-      if (std::abs(sum - expected) > 1e-6 * (1 + std::abs(expected)))
-        throw std::runtime_error(
-            fmt::format("{}: {} reads {}, not {}", row.What, row.Others[i].Name, sum, expected));
+      others[i] = std::min(others[i], Seconds(row.Others[i].Run));
     }
   }
   const double each = ours / row.Times;
@@ -102,31 +123,17 @@ Long Read(LMIBlock& block, Long start, Long count, Integer* out) {
   return block.GetDataInteger(start, count, out);
 }
 
-// The outputs are made once: what a host's fresh memory costs is not measured.
-template <class T>
-std::vector<T>& Output() {
-  static std::vector<T> output;
-  return output;
-}
-
-template <class T>
-double Ends(const std::vector<T>& out) {
-  return static_cast<double>(out.front()) + static_cast<double>(out.back());
-}
-
 template <class T>
 double ReadAll(LMIBlock& block) {
-  std::vector<T>& out = Output<T>();
-  out.resize(static_cast<std::size_t>(block.SizeData()));
+  const auto out = Output<T>(static_cast<std::size_t>(block.SizeData()));
   Read(block, 1, block.SizeChannel(), out.data());
-  return Ends(out);
+  return Sum(out);
 }
 
 double ReadChannel(LMIBlock& block, int channel) {
-  std::vector<double>& out = Output<double>();
-  out.resize(static_cast<std::size_t>(block.SizeChannel()));
-  block.GetChannelDouble(static_cast<Integer>(channel + 1), 1, block.SizeChannel(), out.data());
-  return Ends(out);
+  const auto out = Output<double>(static_cast<std::size_t>(block.SizeChannel()));
+  block.GetChannelDouble(static_cast<Integer>(channel + 1), 1, block.SizeChannel(), out);
+  return Sum(out);
 }
 
 // What the samples of a recording are, for those who read them with nothing but the system.
@@ -163,6 +170,9 @@ class BareFile {
   std::int64_t Read(void* target, std::int64_t size, std::int64_t position) const {
     return ::pread(handle_, target, static_cast<std::size_t>(size), position);
   }
+  void ReadAll(void* target, std::int64_t size, std::int64_t position) const {
+    if (Read(target, size, position) != size) throw std::runtime_error("a short read");
+  }
 
  private:
   int handle_;
@@ -172,15 +182,14 @@ class BareFile {
 template <class Stored>
 double LimitDouble(const Layout& layout) {
   const BareFile file(layout.Name);
-  std::vector<double>& out = Output<double>();
-  out.resize(static_cast<std::size_t>(layout.Samples));
+  const auto out = Output<double>(static_cast<std::size_t>(layout.Samples));
   const std::int64_t step =
       PieceBytes / static_cast<std::int64_t>(sizeof(Stored)) / layout.Channels * layout.Channels;
   std::vector<Stored> piece(static_cast<std::size_t>(step));
   for (std::int64_t i = 0; i < layout.Samples; i += step) {
     const std::int64_t count = std::min(step, layout.Samples - i);
     const std::int64_t width = sizeof(Stored);
-    file.Read(piece.data(), count * width, layout.DataPtr + i * width);
+    file.ReadAll(piece.data(), count * width, layout.DataPtr + i * width);
     double* to = out.data() + i;
     if constexpr (std::is_same_v<Stored, double>) {
       std::copy_n(piece.begin(), count, to);
@@ -191,54 +200,61 @@ double LimitDouble(const Layout& layout) {
           to[f + c] = piece[f + c] / layout.Scale[c] + layout.Offset[c];
     }
   }
-  return Ends(out);
+  return Sum(out);
 }
 
-// The same reads, and the range of all channels together; gives what the library gives.
+// The same reads, and the range of each channel, one or as many as there are lanes; gives 1 when it
+// is the one that the library found, which is wider by less than ten times.
 double LimitRange(const Layout& layout) {
   const BareFile file(layout.Name);
+  constexpr std::size_t lanes = 16;
   constexpr std::int64_t step = PieceBytes / 8;
   std::vector<double> piece(step);
-  std::array<double, 8> least{};
-  std::array<double, 8> greatest{};
+  std::array<double, lanes> least{};
+  std::array<double, lanes> greatest{};
   for (std::int64_t i = 0; i < layout.Samples; i += step) {
     const std::int64_t count = std::min(step, layout.Samples - i);
-    file.Read(piece.data(), count * 8, layout.DataPtr + i * 8);
+    file.ReadAll(piece.data(), count * 8, layout.DataPtr + i * 8);
     for (std::size_t k = 0; k < static_cast<std::size_t>(count); ++k) {
-      least[k % 8] = piece[k] < least[k % 8] ? piece[k] : least[k % 8];
-      greatest[k % 8] = piece[k] > greatest[k % 8] ? piece[k] : greatest[k % 8];
+      least[k % lanes] = piece[k] < least[k % lanes] ? piece[k] : least[k % lanes];
+      greatest[k % lanes] = piece[k] > greatest[k % lanes] ? piece[k] : greatest[k % lanes];
     }
   }
-  return least[0] < greatest[0] ? layout.Offset[0] : 0;
+  for (std::size_t lane = 0; lane < lanes; ++lane) {
+    const std::size_t channel = lane % static_cast<std::size_t>(layout.Channels);
+    const double low = layout.Offset[channel] - 32768 / layout.Scale[channel];
+    const double high = layout.Offset[channel] + 32767 / layout.Scale[channel];
+    const double width = greatest[lane] - least[lane];
+    if (least[lane] < low || greatest[lane] > high || high - low > 10 * width) return 0;
+  }
+  return 1;
 }
 
 double LimitInteger(const Layout& layout) {
   const BareFile file(layout.Name);
-  std::vector<Integer>& out = Output<Integer>();
-  out.resize(static_cast<std::size_t>(layout.Samples));
+  const auto out = Output<Integer>(static_cast<std::size_t>(layout.Samples));
   constexpr std::int64_t step = PieceBytes / 2;
   for (std::int64_t i = 0; i < layout.Samples; i += step)
-    file.Read(out.data() + i, 2 * std::min(step, layout.Samples - i), layout.DataPtr + 2 * i);
-  return Ends(out);
+    file.ReadAll(out.data() + i, 2 * std::min(step, layout.Samples - i), layout.DataPtr + 2 * i);
+  return Sum(out);
 }
 
 double LimitChannel(const Layout& layout, int channel) {
   const BareFile file(layout.Name);
   const std::int64_t channels = layout.Channels;
-  std::vector<double>& out = Output<double>();
-  out.resize(static_cast<std::size_t>(layout.Samples / channels));
+  const auto out = Output<double>(static_cast<std::size_t>(layout.Samples / channels));
   const std::int64_t step = PieceBytes / 2 / channels;
   std::vector<Integer> piece(static_cast<std::size_t>(step * channels));
   const double scale = layout.Scale[static_cast<std::size_t>(channel)];
   const double offset = layout.Offset[static_cast<std::size_t>(channel)];
   for (std::int64_t i = 0; i < std::ssize(out); i += step) {
     const std::int64_t count = std::min(step, std::ssize(out) - i);
-    file.Read(piece.data(), 2 * count * channels, layout.DataPtr + 2 * i * channels);
+    file.ReadAll(piece.data(), 2 * count * channels, layout.DataPtr + 2 * i * channels);
     for (std::int64_t f = 0; f < count; ++f)
       out[static_cast<std::size_t>(i + f)] =
           piece[static_cast<std::size_t>(f * channels + channel)] / scale + offset;
   }
-  return Ends(out);
+  return Sum(out);
 }
 
 void WholeFiles(const std::string& folder) {
@@ -248,32 +264,24 @@ void WholeFiles(const std::string& folder) {
     std::vector<Contestant> Doubles;
     std::vector<Contestant> Integers;
   };
-  const auto scaled = [](double sum) { return sum / 6400; };
   const std::string wave = WaveFile(folder, 2);
   const std::string edf = EdfFile(folder, false);
-  const std::string mixed = EdfFile(folder, true);
-  const std::string abf = AbfFile(folder);
-  std::vector<double>& out = Output<double>();
-  static std::vector<int> ints;
-  const File files[] = {{"WinDaq, 8 channels", WindaqFile(folder, 8), {}, {}},
-                        {"WAVE, stereo",
-                         wave,
-                         {{"libsndfile", [=, &out] { return scaled(SndfileReadAll(wave, out)); }}},
-                         {{"libsndfile", [=] { return SndfileReadAll(wave, Output<Integer>()); }}}},
-                        {"EDF, 32 signals of one rate",
-                         edf,
-                         {{"EDFlib", [=, &out] { return EdflibReadAll(edf, out); }},
-                          {"libbiosig", [=] { return BiosigReadAll(edf); }}},
-                         {{"EDFlib", [=] { return EdflibReadAll(edf, ints); }}}},
-                        // EDFlib gives the samples as they stand, half as many.
-                        {"EDF, 32 signals of four rates",
-                         mixed,
-                         {{"EDFlib", [=, &out] { return EdflibReadAll(mixed, out); }},
-                          {"libbiosig", [=] { return BiosigReadAll(mixed); }}},
-                         {{"EDFlib", [=] { return EdflibReadAll(mixed, ints); }}}},
-                        {"ABF, 2 channels", abf, {}, {}},
-                        {"ACQ, 4 channels in place", AcqFile(folder, false), {}, {}},
-                        {"chart, 8 channels", ChartFile(folder, 8), {}, {}}};
+  const File files[] = {
+      {"WinDaq, 8 channels", WindaqFile(folder, 8), {}, {}},
+      {"WAVE, stereo",
+       wave,
+       {{"libsndfile", [=] { return SndfileReadDoubles(wave) / CountsPerUnit; }}},
+       {{"libsndfile", [=] { return SndfileReadIntegers(wave); }}}},
+      {"EDF, 32 signals of one rate, converted before",
+       edf,
+       {{"EDFlib", [=] { return EdflibReadDoubles(edf); }},
+        {"libbiosig", [=] { return BiosigReadDoubles(edf); }}},
+       {{"EDFlib", [=] { return EdflibReadIntegers(edf); }}}},
+      // What peers give of several rates is half as much, or twice as much.
+      {"EDF, 32 signals of four rates, converted before", EdfFile(folder, true), {}, {}},
+      {"ABF, 2 channels", AbfFile(folder), {}, {}},
+      {"ACQ, 4 channels in place", AcqFile(folder, false), {}, {}},
+      {"chart, 8 channels", ChartFile(folder, 8), {}, {}}};
   for (const File& file : files) {
     const LMIBlockPtr block = OpenBlock(file.Name);
     const Layout layout = LayoutOf(*block, file.Name);
@@ -293,9 +301,9 @@ void WholeFiles(const std::string& folder) {
     Print({fmt::format("MATLAB 5, Doubles, {} in a frame: all as Double", channels),
            [&] { return ReadAll<Double>(*block); },
            {{"", [=] { return LimitDouble<Double>(layout); }},
-            {"matio", [=, &out] { return MatioReadAll(name, out); }}}});
+            {"matio", [=] { return MatioReadDoubles(name); }}}});
     Print({fmt::format("MATLAB 5, Doubles, {} in a frame: open, with their range", channels),
-           [&] { return OpenBlock(name)->ChannelDoubleB(1); },
+           [&] { return OpenBlock(name) ? 1 : 0; },
            {{"", [=] { return LimitRange(layout); }}}});
   }
 }
@@ -309,31 +317,29 @@ void OneChannel(const std::string& folder) {
     Print({fmt::format("WAVE: one channel of {} as Double", channels),
            [&] { return ReadChannel(*block, channel); },
            {{"", [=] { return LimitChannel(layout, channel); }},
-            {"libsndfile",
-             [=] { return SndfileReadChannel(name, channel, Output<double>()) / 6400; }}}});
+            {"libsndfile", [=] { return SndfileReadChannel(name, channel) / CountsPerUnit; }}}});
   }
   const std::string edf = EdfFile(folder, false);
   const LMIBlockPtr block = OpenBlock(edf);
-  Print({"EDF: one signal of 32 as Double",
+  const Layout layout = LayoutOf(*block, edf);
+  Print({"EDF, converted before: one signal of 32 as Double",
          [&] { return ReadChannel(*block, 16); },
-         {{"EDFlib", [=] { return EdflibReadChannel(edf, 16, Output<double>()); }}}});
+         {{"", [=] { return LimitChannel(layout, 16); }},
+          {"EDFlib", [=] { return EdflibReadChannel(edf, 16); }}}});
 }
-
-using Starts = std::vector<std::int64_t>;  // of windows, in frames from 0
 
 double LimitWindows(const Layout& layout, const Starts& starts, std::int64_t frames) {
   const BareFile file(layout.Name);
-  std::vector<double>& out = Output<double>();
   const auto channels = static_cast<std::size_t>(layout.Channels);
   std::vector<Integer> piece(static_cast<std::size_t>(frames) * channels);
-  out.resize(piece.size());
+  const auto out = Output<double>(piece.size());
   double sum = 0;
   for (const std::int64_t start : starts) {
-    file.Read(piece.data(), 2 * std::ssize(piece), layout.DataPtr + 2 * start * layout.Channels);
+    file.ReadAll(piece.data(), 2 * std::ssize(piece), layout.DataPtr + 2 * start * layout.Channels);
     for (std::size_t f = 0; f < piece.size(); f += channels)
       for (std::size_t c = 0; c < channels; ++c)
         out[f + c] = piece[f + c] / layout.Scale[c] + layout.Offset[c];
-    sum += Ends(out);
+    sum += Sum(out);
   }
   return sum;
 }
@@ -345,12 +351,13 @@ void Windows(const std::string& folder) {
     std::string Name;
     Long Frames;  // of one second
     const char* Peer;
-    double (*ReadWindows)(const std::string&, const Starts&, std::int64_t, std::vector<double>&);
-    double Unscaled;  // what a value of the peer is of ours
+    double (*ReadWindows)(const std::string&, const Starts&, std::int64_t);
+    double PeerScale;  // its values are so many times ours
   };
   const File files[] = {
-      {"WAVE, stereo", WaveFile(folder, 2), 1000, "libsndfile", SndfileReadWindows, 6400},
-      {"EDF, 32 signals", EdfFile(folder, false), 250, "EDFlib", EdflibReadWindows, 1}};
+      {"WAVE, stereo", WaveFile(folder, 2), 1000, "libsndfile", SndfileReadWindows, CountsPerUnit},
+      {"EDF, 32 signals, converted before", EdfFile(folder, false), 250, "EDFlib",
+       EdflibReadWindows, 1}};
   for (const File& file : files) {
     const LMIBlockPtr block = OpenBlock(file.Name);
     const Layout layout = LayoutOf(*block, file.Name);
@@ -359,17 +366,17 @@ void Windows(const std::string& folder) {
     for (int i = 0; i < windows; ++i)
       starts.push_back(random() % static_cast<unsigned>(block->SizeChannel() - file.Frames));
     const auto ours = [&] {
-      std::vector<double>& out = Output<double>();
-      out.resize(static_cast<std::size_t>(file.Frames * block->ChannelCount()));
+      const auto out =
+          Output<double>(static_cast<std::size_t>(file.Frames * block->ChannelCount()));
       double sum = 0;
       for (const std::int64_t start : starts) {
         Read(*block, static_cast<Long>(start + 1), file.Frames, out.data());
-        sum += Ends(out);
+        sum += Sum(out);
       }
       return sum;
     };
     const auto peer = [&] {
-      return file.ReadWindows(file.Name, starts, file.Frames, Output<double>()) / file.Unscaled;
+      return file.ReadWindows(file.Name, starts, file.Frames) / file.PeerScale;
     };
     Print({fmt::format("{}: 10,000 windows of one second, each", file.What),
            ours,
@@ -405,14 +412,15 @@ void Opens(const std::string& folder) {
     FirstSample Theirs;
   };
   const std::string windaq = WindaqFile(folder, 8);
-  const File files[] = {{"WinDaq", windaq, "", {}},
-                        {"WinDaq of 2 GB", WindaqFile(folder, 8, 2'000'000'000), "", {}},
-                        {"WAVE", WaveFile(folder, 2), "libsndfile",
-                         [](const std::string& name) { return SndfileFirstSample(name) / 6400; }},
-                        {"ABF", AbfFile(folder), "", {}},
-                        {"chart", ChartFile(folder, 8), "", {}},
-                        {"ACQ in place", AcqFile(folder, false), "", {}},
-                        {"EDF, converted", EdfFile(folder, false), "EDFlib", EdflibFirstSample}};
+  const File files[] = {
+      {"WinDaq", windaq, "", {}},
+      {"WinDaq of 2 GB", WindaqFile(folder, 8, 2'000'000'000), "", {}},
+      {"WAVE", WaveFile(folder, 2), "libsndfile",
+       [](const std::string& name) { return SndfileFirstSample(name) / CountsPerUnit; }},
+      {"ABF", AbfFile(folder), "", {}},
+      {"chart", ChartFile(folder, 8), "", {}},
+      {"ACQ in place", AcqFile(folder, false), "", {}},
+      {"EDF, converted", EdfFile(folder, false), "EDFlib", EdflibFirstSample}};
   for (const File& file : files) {
     std::vector<Contestant> others;
     if (file.Theirs) others.push_back({file.Peer, repeated(file.Theirs, file.Name)});
@@ -430,18 +438,22 @@ double Copy(const std::string& name) {
   std::vector<char> piece(PieceBytes);
   std::int64_t position = 0;
   while (const std::int64_t done = file.Read(piece.data(), PieceBytes, position)) {
-    if (::pwrite(out, piece.data(), static_cast<std::size_t>(done), position) != done) break;
+    if (::pwrite(out, piece.data(), static_cast<std::size_t>(done), position) != done)
+      throw std::runtime_error("can't write " + copy);
     position += done;
   }
   ::fdatasync(out);
   ::close(out);
-  return 0;
+  return 1;
 }
 
 // Closes the file again: what is open isn't gone, though its name is.
 double Convert(const std::string& name) {
-  Import().CloseFile(Import().OpenFileObject(FromUtf8(name)));
-  return 0;
+  const LMIFilePtr file = Import().OpenFileObject(FromUtf8(name));
+  if (!file || !std::filesystem::exists(name + "dat"))
+    throw std::runtime_error("no flat file of " + name);
+  Import().CloseFile(file);
+  return 1;
 }
 
 void Conversions(const std::string& folder) {
@@ -450,12 +462,14 @@ void Conversions(const std::string& folder) {
       {"EDF of four rates: conversion, over a copy of the result", EdfFile(folder, true)},
       {"ACQ of three rates: conversion, over a copy of the result", AcqFile(folder, true)}};
   for (const auto& [what, name] : files) {
+    if (!IsWanted(what)) continue;
     OpenBlock(name);
-    const bool copiesResult = std::string_view(what).ends_with("result");
-    const std::string flat = name + "flat";
-    std::filesystem::copy_file(name + "dat", flat,
-                               std::filesystem::copy_options::overwrite_existing);
-    const std::string original = copiesResult ? flat : name;
+    std::string original = name;
+    if (std::string_view(what).ends_with("result")) {
+      original += "flat";
+      std::filesystem::copy_file(name + "dat", original,
+                                 std::filesystem::copy_options::overwrite_existing);
+    }
     // What the file system does to drop an old file isn't the work of the new one.
     const auto prepare = [&original, &file = name] {
       ::unlink((file + "dat").c_str());
@@ -468,7 +482,7 @@ void Conversions(const std::string& folder) {
            1,
            prepare});
     std::filesystem::remove(original + "copy");
-    std::filesystem::remove(flat);
+    if (original != name) std::filesystem::remove(original);
   }
 }
 
@@ -487,30 +501,31 @@ double PeakOf(const std::function<void()>& work) {
 }
 
 void Memory(const std::string& folder) {
-  const std::string winDaq = WindaqFile(folder, 8);
-  const std::string longWinDaq = WindaqFile(folder, 8, 2'000'000'000);
-  const std::string matlab = Matlab5File(folder, 16);
-  const std::string edf = EdfFile(folder, true);
-  const std::string acq = AcqFile(folder, true);
   const double start = PeakOf([] { LMImport(); });
-  const auto print = [&](std::string_view what, const std::function<void()>& work) {
-    if (what.find(Wanted) == std::string_view::npos) return;
-    fmt::print("| {} | {:.1f} MiB | | |\n", what, std::max(0.0, PeakOf(work) - start));
+  const auto print = [start](const std::string& what, const std::function<void()>& work) {
+    if (IsWanted(what))
+      fmt::print("| {} | {:.1f} MiB | | |\n", what, std::max(0.0, PeakOf(work) - start));
   };
-  const auto readThrough = [](const std::string& name) {
-    const LMIBlockPtr block = OpenBlock(name);
-    constexpr Long frames = 4096;
-    std::vector<double> out(static_cast<std::size_t>(frames) * 32);
-    for (Long frame = 1; frame <= block->SizeChannel(); frame += frames)
-      Read(*block, frame, frames, out.data());
-  };
-  print("peak memory: WinDaq of 200 MB, read through", [&] { readThrough(winDaq); });
-  print("peak memory: WinDaq of 2 GB, read through", [&] { readThrough(longWinDaq); });
-  print("peak memory: MATLAB 5, open and range", [&] { OpenBlock(matlab); });
-  std::filesystem::remove(edf + "dat");
-  std::filesystem::remove(acq + "dat");
-  print("peak memory: EDF, conversion", [&] { Convert(edf); });
-  print("peak memory: ACQ, conversion", [&] { Convert(acq); });
+  const std::pair<const char*, std::string> readThrough[] = {
+      {"WinDaq of 200 MB", WindaqFile(folder, 8)},
+      {"WinDaq of 2 GB", WindaqFile(folder, 8, 2'000'000'000)},
+      {"WAVE", WaveFile(folder, 2)},
+      {"chart", ChartFile(folder, 8)},
+      {"MATLAB 5, its range too,", Matlab5File(folder, 16)}};
+  for (const auto& [what, name] : readThrough) {
+    print(fmt::format("peak memory: {} read through", what), [&file = name] {
+      const LMIBlockPtr block = OpenBlock(file);
+      constexpr Long frames = 4096;
+      std::vector<double> out(static_cast<std::size_t>(frames * block->ChannelCount()));
+      for (Long frame = 1; frame <= block->SizeChannel(); frame += frames)
+        Read(*block, frame, frames, out.data());
+    });
+  }
+  for (const std::string& name : {EdfFile(folder, true), AcqFile(folder, true)}) {
+    std::filesystem::remove(name + "dat");
+    print(fmt::format("peak memory: {}, conversion", name.ends_with("edf") ? "EDF" : "ACQ"),
+          [&] { Convert(name); });
+  }
 }
 
 }  // namespace
