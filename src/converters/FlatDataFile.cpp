@@ -15,7 +15,7 @@ FlatDataFile::~FlatDataFile() {
 }
 
 bool FlatDataFile::Judge() const {
-  return file_->Size() == length_ && file_->LastWriteTime() > state_.RecordingTime;
+  return file_->Size() == length_ && file_->Times().Written > state_.RecordingTimes.Written;
 }
 
 bool FlatDataFile::FindOrCreate() {
@@ -77,10 +77,7 @@ void FlatDataFile::Adopt() {
 }
 
 void FlatDataFile::Complete() {
-  const auto hasChanged = [this] {
-    return state_.DataFile->LastWriteTime() != state_.RecordingTime ||
-           state_.DataFile->LastChangeTime() != state_.RecordingChange;
-  };
+  const auto hasChanged = [this] { return state_.DataFile->Times() != state_.RecordingTimes; };
   if (!temporary_) file_->Flush();
   // With the last byte goes the mark, all at once, where the flat file is none for the next open.
   std::string end(length_ > 0 ? 1 : 0, lastByte_);

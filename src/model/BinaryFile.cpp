@@ -80,12 +80,8 @@ std::int64_t BinaryFile::Size() const {
   return Guarded("get the size of", [this] { return file_.Size(); });
 }
 
-platform::WriteTime BinaryFile::LastWriteTime() const {
-  return Guarded("get the date of", [this] { return file_.LastWriteTime(); });
-}
-
-platform::WriteTime BinaryFile::LastChangeTime() const {
-  return Guarded("get the date of", [this] { return file_.LastChangeTime(); });
+platform::FileTimes BinaryFile::Times() const {
+  return Guarded("get the date of", [this] { return file_.Times(); });
 }
 
 unsigned BinaryFile::RightsBeside() const {
@@ -93,7 +89,7 @@ unsigned BinaryFile::RightsBeside() const {
 }
 
 Date BinaryFile::FileDateTime() const {
-  const std::tm local = platform::LocalTime(LastWriteTime().Seconds);
+  const std::tm local = platform::LocalTime(Times().Written.Seconds);
   return DateSerial(local.tm_year + std::int64_t{1900}, local.tm_mon + 1, local.tm_mday) +
          TimeSerial(local.tm_hour, local.tm_min, local.tm_sec);
 }

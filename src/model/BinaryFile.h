@@ -46,8 +46,7 @@ class BinaryFile {
   std::int64_t Size() const;                            // bytes, at this moment
   const String& PathName() const { return pathName_; }  // with its folder
   Date FileDateTime() const;                            // last write, local time, whole seconds
-  platform::WriteTime LastWriteTime() const;            // the same, to compare
-  platform::WriteTime LastChangeTime() const;           // also of its name or date, to compare
+  platform::FileTimes Times() const;                    // to compare
   unsigned RightsBeside() const;  // that a file beside this one may be created with
   const String& LastError() const { return lastError_; }
 

@@ -54,8 +54,7 @@ struct ImportState {
   std::vector<BlockRec> Blocks;
   std::shared_ptr<LMIFile> CurrentFile;
   std::unique_ptr<BinaryFile> DataFile;
-  platform::WriteTime RecordingTime;    // of the file as it was opened, before anything was read:
-  platform::WriteTime RecordingChange;  // last write, and last change of any kind
+  platform::FileTimes RecordingTimes;  // of the file as it was opened, before anything was read
   std::shared_ptr<class FileSelector> FileSelector;  // made at its first use
   bool Started = false;                              // the start routine has run on this thread
 

@@ -160,6 +160,16 @@ std::string RealText(Real number) {
   return ShortestText(number, plain ? std::chars_format::fixed : std::chars_format::scientific);
 }
 
+std::u16string_view WithoutBlanks(std::u16string_view text) {
+  const std::size_t first = text.find_first_not_of(u' ');
+  if (first == std::u16string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(u' ') + 1 - first);
+}
+
+bool IsAscii(std::string_view bytes) {
+  return std::ranges::none_of(bytes, [](char c) { return static_cast<unsigned char>(c) > 0x7f; });
+}
+
 }  // namespace
 
 String FromUtf8(std::string_view bytes) {
@@ -210,12 +220,12 @@ int TextTools::Page() const {
 }
 
 bool TextTools::MisreadsUtf8(std::string_view bytes) const {
-  const auto isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
-  if (std::ranges::all_of(bytes, isAscii) || Page() == Utf8Page) return false;
+  if (IsAscii(bytes) || Page() == Utf8Page) return false;
   return std::ranges::none_of(FromUtf8(bytes), [](char16_t c) { return IsEscape(c); });
 }
 
 String TextTools::Text(std::string_view bytes) const {
+  if (IsAscii(bytes)) return String(bytes.begin(), bytes.end());  // in every page
   const int page = Page();
   if (page == Utf8Page) return FromUtf8(bytes);
   const char16_t* upper = platform::UpperHalfOfCodePage(page);
@@ -245,7 +255,7 @@ Long ParseWholeNumber(std::u16string_view text, std::string_view field) {
     std::ranges::replace(shown, '\0', '?');  // which would end the message
     return Sentence(field, " \"", shown, "\"");
   };
-  const std::string trimmed = ToUtf8(TrimBlanks(text));
+  const std::string trimmed = ToUtf8(WithoutBlanks(text));
   std::string_view number = trimmed;
   const bool negative = number.starts_with('-');
   if (negative || number.starts_with('+')) number.remove_prefix(1);
@@ -266,9 +276,7 @@ Long ParseWholeNumber(std::u16string_view text, std::string_view field) {
 }
 
 String TrimBlanks(std::u16string_view text) {
-  const std::size_t first = text.find_first_not_of(u' ');
-  if (first == std::u16string_view::npos) return {};
-  return String(text.substr(first, text.find_last_not_of(u' ') + 1 - first));
+  return String(WithoutBlanks(text));
 }
 
 String LowerCase(std::u16string_view text) {

@@ -24,10 +24,16 @@ enum class Lock {
 };
 
 /// As the file system keeps it: no time zone, so a change of the clock's rules moves none.
-struct WriteTime {
+struct FileTime {
   std::int64_t Seconds = 0;  // since 1970, UTC
   std::int64_t Nanoseconds = 0;
-  auto operator<=>(const WriteTime&) const = default;
+  auto operator<=>(const FileTime&) const = default;
+};
+
+struct FileTimes {
+  FileTime Written;  // last
+  FileTime Changed;  // last, in any way: written, renamed over, its date set back
+  bool operator==(const FileTimes&) const = default;
 };
 
 /// An open plain file: positional reads and writes, no position of its own.
@@ -40,9 +46,9 @@ class File {
 
   /// Gives no error and opens the file, or leaves it closed. What isn't a plain file is refused,
   /// and never waited for; to write, a symbolic link is refused too, and a file of several names,
-  /// the others of which may be another's. Locks are advisory, never waited for, taken before anything in the file changes, and held until the close. Where the
-  /// file system has none, Exclusive is refused and Shared is let pass. What couldn't be locked is
-  /// left as it was.
+  /// the others of which may be another's. Locks are advisory, never waited for, taken before
+  /// anything in the file changes, and held until the close. Where the file system has none,
+  /// Exclusive is refused and Shared is let pass. What couldn't be locked is left as it was.
   /// A new file gets at most the rights `rights`, in the way of the system; a temporary one is its
   /// maker's alone.
   std::error_code Open(const std::string& name, Access access, Lock lock, unsigned rights = 0666);
@@ -62,10 +68,7 @@ class File {
   std::int64_t Size() const;
   void Resize(std::int64_t size);
   void Flush();  // all that is written, and the size, are on the disk
-  WriteTime LastWriteTime() const;
-
-  /// When the file itself was last changed in any way: written, renamed over, its date set back.
-  WriteTime LastChangeTime() const;
+  FileTimes Times() const;
 
   /// The rights that a file beside this one may have: not more than it, but its owner's to write.
   unsigned RightsBeside() const;

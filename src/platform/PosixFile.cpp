@@ -195,16 +195,11 @@ std::int64_t File::Size() const {
   return status.st_size;
 }
 
-WriteTime File::LastWriteTime() const {
+FileTimes File::Times() const {
   struct stat status {};
   if (::fstat(handle_, &status) != 0) throw std::system_error(LastSystemError());
-  return {status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
-}
-
-WriteTime File::LastChangeTime() const {
-  struct stat status {};
-  if (::fstat(handle_, &status) != 0) throw std::system_error(LastSystemError());
-  return {status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
+  return {{status.st_mtim.tv_sec, status.st_mtim.tv_nsec},
+          {status.st_ctim.tv_sec, status.st_ctim.tv_nsec}};
 }
 
 unsigned File::RightsBeside() const {
@@ -234,6 +229,7 @@ bool FolderExists(const std::string& name) {
 }
 
 std::string AbsoluteName(const std::string& name) {
+  if (name.starts_with('/')) return name;
   std::error_code error;
   const auto path = std::filesystem::absolute(name, error);
   return error ? name : path.string();

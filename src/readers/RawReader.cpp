@@ -18,8 +18,6 @@ namespace {
 constexpr Long BinaryFileType = 2;
 constexpr Long RawFileType = 3;
 
-using SidecarReader = bool (*)(ImportState&, const String&, BlockRec&);
-
 struct Sidecar {
   std::u16string_view Extension;  // of the recording
   const char16_t* Ending;
@@ -41,9 +39,7 @@ bool ReadSidecars(ImportState& state, BlockRec& block) {
     if (sidecar.Extension != extension) continue;
     state.FileType = sidecar.FileType;
     state.FileSubType = sidecar.FileSubType;
-    const String path = SidecarName(state.FileName, sidecar.Ending);
-    if (sidecar.Read(state, path, block)) return true;
-    NotePassedOver(state, path);
+    if (ReadBeside(state, sidecar.Ending, sidecar.Read, block)) return true;
     block = BlockRec();
     state.Channels = {};
   }

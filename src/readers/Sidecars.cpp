@@ -3,24 +3,33 @@
 #include <algorithm>
 
 namespace lmimport {
+namespace {
 
-String SidecarName(const String& fileName, const String& ending) {
+// Empty where nothing of that name is there.
+String NameBeside(const String& fileName, const String& ending) {
   String capitals = ending;
   for (char16_t& c : capitals) {
     if (c >= u'a' && c <= u'z') c = static_cast<char16_t>(c - u'a' + u'A');
   }
   const String base =
       fileName.substr(0, fileName.size() - std::min<std::size_t>(fileName.size(), 4));
-  const bool old = !PathTools::FileExists(base + ending) && PathTools::FileExists(base + capitals);
-  return base + (old ? capitals : ending);
+  for (const String& name : {base + ending, base + capitals}) {
+    if (PathTools::FileExists(name)) return name;
+  }
+  return PathTools::FolderExists(base + ending) ? base + ending : String();
 }
 
-void NotePassedOver(ImportState& state, const String& path) {
-  if (!PathTools::FileExists(path) && !PathTools::FolderExists(path)) return;
+}  // namespace
+
+bool ReadBeside(ImportState& state, const String& ending, SidecarReader read, BlockRec& block) {
+  const String name = NameBeside(state.FileName, ending);
+  if (name.empty()) return false;
+  if (read(state, name, block)) return true;
   state.Warn("sidecar-passed-over", 0,
-             Sentence(ToUtf8(path),
+             Sentence(ToUtf8(name),
                       " stands beside the recording and was passed over: it can't be "
                       "read, is locked, or is not of its format."));
+  return false;
 }
 
 }  // namespace lmimport

@@ -44,12 +44,11 @@ bool ReadSidecar(const String& path, Read read) {
   }
 }
 
-/// The name of a sidecar: that of the recording without its last four characters, and an ending.
-/// Where nothing is called so, the ending in capitals, as old systems wrote it, if there is a file
-/// of that.
-String SidecarName(const String& fileName, const String& ending);
+using SidecarReader = bool (*)(ImportState&, const String&, BlockRec&);
 
-/// Warns when something of that name is there, which has been passed over.
-void NotePassedOver(ImportState& state, const String& path);
+/// Reads the sidecar that is called as the recording is, with an ending in place of the last four
+/// characters, or with that in capitals, as old systems wrote it. False where there is none; what is
+/// there and gives false is told as a warning.
+bool ReadBeside(ImportState& state, const String& ending, SidecarReader read, BlockRec& block);
 
 }  // namespace lmimport

@@ -146,10 +146,7 @@ void FillBlock(ImportState& state, const WaveFormat& format, Long dataSize) {
   block.StartDateTime = state.DataFile->FileDateTime();
   block.Title = FromUtf8(Sentence(format.SamplesPerSecond / 1000.0, " kHz, ", format.Bits, "-bit"));
   state.FileType = WaveFileType;
-  const String sidecar = SidecarName(state.FileName, u"_wavheader.txt");
-  const bool calibrated = ReadBinHeader(state, sidecar, block);
-  if (!calibrated) NotePassedOver(state, sidecar);
-  state.FileSubType = calibrated ? 1 : 0;
+  state.FileSubType = ReadBeside(state, u"_wavheader.txt", ReadBinHeader, block) ? 1 : 0;
 }
 
 }  // namespace

@@ -84,7 +84,7 @@ bool OpenDataFile(ImportState& state, const String& FileName) {
   state.RefusedFor.reset();
   state.Found.clear();
   state.Progress.Restart();
-  if (!PathTools::FileExists(name) && !state.DefaultPath.empty()) {
+  if (!state.DefaultPath.empty() && !PathTools::FileExists(name)) {
     String candidate = PathTools::Join(state.DefaultPath, name);
     if (PathTools::FileExists(candidate)) name = std::move(candidate);
   }
@@ -95,8 +95,7 @@ bool OpenDataFile(ImportState& state, const String& FileName) {
   }
   state.IsOpen = true;
   state.FileHandle = file.Handle();
-  state.RecordingTime = file.LastWriteTime();
-  state.RecordingChange = file.LastChangeTime();
+  state.RecordingTimes = file.Times();
   state.FileName = file.PathName();
   if (ReadOpenFile(state)) return true;
 
