@@ -32,11 +32,11 @@ std::string AskProperties(const LMIBlock& block) {
   for (Integer c = 0; c <= block.ChannelCount() + 1; ++c) {
     ToUtf8(block.ChannelTitle(c) + block.ChannelUnitName(c));
     block.ChannelGlobalIndex(c);
-    for (const Double value : {block.ChannelDoubleA(c), block.ChannelDoubleB(c)})
-      if (std::isnan(value)) return "a scale that is no number";
-    if (!AreEqual(block.ChannelSingleB(c), static_cast<Single>(block.ChannelDoubleB(c))) ||
-        std::isnan(block.ChannelSingleA(c)))
-      return "a scale that differs as Single";
+    // An offset is what the file says it is.
+    if (std::isnan(block.ChannelDoubleA(c)) || std::isnan(block.ChannelSingleA(c)))
+      return "a scale that is no number";
+    if (!AreEqual<Double>(block.ChannelSingleB(c), block.ChannelDoubleB(c)))
+      return "an offset that differs as Single";
   }
   for (Long c = 0; c <= std::min(100, block.CommentCount()) + 1; ++c) {
     ToUtf8(block.CommentText(c));
