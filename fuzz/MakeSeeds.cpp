@@ -18,15 +18,15 @@ constexpr std::size_t LargestSeed = 64 * 1024;
 
 void AddReal(const std::filesystem::path& folder, Seeds& seeds) {
   const std::map<std::string, std::string> targets = {
-      {".wdq", "windaq"}, {".edf", "edf"}, {".acq", "acq"},     {".wav", "wave"},
-      {".abf", "abf"},    {".adicht", ""}, {".mat", "matlab5"}, {".cfwb", "cfwb"}};
+      {".wdq", "windaq"}, {".edf", "edf"},     {".acq", "acq"},  {".wav", "wave"},
+      {".abf", "abf"},    {".mat", "matlab5"}, {".cfwb", "cfwb"}};
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     std::string extension = entry.path().extension().string();
     std::ranges::transform(extension, extension.begin(), [](char c) {
       return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
     });
     const auto target = targets.find(extension);
-    if (target == targets.end() || target->second.empty()) continue;
+    if (target == targets.end()) continue;
     const std::string bytes =
         lmimport::test::Contents(entry.path().string()).substr(0, LargestSeed - 2);
     if (extension == ".mat") seeds.emplace("matlab4", bytes);

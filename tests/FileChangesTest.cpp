@@ -26,28 +26,40 @@ class FileChangesTest : public ImportTest {
 
 constexpr std::int64_t GiB = 1 << 30;
 
-// Files that are little else than a hole, with frames of two channels at both ends of it.
+// Files that are little else than a hole, with samples at both ends of it.
 TEST_F(FileChangesTest, FilesAbove2GiBAreReadAtBothEnds) {
   struct Row {
     const char* Name;
     std::string Head;
-    std::int64_t SampleBytes;
+    std::int64_t SampleBytes = 3 * GiB;
   };
   const WinDaq winDaq{.Flags = 0, .Samples = {}, .DataBytes = 0, .Annotations = ""};
   const Wave wave{.Samples = {}, .DataBytes = 2 * GiB - 4};
+  const Edf edf{.RecordCount = "96", .Signals = {{.Records = {""}, .RecordSamples = "16777216"}}};
+  const AcqChannelOf acqChannel{.Samples = {1}, .SampleCount = 3 * GiB / 4};
+  const std::string acq = Acq{.Channels = {acqChannel, acqChannel}, .Markers = {}}.Build();
+  const std::string abf = Patched(Abf().substr(0, 6144), 10, Bytes().Int32(3 * GiB / 2));
   import_.SetDefaultChannelCount(2);
   for (const auto& [base, head, sampleBytes] :
-       {Row{"f.wdq", winDaq.Build(), 3 * GiB}, Row{"f.raw", "", 3 * GiB},
-        Row{"f.wav", wave.Build(), 2 * GiB - 4}}) {
+       {Row{"f.wdq", winDaq.Build()}, Row{"f.raw", ""}, Row{"f.wav", wave.Build(), 2 * GiB - 4},
+        Row{"f.edf", edf.Build()}, Row{"f.acq", acq.substr(0, acq.size() - 12)},
+        Row{"f.abf", Patched(abf, 44, Bytes().Zeros(8))},
+        Row{"f.dat", Cfwb().substr(0, Cfwb().size() - 13)}}) {
     SCOPED_TRACE(base);
     const std::string name = folder_.Write(base, head);
     Put(name, std::ssize(head), Words({1, 2}));
     Put(name, std::ssize(head) + sampleBytes - 4, Words({4, 8}));
     ASSERT_TRUE(Open(name)) << Error();
     LMIBlock& block = *file_->Block(1);
-    ASSERT_EQ(block.SizeChannel(), sampleBytes / 4);
-    EXPECT_EQ(Frame(block, 1), (std::vector<Integer>{1, 2}));
-    EXPECT_EQ(Frame(block, block.SizeChannel()), (std::vector<Integer>{4, 8}));
+    ASSERT_EQ(block.SizeChannel(), sampleBytes / 2 / block.ChannelCount());
+    const auto fourBytes = static_cast<Long>(2 / block.ChannelCount());
+    std::vector<Integer> counts(2);
+    EXPECT_EQ(block.GetDataInteger(1, fourBytes, counts.data()), fourBytes);
+    EXPECT_EQ(counts, (std::vector<Integer>{1, 2}));
+    const Long last = block.SizeChannel() - fourBytes + 1;
+    EXPECT_EQ(block.GetDataInteger(last, fourBytes, counts.data()), fourBytes);
+    EXPECT_EQ(counts, (std::vector<Integer>{4, 8}));
+    import_.CloseFile(file_);
     std::filesystem::remove(name);
   }
 }
