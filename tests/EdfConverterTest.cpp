@@ -48,35 +48,39 @@ TEST_F(EdfTest, TheLastSampleFillsWhatAnUnevenRateLeaves) {
   EXPECT_EQ(FindingCodes(), Codes{"rates-not-multiples"});
 }
 
-// Records of more frames than go through at a time, and more records than are read at a time; the
-// channels take every way of being put side by side.
+// Records of more frames than go through at a time, more records than are read at a time, and
+// records too long to be read at a time; the channels take every way of being put side by side.
 TEST_F(EdfTest, LongRecordingsComeOutAsShortOnes) {
-  constexpr int frames = 1000;
-  constexpr int records = 150;
   const std::vector<int> repeats = {1, 8, 2, 3, 1, 7, 333};
   const auto value = [](int record, int channel, int sample) {
     return (record * 7919 + channel * 104729 + sample) % 30000;
   };
-  Edf edf{.Signals = {}};
-  for (int c = 0; c < 7; ++c) {
-    EdfSignal& signal = edf.Signals.emplace_back();
-    for (int r = 0; r < records; ++r) {
-      std::vector<int> samples;
-      for (int i = 0; i < frames / repeats[static_cast<std::size_t>(c)]; ++i)
-        samples.push_back(value(r, c, i));
-      signal.Records.push_back(Words(samples));
+  for (const auto& [frames, records] : {std::pair(1000, 150), std::pair(300000, 2)}) {
+    Edf edf{.Signals = {}};
+    for (int c = 0; c < 7; ++c) {
+      EdfSignal& signal = edf.Signals.emplace_back();
+      for (int r = 0; r < records; ++r) {
+        std::vector<int> samples;
+        for (int i = 0; i < frames / repeats[static_cast<std::size_t>(c)]; ++i)
+          samples.push_back(value(r, c, i));
+        signal.Records.push_back(Words(samples));
+      }
     }
-  }
-  ASSERT_TRUE(Open("f.edf", edf.Build()));
-  for (int c = 0; c < 7; ++c) {
-    const int repeat = repeats[static_cast<std::size_t>(c)];
-    std::vector<Integer> counts;
-    file_->Block(1)->GetChannelIntegerArray(static_cast<Integer>(c + 1), 1, frames * records,
-                                            counts);
-    ASSERT_EQ(counts.size(), std::size_t{frames * records});
-    for (int i = 0; i < frames * records; ++i) {
-      const int sample = std::min(i % frames / repeat, frames / repeat - 1);
-      ASSERT_EQ(counts[static_cast<std::size_t>(i)], value(i / frames, c, sample)) << c << ' ' << i;
+    folder_.Write("f.edf", edf.Build());
+    const HeapUse heap;
+    ASSERT_TRUE(Open(folder_.PathOf("f.edf")));
+    EXPECT_LT(heap.Peak(), 5U << 18);
+    for (int c = 0; c < 7; ++c) {
+      const int repeat = repeats[static_cast<std::size_t>(c)];
+      std::vector<Integer> counts;
+      file_->Block(1)->GetChannelIntegerArray(static_cast<Integer>(c + 1), 1, frames * records,
+                                              counts);
+      ASSERT_EQ(std::ssize(counts), frames * records);
+      for (int i = 0; i < frames * records; ++i) {
+        const int sample = std::min(i % frames / repeat, frames / repeat - 1);
+        ASSERT_EQ(counts[static_cast<std::size_t>(i)], value(i / frames, c, sample))
+            << c << ' ' << i;
+      }
     }
   }
 }

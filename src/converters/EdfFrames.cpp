@@ -9,8 +9,7 @@ namespace {
 
 constexpr std::int64_t PieceSamples = 256LL * 1024;  // read or written at a time
 constexpr std::int64_t StripFrames = 256;            // few enough to stay in the nearest cache
-
-constexpr std::int64_t Copies = 8;  // of a sample, put down with one store
+constexpr std::int64_t Copies = 8;                   // of a sample, put down with one store
 
 // A store of copies may reach behind the last frame.
 using Strip = std::array<Integer, StripFrames + Copies>;
@@ -34,15 +33,18 @@ void EdfFrames::AddChannel(std::int64_t place, std::int64_t samples) {
   channels_.push_back({place, samples, recordFrames_ / samples});
 }
 
+std::int64_t EdfFrames::Channel::SampleOf(std::int64_t frame) const {
+  return std::min(frame / RepeatFactor, Samples - 1);
+}
+
 // The samples of `count` frames of a record: where they lie in it, or repeated into the target.
-const Integer* EdfFrames::Repeated(const Channel& channel, const Integer* record,
-                                   std::int64_t first, std::int64_t count, Integer* target) const {
-  const Integer* samples = record + channel.Place;
-  if (channel.Samples == recordFrames_) return samples + first;
+const Integer* EdfFrames::Repeated(const Channel& channel, std::int64_t first, std::int64_t count,
+                                   Integer* target) const {
+  const Integer* sample = channel.Held + (channel.SampleOf(first) - channel.FirstHeld);
+  if (channel.Samples == recordFrames_) return sample;
   const std::int64_t repeat = channel.RepeatFactor;
   const std::int64_t repeated = channel.Samples * repeat;
   const std::int64_t repeatedHere = std::clamp<std::int64_t>(repeated - first, 0, count);
-  const Integer* sample = samples + std::min(first / repeat, channel.Samples - 1);
   std::int64_t end = repeat - first % repeat;
   for (std::int64_t i = 0; i < repeatedHere; end += repeat) {
     std::array<Integer, Copies> copies;
@@ -51,16 +53,18 @@ const Integer* EdfFrames::Repeated(const Channel& channel, const Integer* record
       std::memcpy(target + i, copies.data(), sizeof(copies));
     i = end;
   }
-  std::fill(target + repeatedHere, target + count, samples[channel.Samples - 1]);
+  if (repeatedHere < count) {
+    const Integer last = channel.Held[channel.Samples - 1 - channel.FirstHeld];
+    std::fill(target + repeatedHere, target + count, last);
+  }
   return target;
 }
 
-void EdfFrames::Interleave(const Integer* record, std::int64_t first, std::int64_t count,
-                           Integer* frames) const {
+void EdfFrames::Interleave(std::int64_t first, std::int64_t count, Integer* frames) const {
   const auto step = static_cast<std::int64_t>(channels_.size());
   std::array<Strip, 4> strips;
   const auto source = [&](std::size_t channel, Strip& strip) {
-    return Repeated(channels_[channel], record, first, count, strip.data());
+    return Repeated(channels_[channel], first, count, strip.data());
   };
   std::size_t c = 0;
   for (; c + 4 <= channels_.size(); c += 4) {
@@ -76,39 +80,71 @@ void EdfFrames::Interleave(const Integer* record, std::int64_t first, std::int64
     PutSideBySide<std::uint16_t>(std::array{source(c, strips[0])}, count, step, frames + c);
 }
 
-void EdfFrames::Write(BinaryFile& file, std::int64_t chunkStart, std::int64_t recordCount,
-                      FlatDataFile& flat, Progress& progress) const {
-  if (recordCount == 0) return;
+void EdfFrames::Append(std::int64_t first, std::int64_t end, FlatDataFile& flat) {
   const auto channels = static_cast<std::int64_t>(channels_.size());
+  while (first < end) {
+    const std::int64_t count = std::min({StripFrames, end - first, outFrames_ - filled_});
+    Interleave(first, count, out_.get() + filled_ * channels);
+    first += count;
+    filled_ += count;
+    if (filled_ == outFrames_) Flush(flat);
+  }
+}
+
+void EdfFrames::Flush(FlatDataFile& flat) {
+  flat.Append(out_.get(), filled_ * std::ssize(channels_) * 2);
+  filled_ = 0;
+}
+
+// Many records with each read.
+void EdfFrames::AppendRecords(BinaryFile& file, std::int64_t start, std::int64_t count,
+                              FlatDataFile& flat) {
+  file.Seek(start);
+  file.ReadInt16Array(in_.get(), count * recordSamples_);
+  for (std::int64_t r = 0; r < count; ++r) {
+    for (Channel& channel : channels_)
+      channel.Held = in_.get() + r * recordSamples_ + channel.Place;
+    Append(0, recordFrames_, flat);
+  }
+}
+
+// A record too long to be held: as many frames at a time as are written at a time.
+void EdfFrames::AppendLongRecord(BinaryFile& file, std::int64_t start, FlatDataFile& flat) {
+  for (std::int64_t first = 0; first < recordFrames_; first += outFrames_) {
+    const std::int64_t end = std::min(first + outFrames_, recordFrames_);
+    Integer* to = in_.get();
+    for (Channel& channel : channels_) {
+      channel.Held = to;
+      channel.FirstHeld = channel.SampleOf(first);
+      const std::int64_t samples = channel.SampleOf(end - 1) + 1 - channel.FirstHeld;
+      file.Seek(start + (channel.Place + channel.FirstHeld) * 2);
+      file.ReadInt16Array(to, samples);
+      to += samples;
+    }
+    Append(first, end, flat);
+  }
+}
+
+void EdfFrames::Write(BinaryFile& file, std::int64_t chunkStart, std::int64_t recordCount,
+                      FlatDataFile& flat, Progress& progress) {
+  if (recordCount == 0) return;
   const std::int64_t batch =
       std::clamp<std::int64_t>(PieceSamples / recordSamples_, 1, recordCount);
-  const std::int64_t outFrames = PieceSamples / channels;
-  const auto in =
-      std::make_unique_for_overwrite<Integer[]>(static_cast<std::size_t>(batch * recordSamples_));
-  const auto out =
-      std::make_unique_for_overwrite<Integer[]>(static_cast<std::size_t>(outFrames * channels));
-  std::int64_t filled = 0;
-  const auto flush = [&] {
-    flat.Append(out.get(), filled * channels * 2);
-    filled = 0;
+  const auto buffer = [](std::int64_t samples) {
+    return std::make_unique_for_overwrite<Integer[]>(static_cast<std::size_t>(samples));
   };
+  outFrames_ = PieceSamples / std::ssize(channels_);
+  in_ = buffer(std::min(PieceSamples, batch * recordSamples_));
+  out_ = buffer(PieceSamples);
   for (std::int64_t record = 0; record < recordCount; record += batch) {
     progress.Report(record, recordCount);
-    const std::int64_t records = std::min(batch, recordCount - record);
-    file.Seek(chunkStart + record * recordSamples_ * 2);
-    file.ReadInt16Array(in.get(), records * recordSamples_);
-    for (std::int64_t r = 0; r < records; ++r) {
-      for (std::int64_t frame = 0; frame < recordFrames_;) {
-        const std::int64_t count =
-            std::min({StripFrames, recordFrames_ - frame, outFrames - filled});
-        Interleave(in.get() + r * recordSamples_, frame, count, out.get() + filled * channels);
-        frame += count;
-        filled += count;
-        if (filled == outFrames) flush();
-      }
-    }
+    const std::int64_t start = chunkStart + record * recordSamples_ * 2;
+    if (recordSamples_ > PieceSamples)
+      AppendLongRecord(file, start, flat);
+    else
+      AppendRecords(file, start, std::min(batch, recordCount - record), flat);
   }
-  flush();
+  Flush(flat);
   progress.Report(recordCount, recordCount);
 }
 

@@ -1,6 +1,8 @@
 // The samples of EDF records, brought into frames of one rate.
 #pragma once
 
+#include <memory>
+
 #include "converters/FlatDataFile.h"
 
 namespace lmimport {
@@ -16,25 +18,36 @@ class EdfFrames {
   /// `place`: where in a record its `samples` begin, counted in samples.
   void AddChannel(std::int64_t place, std::int64_t samples);
 
-  /// Appends the frames of all records, many of them with each read.
+  /// Appends the frames of all records; reads many of them at once, or parts of long ones.
   void Write(BinaryFile& file, std::int64_t chunkStart, std::int64_t recordCount,
-             FlatDataFile& flat, Progress& progress) const;
+             FlatDataFile& flat, Progress& progress);
 
  private:
   struct Channel {
     std::int64_t Place;
     std::int64_t Samples;
     std::int64_t RepeatFactor;
+    const Integer* Held = nullptr;  // its samples of a record, from sample FirstHeld on
+    std::int64_t FirstHeld = 0;
+
+    std::int64_t SampleOf(std::int64_t frame) const;
   };
 
-  const Integer* Repeated(const Channel& channel, const Integer* record, std::int64_t first,
-                          std::int64_t count, Integer* target) const;
-  void Interleave(const Integer* record, std::int64_t first, std::int64_t count,
-                  Integer* frames) const;
+  const Integer* Repeated(const Channel& channel, std::int64_t first, std::int64_t count,
+                          Integer* target) const;
+  void Interleave(std::int64_t first, std::int64_t count, Integer* frames) const;
+  void Append(std::int64_t first, std::int64_t end, FlatDataFile& flat);
+  void Flush(FlatDataFile& flat);
+  void AppendRecords(BinaryFile& file, std::int64_t start, std::int64_t count, FlatDataFile& flat);
+  void AppendLongRecord(BinaryFile& file, std::int64_t start, FlatDataFile& flat);
 
   std::int64_t recordSamples_;
   std::int64_t recordFrames_;
   std::vector<Channel> channels_;
+  std::unique_ptr<Integer[]> in_;
+  std::unique_ptr<Integer[]> out_;
+  std::int64_t outFrames_ = 0;  // that `out_` has room for
+  std::int64_t filled_ = 0;     // frames in it
 };
 
 }  // namespace lmimport
