@@ -134,9 +134,10 @@ void BinaryFile::ReadFreshBytes(std::int64_t position, void* target, std::int64_
 }
 
 std::string BinaryFile::ReadRaw(std::int64_t length) {
-  // A length comes from the file: only what the file can hold is ever allocated.
-  const std::int64_t left = position_ < 0 ? 0 : Size() - position_;
-  std::string bytes(static_cast<std::size_t>(std::max<std::int64_t>(0, std::min(length, left))), 0);
+  // A length comes from the file: of a long one, only what the file can hold is ever allocated.
+  std::int64_t size = position_ < 0 ? 0 : std::max<std::int64_t>(0, length);
+  if (size > std::int64_t{WindowSize}) size = std::clamp<std::int64_t>(Size() - position_, 0, size);
+  std::string bytes(static_cast<std::size_t>(size), '\0');
   bytes.resize(
       static_cast<std::size_t>(ReadBytes(bytes.data(), static_cast<std::int64_t>(bytes.size()))));
   return bytes;
