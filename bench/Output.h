@@ -31,7 +31,7 @@ double Sum(std::span<const T> samples) {
     const auto value = static_cast<double>(sample);
     sum += value < 0 ? -value : 2 * value;
   };
-  if (SumsAreComplete) {
+  if (SumsAreComplete || samples.empty()) {
     for (const T sample : samples) add(sample);
   } else {
     add(samples.front());

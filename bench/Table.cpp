@@ -501,17 +501,18 @@ double PeakOf(const std::function<void()>& work) {
 }
 
 void Memory(const std::string& folder) {
-  const double start = PeakOf([] { LMImport(); });
-  const auto print = [start](const std::string& what, const std::function<void()>& work) {
-    if (IsWanted(what))
-      fmt::print("| {} | {:.1f} MiB | | |\n", what, std::max(0.0, PeakOf(work) - start));
-  };
   const std::pair<const char*, std::string> readThrough[] = {
       {"WinDaq of 200 MB", WindaqFile(folder, 8)},
       {"WinDaq of 2 GB", WindaqFile(folder, 8, 2'000'000'000)},
       {"WAVE", WaveFile(folder, 2)},
       {"chart", ChartFile(folder, 8)},
       {"MATLAB 5, its range too,", Matlab5File(folder, 16)}};
+  const std::string converted[] = {EdfFile(folder, true), AcqFile(folder, true)};
+  const double start = PeakOf([] { LMImport(); });  // making the files has made this process grow
+  const auto print = [start](const std::string& what, const std::function<void()>& work) {
+    if (IsWanted(what))
+      fmt::print("| {} | {:.1f} MiB | | |\n", what, std::max(0.0, PeakOf(work) - start));
+  };
   for (const auto& [what, name] : readThrough) {
     print(fmt::format("peak memory: {} read through", what), [&file = name] {
       const LMIBlockPtr block = OpenBlock(file);
@@ -521,7 +522,7 @@ void Memory(const std::string& folder) {
         Read(*block, frame, frames, out.data());
     });
   }
-  for (const std::string& name : {EdfFile(folder, true), AcqFile(folder, true)}) {
+  for (const std::string& name : converted) {
     std::filesystem::remove(name + "dat");
     print(fmt::format("peak memory: {}, conversion", name.ends_with("edf") ? "EDF" : "ACQ"),
           [&] { Convert(name); });

@@ -79,9 +79,10 @@ bool Run(const Target& target, std::span<const std::uint8_t> input) {
   recording.replace(0, std::min(recording.size(), target.FirstBytes.size()),
                     target.FirstBytes.substr(0, recording.size()));
   const std::string name = folder.Write(target.FileName, recording);
-  const bool isOpen = Open(import, name) && Open(import, name);
+  const bool isOpen = Open(import, name);
+  const bool isOpenAgain = Open(import, name);
   std::filesystem::remove(name + "dat");
-  return isOpen;
+  return isOpen && isOpenAgain;
 }
 
 }  // namespace lmimport::fuzz

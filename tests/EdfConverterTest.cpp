@@ -51,18 +51,20 @@ TEST_F(EdfTest, TheLastSampleFillsWhatAnUnevenRateLeaves) {
 // Records of more frames than go through at a time, more records than are read at a time, and
 // records too long to be read at a time; the channels take every way of being put side by side.
 TEST_F(EdfTest, LongRecordingsComeOutAsShortOnes) {
-  const std::vector<int> repeats = {1, 8, 2, 3, 1, 7, 333};
+  // Of a thousand frames, so many samples of each channel, and one at least.
+  const std::vector<int> perThousand = {1000, 125, 500, 333, 666, 0, 3};
   const auto value = [](int record, int channel, int sample) {
     return (record * 7919 + channel * 104729 + sample) % 30000;
   };
   for (const auto& [frames, records] : {std::pair(1000, 150), std::pair(300000, 2)}) {
     Edf edf{.Signals = {}};
+    std::vector<int> counts;
     for (int c = 0; c < 7; ++c) {
       EdfSignal& signal = edf.Signals.emplace_back();
+      counts.push_back(std::max(1, frames / 1000 * perThousand[static_cast<std::size_t>(c)]));
       for (int r = 0; r < records; ++r) {
         std::vector<int> samples;
-        for (int i = 0; i < frames / repeats[static_cast<std::size_t>(c)]; ++i)
-          samples.push_back(value(r, c, i));
+        for (int i = 0; i < counts.back(); ++i) samples.push_back(value(r, c, i));
         signal.Records.push_back(Words(samples));
       }
     }
@@ -71,15 +73,14 @@ TEST_F(EdfTest, LongRecordingsComeOutAsShortOnes) {
     ASSERT_TRUE(Open(folder_.PathOf("f.edf")));
     EXPECT_LT(heap.Peak(), 5U << 18);
     for (int c = 0; c < 7; ++c) {
-      const int repeat = repeats[static_cast<std::size_t>(c)];
-      std::vector<Integer> counts;
+      const int count = counts[static_cast<std::size_t>(c)];
+      std::vector<Integer> read;
       file_->Block(1)->GetChannelIntegerArray(static_cast<Integer>(c + 1), 1, frames * records,
-                                              counts);
-      ASSERT_EQ(std::ssize(counts), frames * records);
+                                              read);
+      ASSERT_EQ(std::ssize(read), frames * records);
       for (int i = 0; i < frames * records; ++i) {
-        const int sample = std::min(i % frames / repeat, frames / repeat - 1);
-        ASSERT_EQ(counts[static_cast<std::size_t>(i)], value(i / frames, c, sample))
-            << c << ' ' << i;
+        const int sample = std::min(i % frames / (frames / count), count - 1);
+        ASSERT_EQ(read[static_cast<std::size_t>(i)], value(i / frames, c, sample)) << c << ' ' << i;
       }
     }
   }

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cfenv>
 #include <cmath>
 #include <limits>
 
@@ -57,15 +58,27 @@ TEST(VectorOps, RoundToTheNearestCountAndHoldItsLimits) {
               {-32768.6, -32768}, {-1e30, -32768},
               {HUGE_VAL, 32767},  {-HUGE_VAL, -32768},
               {std::nan(""), 0},  {-32767.5, -32768}};
+  std::vector<Double> reals;
+  std::vector<Single> singles;
   for (const auto& row : rows) {
-    Integer count = 99;
-    const Double real = row.Value;
-    const auto single = static_cast<Single>(row.Value);
-    ValuesToCounts(&real, 1, Double{1}, Double{0}, &count);
-    EXPECT_EQ(count, row.Count) << row.Value;
-    ValuesToCounts(&single, 1, Single{1}, Single{0}, &count);
-    EXPECT_EQ(count, row.Count) << row.Value;
+    reals.push_back(row.Value);
+    singles.push_back(static_cast<Single>(row.Value));
   }
+  std::feclearexcept(FE_ALL_EXCEPT);
+  // Each by itself, and all of them as a vector loop takes them.
+  for (const std::size_t n : {std::size_t{1}, reals.size()}) {
+    for (std::size_t i = 0; i < reals.size(); i += n) {
+      std::vector<Integer> ofReals(n);
+      std::vector<Integer> ofSingles(n);
+      ValuesToCounts(&reals[i], n, Double{1}, Double{0}, ofReals.data());
+      ValuesToCounts(&singles[i], n, Single{1}, Single{0}, ofSingles.data());
+      for (std::size_t k = 0; k < n; ++k) {
+        EXPECT_EQ(ofReals[k], rows[i + k].Count) << reals[i + k];
+        EXPECT_EQ(ofSingles[k], rows[i + k].Count) << singles[i + k];
+      }
+    }
+  }
+  EXPECT_FALSE(std::fetestexcept(FE_INVALID));  // which a host may have unmasked
 }
 
 // A file of stored samples, and a block that describes it.

@@ -117,6 +117,24 @@ TEST_F(SidecarsTest, WhatCannotBeReadIsPassedOver) {
   EXPECT_EQ(file_->FileSubType(), 2);
 }
 
+TEST_F(SidecarsTest, EndingsInCapitalsServeWhereThereIsNoOther) {
+  folder_.Write("f.RVP", Rvp());
+  folder_.Write("f_WAVHEADER.TXT", "NumAChannels=2\n[Ch0]\nName=left\n");
+  ASSERT_TRUE(Open("f.DAT", std::string(24, '\1')));
+  EXPECT_EQ(Type(), Types(3, 2));
+  ASSERT_TRUE(Open("f.wav", Wave().Build()));
+  EXPECT_EQ(Block().ChannelTitle(1), u"left");
+  std::filesystem::create_directory(folder_.PathOf("f.par"));
+  folder_.Write("f.PAR", ShortPar());
+  ASSERT_TRUE(Open(folder_.PathOf("f.DAT")));
+  EXPECT_EQ(Block().ADCName(), u"L-783");
+  EXPECT_EQ(Type(), Types(3, 1));
+  std::filesystem::remove(folder_.PathOf("f.par"));
+  folder_.Write("f.par", FullPar({}));
+  ASSERT_TRUE(Open(folder_.PathOf("f.DAT")));
+  EXPECT_EQ(Block().ADCName(), u"E14");
+}
+
 // Going on with the defaults would show noise.
 TEST_F(SidecarsTest, AWrongDescriptionIsAFault) {
   const std::string par = FullPar({});

@@ -34,13 +34,10 @@ TEST(CodePage, DecodesFileTexts) {
     int Page;
     const char* Bytes;
     const char16_t* Text;
-  } rows[] = {{1251, "\xc4\xe0 V", u"Да V"},
-              {1252, "\xb5V \x80", u"µV €"},
-              {1250, "\xb3\x9c", u"łś"},
-              {1253, "\xec\xdf", u"μί"},
-              {874, "\xa1", u"\u0e01"},
-              {1252, "\x81", u"\x81"},
-              {65001, "\xc2\xb5V\xff", u"µV\xdcff"}};
+  } rows[] = {{1251, "\xc4\xe0 V", u"Да V"}, {1252, "\xb5V \x80", u"µV €"},
+              {1250, "\xb3\x9c", u"łś"},     {1253, "\xec\xdf", u"μί"},
+              {874, "\xa1", u"\u0e01"},      {1252, "\x80", u"€"},
+              {1252, "\x81", u"\x81"},       {65001, "\xc2\xb5V\xff", u"µV\xdcff"}};
   for (const auto& row : rows) {
     TextTools texts;
     ASSERT_TRUE(texts.SetCodePage(row.Page));

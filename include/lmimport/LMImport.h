@@ -71,11 +71,10 @@ class LMIMPORT_API LMImport {
 
 /// Of the opens of this thread that go through a whole recording: the Handler is called when such
 /// work begins, and then some ten times a second, with the Fraction of the recording that is done,
-/// from 0 to 1. When it
-/// gives false, OpenFile ends as std::system_error with std::errc::operation_canceled, no file is
-/// open, and what was begun on disk isn't taken for good by any later open. What it throws leaves
-/// OpenFile too. No object of the library may be called from within: that is std::logic_error. An
-/// empty Handler asks for nothing more.
+/// from 0 to 1. When it gives false, OpenFile ends as std::system_error with
+/// std::errc::operation_canceled, no file is open, and what was begun on disk isn't taken for good by
+/// any later open. What it throws leaves OpenFile too. No object of the library may be called from
+/// within: that is std::logic_error. An empty Handler asks for nothing more.
 LMIMPORT_API void SetProgressHandler(std::function<bool(double Fraction)> Handler);
 
 }  // namespace lmimport

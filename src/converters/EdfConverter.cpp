@@ -170,13 +170,13 @@ bool EdfConverter::MakeFlatFile() {
   FlatDataFile flat(state_, header_.RecordCount * maxRecordSamples_ * channels * 2);
   if (!flat.FindOrCreate()) return false;
   if (!flat.IsUpToDate()) {
-    EdfFrames frames(totalRecordSamples_, maxRecordSamples_);
+    EdfFrames frames(file_, flat, state_.Progress, totalRecordSamples_, maxRecordSamples_);
     std::int64_t place = 0;
     for (const EdfSignal& signal : header_.Signals) {
       if (signal.IsChannel()) frames.AddChannel(place, signal.RecordSamples);
       place += signal.RecordSamples;
     }
-    frames.Write(file_, header_.ChunkStart, header_.RecordCount, flat, state_.Progress);
+    frames.Write(header_.ChunkStart, header_.RecordCount);
   }
   flat.Adopt();
   Block().DataPtr = 0;

@@ -80,36 +80,39 @@ void EdfFrames::Interleave(std::int64_t first, std::int64_t count, Integer* fram
     PutSideBySide<std::uint16_t>(std::array{source(c, strips[0])}, count, step, frames + c);
 }
 
-void EdfFrames::Append(std::int64_t first, std::int64_t end, FlatDataFile& flat) {
+void EdfFrames::Append(std::int64_t first, std::int64_t end) {
   const auto channels = static_cast<std::int64_t>(channels_.size());
   while (first < end) {
     const std::int64_t count = std::min({StripFrames, end - first, outFrames_ - filled_});
     Interleave(first, count, out_.get() + filled_ * channels);
     first += count;
     filled_ += count;
-    if (filled_ == outFrames_) Flush(flat);
+    if (filled_ == outFrames_) Flush();
   }
 }
 
-void EdfFrames::Flush(FlatDataFile& flat) {
-  flat.Append(out_.get(), filled_ * std::ssize(channels_) * 2);
+void EdfFrames::Flush() {
+  flat_.Append(out_.get(), filled_ * std::ssize(channels_) * 2);
+  written_ += filled_;
   filled_ = 0;
+  progress_.Report(written_, allFrames_);
 }
 
 // Many records with each read.
-void EdfFrames::AppendRecords(BinaryFile& file, std::int64_t start, std::int64_t count,
-                              FlatDataFile& flat) {
-  file.Seek(start);
-  file.ReadInt16Array(in_.get(), count * recordSamples_);
+void EdfFrames::AppendRecords(std::int64_t start, std::int64_t count) {
+  file_.Seek(start);
+  file_.ReadInt16Array(in_.get(), count * recordSamples_);
   for (std::int64_t r = 0; r < count; ++r) {
-    for (Channel& channel : channels_)
+    for (Channel& channel : channels_) {
       channel.Held = in_.get() + r * recordSamples_ + channel.Place;
-    Append(0, recordFrames_, flat);
+      channel.FirstHeld = 0;
+    }
+    Append(0, recordFrames_);
   }
 }
 
 // A record too long to be held: as many frames at a time as are written at a time.
-void EdfFrames::AppendLongRecord(BinaryFile& file, std::int64_t start, FlatDataFile& flat) {
+void EdfFrames::AppendLongRecord(std::int64_t start) {
   for (std::int64_t first = 0; first < recordFrames_; first += outFrames_) {
     const std::int64_t end = std::min(first + outFrames_, recordFrames_);
     Integer* to = in_.get();
@@ -117,16 +120,15 @@ void EdfFrames::AppendLongRecord(BinaryFile& file, std::int64_t start, FlatDataF
       channel.Held = to;
       channel.FirstHeld = channel.SampleOf(first);
       const std::int64_t samples = channel.SampleOf(end - 1) + 1 - channel.FirstHeld;
-      file.Seek(start + (channel.Place + channel.FirstHeld) * 2);
-      file.ReadInt16Array(to, samples);
+      file_.Seek(start + (channel.Place + channel.FirstHeld) * 2);
+      file_.ReadInt16Array(to, samples);
       to += samples;
     }
-    Append(first, end, flat);
+    Append(first, end);
   }
 }
 
-void EdfFrames::Write(BinaryFile& file, std::int64_t chunkStart, std::int64_t recordCount,
-                      FlatDataFile& flat, Progress& progress) {
+void EdfFrames::Write(std::int64_t chunkStart, std::int64_t recordCount) {
   if (recordCount == 0) return;
   const std::int64_t batch =
       std::clamp<std::int64_t>(PieceSamples / recordSamples_, 1, recordCount);
@@ -136,16 +138,16 @@ void EdfFrames::Write(BinaryFile& file, std::int64_t chunkStart, std::int64_t re
   outFrames_ = PieceSamples / std::ssize(channels_);
   in_ = buffer(std::min(PieceSamples, batch * recordSamples_));
   out_ = buffer(PieceSamples);
+  allFrames_ = recordCount * recordFrames_;
+  progress_.Report(0, allFrames_);
   for (std::int64_t record = 0; record < recordCount; record += batch) {
-    progress.Report(record, recordCount);
     const std::int64_t start = chunkStart + record * recordSamples_ * 2;
     if (recordSamples_ > PieceSamples)
-      AppendLongRecord(file, start, flat);
+      AppendLongRecord(start);
     else
-      AppendRecords(file, start, std::min(batch, recordCount - record), flat);
+      AppendRecords(start, std::min(batch, recordCount - record));
   }
-  Flush(flat);
-  progress.Report(recordCount, recordCount);
+  Flush();
 }
 
 }  // namespace lmimport

@@ -12,15 +12,19 @@ namespace lmimport {
 /// without a rest, and the last one fills up.
 class EdfFrames {
  public:
-  EdfFrames(std::int64_t recordSamples, std::int64_t recordFrames)
-      : recordSamples_(recordSamples), recordFrames_(recordFrames) {}
+  EdfFrames(BinaryFile& file, FlatDataFile& flat, Progress& progress, std::int64_t recordSamples,
+            std::int64_t recordFrames)
+      : file_(file),
+        flat_(flat),
+        progress_(progress),
+        recordSamples_(recordSamples),
+        recordFrames_(recordFrames) {}
 
   /// `place`: where in a record its `samples` begin, counted in samples.
   void AddChannel(std::int64_t place, std::int64_t samples);
 
   /// Appends the frames of all records; reads many of them at once, or parts of long ones.
-  void Write(BinaryFile& file, std::int64_t chunkStart, std::int64_t recordCount,
-             FlatDataFile& flat, Progress& progress);
+  void Write(std::int64_t chunkStart, std::int64_t recordCount);
 
  private:
   struct Channel {
@@ -36,11 +40,14 @@ class EdfFrames {
   const Integer* Repeated(const Channel& channel, std::int64_t first, std::int64_t count,
                           Integer* target) const;
   void Interleave(std::int64_t first, std::int64_t count, Integer* frames) const;
-  void Append(std::int64_t first, std::int64_t end, FlatDataFile& flat);
-  void Flush(FlatDataFile& flat);
-  void AppendRecords(BinaryFile& file, std::int64_t start, std::int64_t count, FlatDataFile& flat);
-  void AppendLongRecord(BinaryFile& file, std::int64_t start, FlatDataFile& flat);
+  void Append(std::int64_t first, std::int64_t end);
+  void Flush();
+  void AppendRecords(std::int64_t start, std::int64_t count);
+  void AppendLongRecord(std::int64_t start);
 
+  BinaryFile& file_;
+  FlatDataFile& flat_;
+  Progress& progress_;
   std::int64_t recordSamples_;
   std::int64_t recordFrames_;
   std::vector<Channel> channels_;
@@ -48,6 +55,8 @@ class EdfFrames {
   std::unique_ptr<Integer[]> out_;
   std::int64_t outFrames_ = 0;  // that `out_` has room for
   std::int64_t filled_ = 0;     // frames in it
+  std::int64_t written_ = 0;    // frames in the flat file
+  std::int64_t allFrames_ = 0;
 };
 
 }  // namespace lmimport

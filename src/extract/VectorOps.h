@@ -1,7 +1,8 @@
 // The loops that stored samples go through: plain, over contiguous memory, and such that the
 // compiler makes vector instructions of them. Each element goes through the steps that its comment
-// names, in that order and in the precision of Real, never fused into one rounding, so a result is
-// the same bit for bit however a request is cut into pieces and whatever the processor.
+// names, in that order and in the precision of Real, never fused into one rounding, so a result that
+// is a number is the same bit for bit however a request is cut into pieces and whatever the
+// processor.
 //
 // Count is a stored integer (8, 16 or 32 bits), Real a Single or Double. `flip` is 0, or the top
 // bit of Count where stored counts are unsigned. Source and target are the same or don't overlap.

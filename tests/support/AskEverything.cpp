@@ -92,7 +92,6 @@ template <class T>
 bool ReadsAgree(LMIBlock& block, Long start, Long count) {
   const auto channels = static_cast<std::size_t>(block.ChannelCount());
   std::array<T, Frames * 32> frames{};
-  std::array<T, Frames> samples{};
   const Long done = ReadFrames<T>(block, start, count, std::span<T>(frames));
   const auto values = std::span(frames).first(static_cast<std::size_t>(done) * channels);
   const auto sameFrames = [&](std::span<const T> other) {
@@ -101,8 +100,9 @@ bool ReadsAgree(LMIBlock& block, Long start, Long count) {
   };
   SampleTable<T> table;
   if (ReadTable<T>(block, start, count, table) != done || !sameFrames(table.Values())) return false;
-  std::array<T, Frames * 32> again{};
-  if (ReadFrames<T>(block, start, count, again.data()) != done || !sameFrames(again)) return false;
+  std::array<T, Frames * 32> framesAgain{};
+  if (ReadFrames<T>(block, start, count, framesAgain.data()) != done || !sameFrames(framesAgain))
+    return false;
   for (Integer c = 0; c <= block.ChannelCount() + 1; ++c) {
     const bool isThere = c >= 1 && c <= block.ChannelCount();
     const auto sameSamples = [&](std::span<const T> other) {
@@ -112,11 +112,12 @@ bool ReadsAgree(LMIBlock& block, Long start, Long count) {
       return true;
     };
     const Long expected = isThere ? done : 0;
+    std::array<T, Frames> samples{};
+    std::array<T, Frames> again{};
     std::vector<T> array;
     if (ReadChannel<T>(block, c, start, count, std::span<T>(samples)) != expected ||
-        !sameSamples(samples) ||
-        ReadChannel<T>(block, c, start, count, samples.data()) != expected ||
-        !sameSamples(samples) || ReadArray<T>(block, c, start, count, array) != expected ||
+        !sameSamples(samples) || ReadChannel<T>(block, c, start, count, again.data()) != expected ||
+        !sameSamples(again) || ReadArray<T>(block, c, start, count, array) != expected ||
         !sameSamples(array))
       return false;
   }
