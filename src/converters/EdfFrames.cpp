@@ -27,6 +27,25 @@ void PutSideBySide(const std::array<const Integer*, N>& from, std::int64_t count
   }
 }
 
+// Each sample `repeat` times, the first one less often by `offset`.
+void PutRepeated(const Integer* sample, std::int64_t count, std::int64_t repeat,
+                 std::int64_t offset, Integer* to) {
+  std::int64_t end = repeat - offset;
+  for (std::int64_t i = 0; i < count; end += repeat) {
+    std::array<Integer, Copies> copies;
+    copies.fill(*sample++);
+    for (const std::int64_t last = std::min(end, count); i < last; i += Copies)
+      std::memcpy(to + i, copies.data(), sizeof(copies));
+    i = end;
+  }
+}
+
+// The most usual case, which vector instructions have a way of their own for.
+void PutTwice(const Integer* sample, std::int64_t count, Integer* to) {
+  for (std::int64_t i = 0; i < count / 2; ++i) to[2 * i] = to[2 * i + 1] = sample[i];
+  if (count % 2 != 0) to[count - 1] = sample[count / 2];
+}
+
 }  // namespace
 
 void EdfFrames::AddChannel(std::int64_t place, std::int64_t samples) {
@@ -45,14 +64,10 @@ const Integer* EdfFrames::Repeated(const Channel& channel, std::int64_t first, s
   const std::int64_t repeat = channel.RepeatFactor;
   const std::int64_t repeated = channel.Samples * repeat;
   const std::int64_t repeatedHere = std::clamp<std::int64_t>(repeated - first, 0, count);
-  std::int64_t end = repeat - first % repeat;
-  for (std::int64_t i = 0; i < repeatedHere; end += repeat) {
-    std::array<Integer, Copies> copies;
-    copies.fill(*sample++);
-    for (const std::int64_t to = std::min(end, repeatedHere); i < to; i += Copies)
-      std::memcpy(target + i, copies.data(), sizeof(copies));
-    i = end;
-  }
+  if (repeat == 2 && first % 2 == 0)
+    PutTwice(sample, repeatedHere, target);
+  else
+    PutRepeated(sample, repeatedHere, repeat, first % repeat, target);
   if (repeatedHere < count) {
     const Integer last = channel.Held[channel.Samples - 1 - channel.FirstHeld];
     std::fill(target + repeatedHere, target + count, last);

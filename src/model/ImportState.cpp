@@ -81,7 +81,7 @@ void ImportState::FinishFile(Long signature, Integer versionMajor, Integer versi
 void ImportState::ResetStore() {
   if (!IsOpen) return;
   Blocks = std::vector<BlockRec>();  // gives the memory back, too
-  Channels = {};
+  std::ranges::fill(Channels, ChannelRec());
   FileRec = {};
   FileHandle = 0;
   Magic = 0;

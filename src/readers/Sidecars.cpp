@@ -5,7 +5,7 @@
 namespace lmimport {
 namespace {
 
-// Empty where nothing of that name is there.
+// Empty where no file of that name is there.
 String NameBeside(const String& fileName, const String& ending) {
   String capitals = ending;
   for (char16_t& c : capitals) {
@@ -16,7 +16,7 @@ String NameBeside(const String& fileName, const String& ending) {
   for (const String& name : {base + ending, base + capitals}) {
     if (PathTools::FileExists(name)) return name;
   }
-  return PathTools::FolderExists(base + ending) ? base + ending : String();
+  return {};
 }
 
 }  // namespace
