@@ -58,7 +58,9 @@ class EdfHeaderReader {
   bool Read() { return ReadRecording() && ReadSignals(); }
 
  private:
+  std::string Bytes(std::int64_t width);
   String Field(std::int64_t width);
+  Single Number();
   Long WholeNumber(std::int64_t width, std::string_view name);
   bool RefuseVersion(const String& version);
   bool ReadRecording();
@@ -72,15 +74,24 @@ class EdfHeaderReader {
   EdfHeader& header_;
 };
 
-String EdfHeaderReader::Field(std::int64_t width) {
+std::string EdfHeaderReader::Bytes(std::int64_t width) {
   std::string bytes(static_cast<std::size_t>(width), '\0');
   bytes.resize(static_cast<std::size_t>(file_.ReadBytes(bytes.data(), width)));
+  return bytes;
+}
+
+String EdfHeaderReader::Field(std::int64_t width) {
+  const std::string bytes = Bytes(width);
   header_.MisreadUtf8 = header_.MisreadUtf8 || state_.Texts.MisreadsUtf8(bytes);
   return state_.Texts.Text(bytes);
 }
 
+Single EdfHeaderReader::Number() {
+  return ParseSingle(std::string_view(Bytes(EdfNumberBytes)));
+}
+
 Long EdfHeaderReader::WholeNumber(std::int64_t width, std::string_view name) {
-  return ParseWholeNumber(Field(width), name);
+  return ParseWholeNumber(Bytes(width), name);
 }
 
 bool EdfHeaderReader::RefuseVersion(const String& version) {
@@ -103,7 +114,7 @@ bool EdfHeaderReader::ReadRecording() {
   header_.ChunkStart = WholeNumber(EdfNumberBytes, "EDF header bytes");
   header_.IsDiscontinuous = Field(EdfReservedBytes).starts_with(EdfDiscontinuous);
   header_.RecordCount = WholeNumber(EdfNumberBytes, "EDF record count");
-  header_.RecordDuration = ParseSingle(Field(EdfNumberBytes));
+  header_.RecordDuration = Number();
   if (!(header_.RecordDuration > 0)) header_.RecordDuration = 1;
   const Long signals = WholeNumber(EdfSignalCountBytes, "EDF signal count");
   if (signals < 1 || signals > EdfLargestSignalCount) return state_.Refuse(Refusal::UnknownFormat);
@@ -132,8 +143,8 @@ bool EdfHeaderReader::ReadSignals() {
   if (!ReadLabels()) return false;
   file_.Skip(EdfSkippedBytes * count);
   for (EdfSignal& signal : signals) signal.Unit = TrimBlanks(Field(EdfNumberBytes));
-  for (EdfSignal& signal : signals) signal.PhysicalMin = ParseSingle(Field(EdfNumberBytes));
-  for (EdfSignal& signal : signals) signal.PhysicalMax = ParseSingle(Field(EdfNumberBytes));
+  for (EdfSignal& signal : signals) signal.PhysicalMin = Number();
+  for (EdfSignal& signal : signals) signal.PhysicalMax = Number();
   for (EdfSignal& signal : signals)
     signal.DigitalMin = WholeNumber(EdfNumberBytes, "EDF digital minimum");
   for (EdfSignal& signal : signals)

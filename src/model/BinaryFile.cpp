@@ -27,7 +27,7 @@ std::string Reason(const std::error_code& error) {
 
 // Lets a fault of the operating system go on to the host with the name of the file.
 template <class Operation>
-auto BinaryFile::Guarded(const char* what, Operation operation) const {
+auto BinaryFile::Guarded(const char* what, const Operation& operation) const {
   try {
     return operation();
   } catch (const std::system_error& fault) {

@@ -123,7 +123,7 @@ class BinaryFile {
   std::size_t ReadThroughWindow(std::int64_t position, void* target, std::size_t size);
   std::string ReadRaw(std::int64_t length);
   template <class Operation>
-  auto Guarded(const char* what, Operation operation) const;
+  auto Guarded(const char* what, const Operation& operation) const;
 
   static constexpr std::size_t WindowSize = 8192;
   static constexpr std::size_t SmallestBulkRead = 4096;

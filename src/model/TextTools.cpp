@@ -70,11 +70,14 @@ void AppendUtf8(std::string& bytes, char32_t character) {
   }
 }
 
-constexpr bool IsDigit(char16_t c) {
-  return c >= u'0' && c <= u'9';
+// Characters are those of a text, or bytes of which only ASCII counts.
+template <class Character>
+constexpr bool IsDigit(Character c) {
+  return c >= '0' && c <= '9';
 }
 
-std::size_t CountDigits(std::u16string_view text) {
+template <class Character>
+std::size_t CountDigits(std::basic_string_view<Character> text) {
   std::size_t count = 0;
   while (count < text.size() && IsDigit(text[count])) ++count;
   return count;
@@ -97,28 +100,30 @@ std::int64_t Magnitude(std::string_view digits) {
 }
 
 // The number at the head of the text as plain ASCII with a point; empty if there is none.
-std::string LeadingNumber(std::u16string_view text) {
+template <class Character>
+std::string LeadingNumber(std::basic_string_view<Character> text) {
   std::string number;
   const auto take = [&](std::size_t count) {
-    for (const char16_t c : text.substr(0, count)) number += static_cast<char>(c == u',' ? '.' : c);
+    for (const Character c : text.substr(0, count)) number += c == ',' ? '.' : static_cast<char>(c);
     text.remove_prefix(count);
   };
-  const auto begin = std::find_if(text.begin(), text.end(), [](char16_t c) { return c > u' '; });
-  text.remove_prefix(static_cast<std::size_t>(begin - text.begin()));
-  if (text.starts_with(u'+'))
+  const auto begins = [&text](char c) { return !text.empty() && text.front() == c; };
+  while (!text.empty() && std::make_unsigned_t<Character>(text.front()) <= ' ')
     text.remove_prefix(1);
-  else if (text.starts_with(u'-'))
+  if (begins('+'))
+    text.remove_prefix(1);
+  else if (begins('-'))
     take(1);
   const std::size_t whole = CountDigits(text);
   take(whole);
   std::size_t fraction = 0;
-  if (text.starts_with(u'.') || text.starts_with(u',')) {
+  if (begins('.') || begins(',')) {
     fraction = CountDigits(text.substr(1));
     if (whole + fraction > 0) take(1 + fraction);
   }
   if (whole + fraction == 0) return {};
-  if (text.starts_with(u'e') || text.starts_with(u'E')) {
-    const std::size_t sign = text.size() > 1 && (text[1] == u'-' || text[1] == u'+') ? 1 : 0;
+  if (begins('e') || begins('E')) {
+    const std::size_t sign = text.size() > 1 && (text[1] == '-' || text[1] == '+') ? 1 : 0;
     const std::size_t digits = CountDigits(text.substr(1 + sign));
     if (digits > 0) {
       number += 'e';
@@ -129,8 +134,8 @@ std::string LeadingNumber(std::u16string_view text) {
   return number;
 }
 
-template <class Real>
-Real ParseReal(std::u16string_view text) {
+template <class Real, class Character>
+Real ParseReal(std::basic_string_view<Character> text) {
   const std::string number = LeadingNumber(text);
   Real value = 0;
   // Not the C library's conversion: that one follows the locale of the host.
@@ -160,10 +165,11 @@ std::string RealText(Real number) {
   return ShortestText(number, plain ? std::chars_format::fixed : std::chars_format::scientific);
 }
 
-std::u16string_view WithoutBlanks(std::u16string_view text) {
-  const std::size_t first = text.find_first_not_of(u' ');
-  if (first == std::u16string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(u' ') + 1 - first);
+template <class Character>
+std::basic_string_view<Character> WithoutBlanks(std::basic_string_view<Character> text) {
+  const std::size_t first = text.find_first_not_of(' ');
+  if (first == text.npos) return {};
+  return text.substr(first, text.find_last_not_of(' ') + 1 - first);
 }
 
 bool IsAscii(std::string_view bytes) {
@@ -245,18 +251,21 @@ String TextTools::TextFromBytes(std::span<const Byte> bytes) const {
 Single ParseSingle(std::u16string_view text) {
   return ParseReal<Single>(text);
 }
+Single ParseSingle(std::string_view bytes) {
+  return ParseReal<Single>(bytes);
+}
 Double ParseDouble(std::u16string_view text) {
   return ParseReal<Double>(text);
 }
 
-Long ParseWholeNumber(std::u16string_view text, std::string_view field) {
+Long ParseWholeNumber(std::string_view bytes, std::string_view field) {
   const auto fail = [&] {
-    std::string shown = ToUtf8(text);
-    std::ranges::replace(shown, '\0', '?');  // which would end the message
+    std::string shown(bytes);
+    std::ranges::replace_if(
+        shown, [](char c) { return c < ' ' || c > '~'; }, '?');
     return Sentence(field, " \"", shown, "\"");
   };
-  const std::string trimmed = ToUtf8(WithoutBlanks(text));
-  std::string_view number = trimmed;
+  std::string_view number = WithoutBlanks(bytes);
   const bool negative = number.starts_with('-');
   if (negative || number.starts_with('+')) number.remove_prefix(1);
   Double value = 0;

@@ -37,12 +37,13 @@ class TextTools {
 /// an exponent. What follows it is passed over; a text without a number gives 0, one beyond the
 /// range of the type an infinity.
 Single ParseSingle(std::u16string_view text);
+Single ParseSingle(std::string_view bytes);  // of an ASCII field
 Double ParseDouble(std::u16string_view text);
 
-/// The whole text as a number, blanks around it and a sign allowed; a fraction is rounded to
-/// nearest, ties to even. Throws std::invalid_argument, which names `field` and the text, where it
+/// A whole ASCII field as a number, blanks around it and a sign allowed; a fraction is rounded to
+/// nearest, ties to even. Throws std::invalid_argument, which names `field` and the bytes, where it
 /// is no number, and std::range_error where the number is none of 32 bits.
-Long ParseWholeNumber(std::u16string_view text, std::string_view field);
+Long ParseWholeNumber(std::string_view bytes, std::string_view field);
 
 /// The text without the blanks at both ends.
 String TrimBlanks(std::u16string_view text);
