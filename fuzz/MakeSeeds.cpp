@@ -14,7 +14,7 @@ namespace {
 
 using namespace lmimport::fuzz;
 
-constexpr std::size_t LargestSeed = 64 * 1024;
+constexpr std::size_t LargestSeed = 65536;
 
 void AddReal(const std::filesystem::path& folder, Seeds& seeds) {
   const std::map<std::string, std::string> targets = {

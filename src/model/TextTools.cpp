@@ -107,7 +107,7 @@ std::string LeadingNumber(std::basic_string_view<Character> text) {
     for (const Character c : text.substr(0, count)) number += c == ',' ? '.' : static_cast<char>(c);
     text.remove_prefix(count);
   };
-  const auto begins = [&text](char c) { return !text.empty() && text.front() == c; };
+  const auto begins = [&text](Character c) { return !text.empty() && text.front() == c; };
   while (!text.empty() && std::make_unsigned_t<Character>(text.front()) <= ' ')
     text.remove_prefix(1);
   if (begins('+'))
