@@ -15,7 +15,8 @@ FlatDataFile::~FlatDataFile() {
 }
 
 bool FlatDataFile::Judge() const {
-  return file_->Size() == length_ && file_->Times().Written > state_.RecordingTimes.Written;
+  return file_->Size() == length_ &&
+         file_->Times().Written > state_.DataFile->TimesAtOpen().Written;
 }
 
 bool FlatDataFile::FindOrCreate() {
@@ -77,7 +78,8 @@ void FlatDataFile::Adopt() {
 }
 
 void FlatDataFile::Complete() {
-  const auto hasChanged = [this] { return state_.DataFile->Times() != state_.RecordingTimes; };
+  const BinaryFile& recording = *state_.DataFile;
+  const auto hasChanged = [&] { return recording.Times() != recording.TimesAtOpen(); };
   if (!temporary_) file_->Flush();
   // With the last byte goes the mark, all at once, where the flat file is none for the next open.
   std::string end(length_ > 0 ? 1 : 0, lastByte_);

@@ -89,7 +89,7 @@ unsigned BinaryFile::RightsBeside() const {
 }
 
 Date BinaryFile::FileDateTime() const {
-  const std::tm local = platform::LocalTime(Times().Written.Seconds);
+  const std::tm local = platform::LocalTime(TimesAtOpen().Written.Seconds);
   return DateSerial(local.tm_year + std::int64_t{1900}, local.tm_mon + 1, local.tm_mday) +
          TimeSerial(local.tm_hour, local.tm_min, local.tm_sec);
 }

@@ -45,8 +45,9 @@ class BinaryFile {
   Long Handle() const { return file_.Handle(); }
   std::int64_t Size() const;                            // bytes, at this moment
   const String& PathName() const { return pathName_; }  // with its folder
-  Date FileDateTime() const;                            // last write, local time, whole seconds
-  platform::FileTimes Times() const;                    // to compare
+  Date FileDateTime() const;  // last write before it was opened, local time, whole seconds
+  platform::FileTimes Times() const;
+  const platform::FileTimes& TimesAtOpen() const { return file_.TimesAtOpen(); }
   unsigned RightsBeside() const;  // that a file beside this one may be created with
   const String& LastError() const { return lastError_; }
 

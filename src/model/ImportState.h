@@ -54,7 +54,6 @@ struct ImportState {
   std::vector<BlockRec> Blocks;
   std::shared_ptr<LMIFile> CurrentFile;
   std::unique_ptr<BinaryFile> DataFile;
-  platform::FileTimes RecordingTimes;  // of the file as it was opened, before anything was read
   std::shared_ptr<class FileSelector> FileSelector;  // made at its first use
   bool Started = false;                              // the start routine has run on this thread
 

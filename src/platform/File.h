@@ -69,6 +69,7 @@ class File {
   void Resize(std::int64_t size);
   void Flush();  // all that is written, and the size, are on the disk
   FileTimes Times() const;
+  const FileTimes& TimesAtOpen() const { return timesAtOpen_; }
 
   /// The rights that a file beside this one may have: not more than it, but its owner's to write.
   unsigned RightsBeside() const;
@@ -78,6 +79,7 @@ class File {
 
  private:
   int handle_ = -1;
+  FileTimes timesAtOpen_;
 };
 
 bool FileExists(const std::string& name);    // of any kind but a folder

@@ -25,6 +25,11 @@ std::error_code CheckPlainFile(const struct stat& status) {
                                                       : std::errc::operation_not_supported);
 }
 
+FileTimes TimesOf(const struct stat& status) {
+  return {{status.st_mtim.tv_sec, status.st_mtim.tv_nsec},
+          {status.st_ctim.tv_sec, status.st_ctim.tv_nsec}};
+}
+
 // Calls again what a signal broke off.
 template <class Call>
 int Retrying(Call call) {
@@ -118,6 +123,7 @@ std::error_code File::Open(const std::string& name, Access access, Lock lock, un
   if (handle_ < 0) return LastSystemError();
   std::error_code error;
   if (::fstat(handle_, &status) != 0) error = LastSystemError();
+  timesAtOpen_ = TimesOf(status);
   if (!error) error = CheckPlainFile(status);
   const bool writing = access == Access::Write || access == Access::Create;
   if (!error && writing && status.st_nlink > 1)
@@ -198,8 +204,7 @@ std::int64_t File::Size() const {
 FileTimes File::Times() const {
   struct stat status {};
   if (::fstat(handle_, &status) != 0) throw std::system_error(LastSystemError());
-  return {{status.st_mtim.tv_sec, status.st_mtim.tv_nsec},
-          {status.st_ctim.tv_sec, status.st_ctim.tv_nsec}};
+  return TimesOf(status);
 }
 
 unsigned File::RightsBeside() const {

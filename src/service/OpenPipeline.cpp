@@ -95,7 +95,6 @@ bool OpenDataFile(ImportState& state, const String& FileName) {
   }
   state.IsOpen = true;
   state.FileHandle = file.Handle();
-  state.RecordingTimes = file.Times();
   state.FileName = file.PathName();
   if (ReadOpenFile(state)) return true;
 
