@@ -227,6 +227,10 @@ TEST_F(EdfTest, ATextThatIsNoNumberIsAFault) {
   }
   EXPECT_THROW(Open("f.edf", Edf{.RecordCount = "1e99"}.Build()), std::range_error);
   EXPECT_THROW(Open("f.edf", Edf().Build().substr(0, 600)), std::invalid_argument);
+  const std::string many = folder_.Write("f.edf", Edf{.SignalCount = "9999"}.Build());
+  const HeapUse heap;
+  EXPECT_THROW(Open(many), std::invalid_argument);
+  EXPECT_LT(heap.Peak(), 1U << 18);  // a list of them would take four times as much
 }
 
 TEST_F(EdfTest, ReadsAnnotations) {

@@ -16,6 +16,7 @@
 #include "converters/EdfHeader.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "model/Date.h"
 
@@ -118,6 +119,9 @@ bool EdfHeaderReader::ReadRecording() {
   if (!(header_.RecordDuration > 0)) header_.RecordDuration = 1;
   const Long signals = WholeNumber(EdfSignalCountBytes, "EDF signal count");
   if (signals < 1 || signals > EdfLargestSignalCount) return state_.Refuse(Refusal::UnknownFormat);
+  // Behind labels that the file doesn't hold stand digital limits that it doesn't hold either.
+  if (file_.Size() < file_.Position() + EdfLabelBytes * signals)
+    throw std::invalid_argument("EDF digital minimum \"\" is no number");
   header_.Signals.resize(static_cast<std::size_t>(signals));
   return true;
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <concepts>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -46,62 +45,42 @@ std::string AskProperties(const LMIBlock& block) {
   return {};
 }
 
-// The calls of one type; `to` is a pointer or a span.
+// The ways to the samples of one type.
 template <class T>
-Long ReadChannel(LMIBlock& block, Integer c, Long start, Long count, auto to) {
-  if constexpr (std::same_as<T, Integer>)
-    return block.GetChannelInteger(c, start, count, to);
-  else if constexpr (std::same_as<T, Single>)
-    return block.GetChannelSingle(c, start, count, to);
-  else
-    return block.GetChannelDouble(c, start, count, to);
-}
-
-template <class T>
-Long ReadFrames(LMIBlock& block, Long start, Long count, auto to) {
-  if constexpr (std::same_as<T, Integer>)
-    return block.GetDataInteger(start, count, to);
-  else if constexpr (std::same_as<T, Single>)
-    return block.GetDataSingle(start, count, to);
-  else
-    return block.GetDataDouble(start, count, to);
-}
-
-template <class T>
-Long ReadArray(LMIBlock& block, Integer c, Long start, Long count, std::vector<T>& to) {
-  if constexpr (std::same_as<T, Integer>)
-    return block.GetChannelIntegerArray(c, start, count, to);
-  else if constexpr (std::same_as<T, Single>)
-    return block.GetChannelSingleArray(c, start, count, to);
-  else
-    return block.GetChannelDoubleArray(c, start, count, to);
-}
-
-template <class T>
-Long ReadTable(LMIBlock& block, Long start, Long count, SampleTable<T>& to) {
-  if constexpr (std::same_as<T, Integer>)
-    return block.GetDataIntegerArray(start, count, to);
-  else if constexpr (std::same_as<T, Single>)
-    return block.GetDataSingleArray(start, count, to);
-  else
-    return block.GetDataDoubleArray(start, count, to);
-}
+struct Calls {
+  Long (LMIBlock::*Channel)(Integer, Long, Long, std::span<T>);
+  Long (LMIBlock::*ChannelTo)(Integer, Long, Long, T*);
+  Long (LMIBlock::*ChannelArray)(Integer, Long, Long, std::vector<T>&);
+  Long (LMIBlock::*Data)(Long, Long, std::span<T>);
+  Long (LMIBlock::*DataTo)(Long, Long, T*);
+  Long (LMIBlock::*DataTable)(Long, Long, SampleTable<T>&);
+};
+constexpr Calls<Integer> IntegerCalls = {
+    &LMIBlock::GetChannelInteger, &LMIBlock::GetChannelInteger, &LMIBlock::GetChannelIntegerArray,
+    &LMIBlock::GetDataInteger,    &LMIBlock::GetDataInteger,    &LMIBlock::GetDataIntegerArray};
+constexpr Calls<Single> SingleCalls = {
+    &LMIBlock::GetChannelSingle, &LMIBlock::GetChannelSingle, &LMIBlock::GetChannelSingleArray,
+    &LMIBlock::GetDataSingle,    &LMIBlock::GetDataSingle,    &LMIBlock::GetDataSingleArray};
+constexpr Calls<Double> DoubleCalls = {
+    &LMIBlock::GetChannelDouble, &LMIBlock::GetChannelDouble, &LMIBlock::GetChannelDoubleArray,
+    &LMIBlock::GetDataDouble,    &LMIBlock::GetDataDouble,    &LMIBlock::GetDataDoubleArray};
 
 // All ways to the samples of a range give the same.
 template <class T>
-bool ReadsAgree(LMIBlock& block, Long start, Long count) {
+bool ReadsAgree(LMIBlock& block, const Calls<T>& calls, Long start, Long count) {
   const auto channels = static_cast<std::size_t>(block.ChannelCount());
   std::array<T, Frames * 32> frames{};
-  const Long done = ReadFrames<T>(block, start, count, std::span<T>(frames));
+  const Long done = (block.*calls.Data)(start, count, frames);
   const auto values = std::span(frames).first(static_cast<std::size_t>(done) * channels);
   const auto sameFrames = [&](std::span<const T> other) {
     return std::ranges::equal(values, other.first(std::min(other.size(), values.size())),
                               AreEqual<T>);
   };
   SampleTable<T> table;
-  if (ReadTable<T>(block, start, count, table) != done || !sameFrames(table.Values())) return false;
+  if ((block.*calls.DataTable)(start, count, table) != done || !sameFrames(table.Values()))
+    return false;
   std::array<T, Frames * 32> framesAgain{};
-  if (ReadFrames<T>(block, start, count, framesAgain.data()) != done || !sameFrames(framesAgain))
+  if ((block.*calls.DataTo)(start, count, framesAgain.data()) != done || !sameFrames(framesAgain))
     return false;
   for (Integer c = 0; c <= block.ChannelCount() + 1; ++c) {
     const bool isThere = c >= 1 && c <= block.ChannelCount();
@@ -115,9 +94,9 @@ bool ReadsAgree(LMIBlock& block, Long start, Long count) {
     std::array<T, Frames> samples{};
     std::array<T, Frames> again{};
     std::vector<T> array;
-    if (ReadChannel<T>(block, c, start, count, std::span<T>(samples)) != expected ||
-        !sameSamples(samples) || ReadChannel<T>(block, c, start, count, again.data()) != expected ||
-        !sameSamples(again) || ReadArray<T>(block, c, start, count, array) != expected ||
+    if ((block.*calls.Channel)(c, start, count, samples) != expected || !sameSamples(samples) ||
+        (block.*calls.ChannelTo)(c, start, count, again.data()) != expected ||
+        !sameSamples(again) || (block.*calls.ChannelArray)(c, start, count, array) != expected ||
         !sameSamples(array))
       return false;
   }
@@ -126,14 +105,14 @@ bool ReadsAgree(LMIBlock& block, Long start, Long count) {
 
 // Reads around both ends of a block, and of all of it when it is short.
 template <class T>
-bool ReadsAgree(LMIBlock& block) {
+bool ReadsAgree(LMIBlock& block, const Calls<T>& calls) {
   const Long size = block.SizeChannel();
   for (const Long start : {-1, 0, 1, size / 2, std::max(1, size - 2), size, INT32_MAX})
-    if (!ReadsAgree<T>(block, start, Frames)) return false;
+    if (!ReadsAgree(block, calls, start, Frames)) return false;
   for (const Long count : {0, -1, INT32_MIN})
-    if (!ReadsAgree<T>(block, 1, count)) return false;
+    if (!ReadsAgree(block, calls, 1, count)) return false;
   SampleTable<T> whole;
-  return block.SizeData() > WholeBlock || ReadTable<T>(block, 1, size, whole) == size;
+  return block.SizeData() > WholeBlock || (block.*calls.DataTable)(1, size, whole) == size;
 }
 
 }  // namespace
@@ -150,7 +129,8 @@ std::string AskEverything(LMIFile& file) {
     LMIBlock& block = *file.Block(i);
     if (block.BlockIndex() != i) return "a block of another number";
     if (const std::string wrong = AskProperties(block); !wrong.empty()) return wrong;
-    if (!ReadsAgree<Integer>(block) || !ReadsAgree<Single>(block) || !ReadsAgree<Double>(block))
+    if (!ReadsAgree(block, IntegerCalls) || !ReadsAgree(block, SingleCalls) ||
+        !ReadsAgree(block, DoubleCalls))
       return "reads of the same samples differ";
   }
   return {};
