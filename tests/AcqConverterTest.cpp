@@ -213,6 +213,11 @@ TEST_F(AcqTest, RefusesWhatItCannotRead) {
                   {with([](Acq& acq) { acq.Channels[1].SampleCount = -1; }), Damaged},
                   {with([](Acq& acq) { acq.Channels[0].Scale = NaN; }), Damaged},
                   {with([](Acq& acq) { acq.Channels[0].Scale = 0; }), "", left}});
+  const std::string many = folder_.Write("f.acq", Acq{.ChannelTotal = 16384}.Build());
+  const HeapUse heap;
+  EXPECT_FALSE(Open(many));
+  EXPECT_EQ(Error(), Damaged);
+  EXPECT_LT(heap.Peak(), 1U << 18);  // a list of them would take four times as much
 }
 
 TEST_F(AcqTest, TellsWhatRunsOutOfStep) {

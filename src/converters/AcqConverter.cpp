@@ -145,6 +145,8 @@ bool AcqConverter::ReadGraphHeader() {
   if (total < 1 || total > AcqLargestChannelTotal || interval > AcqLargestInterval ||
       interval < 0 || !std::isfinite(rate))
     return state_.Refuse(Refusal::FormatError);
+  // A table of their types that the file doesn't hold reads as types that don't exist.
+  if (file_.Size() < AcqTypeBytes * total) return state_.Refuse(Refusal::FormatError);
   channels_.resize(static_cast<std::size_t>(total));
   BlockRec& block = state_.Blocks.emplace_back();
   block.ADCName = u"ACQ";
