@@ -1,5 +1,5 @@
 # Installs into a folder that is then moved, builds the host there by find_package and by pkg-config,
-# and compares what both print.
+# and compares what both print. A sidecar without channels makes the open throw, which the host catches.
 function(run)
   execute_process(COMMAND ${ARGV} COMMAND_ERROR_IS_FATAL ANY OUTPUT_VARIABLE output
     OUTPUT_STRIP_TRAILING_WHITESPACE)
@@ -18,6 +18,14 @@ run(${CMAKE_COMMAND} --build ${work}/build)
 run(${work}/build/consumer ${RECORDING})
 if(NOT output STREQUAL expected)
   message(FATAL_ERROR "by find_package: ${output}")
+endif()
+
+file(WRITE ${work}/faulty.bin "12345678")
+file(WRITE ${work}/faulty_binheader.txt "NumAChannels=0\n")
+execute_process(COMMAND ${work}/build/consumer ${work}/faulty.bin
+  RESULT_VARIABLE status OUTPUT_VARIABLE output ERROR_VARIABLE message)
+if(NOT status EQUAL 1 OR NOT output STREQUAL "" OR NOT message MATCHES "faulty_binheader.txt")
+  message(FATAL_ERROR "of a fault: ${status} ${output} ${message}")
 endif()
 
 file(GLOB_RECURSE pc ${work}/moved/lmimport.pc)

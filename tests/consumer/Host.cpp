@@ -2,7 +2,7 @@
 
 #include <iostream>
 
-int main(int, char** argv) {
+int main(int, char** argv) try {
   lmimport::LMImport import;
   const lmimport::LMIFilePtr file = import.OpenFileObject(lmimport::FromUtf8(argv[1]));
   if (!file) {
@@ -15,4 +15,7 @@ int main(int, char** argv) {
   std::cout << lmimport::ToUtf8(block->ChannelTitle(1)) << ':';
   for (const double value : values) std::cout << ' ' << value;
   std::cout << '\n';
+} catch (const std::exception& fault) {
+  std::cerr << fault.what() << '\n';
+  return 1;
 }
