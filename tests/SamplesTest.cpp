@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "model/Date.h"
 #include "support/ImportTest.h"
@@ -87,13 +88,18 @@ void CompareBlock(LMIBlock& block, const json& expected) {
     CompareChannel(block, i, expected["channels"][static_cast<std::size_t>(i - 1)]);
 }
 
-using Samples = ImportTest;
+class Samples : public ImportTest {
+ protected:
+  // Opens a copy of each recording that expected.json in the folder lists.
+  void CompareFolder(const std::filesystem::path& source);
+};
 
-TEST_F(Samples, AgreeWithIndependentReaders) {
-  const std::filesystem::path source = REAL_SAMPLES_FOLDER;
-  if (!exists(source)) GTEST_SKIP() << "the real recordings are not beside the project";
-  const json all = json::parse(std::ifstream(source / "expected.json"));
-  for (const json& entry : all) {
+json ExpectedOf(const std::filesystem::path& source) {
+  return json::parse(std::ifstream(source / "expected.json"));
+}
+
+void Samples::CompareFolder(const std::filesystem::path& source) {
+  for (const json& entry : ExpectedOf(source)) {
     const std::string name = entry["file"];
     SCOPED_TRACE(name);
     const std::string copy = folder_.PathOf(name);
@@ -111,6 +117,30 @@ TEST_F(Samples, AgreeWithIndependentReaders) {
     for (Integer i = 1; i <= file_->BlockCount(); ++i)
       CompareBlock(*file_->Block(i), blocks[static_cast<std::size_t>(i - 1)]);
   }
+}
+
+TEST_F(Samples, AgreeWithIndependentReaders) {
+  CompareFolder(SAMPLES_FOLDER);
+}
+
+TEST_F(Samples, AllAreListed) {
+  std::set<std::string> files{"README.md", "demo.lmc", "expected.json"};  // no recording to compare
+  int opened = 0;
+  const json all = ExpectedOf(SAMPLES_FOLDER);
+  for (const json& entry : all) {
+    opened += entry["opens"].get<bool>();
+    EXPECT_TRUE(files.insert(entry["file"]).second) << entry["file"];
+  }
+  EXPECT_EQ(all.size(), 15U);
+  EXPECT_EQ(opened, 7);
+  for (const auto& file : std::filesystem::directory_iterator(SAMPLES_FOLDER))
+    EXPECT_TRUE(files.contains(file.path().filename())) << file.path();
+}
+
+TEST_F(Samples, OfTheLargerSetAgreeWithIndependentReaders) {
+  if (!std::filesystem::exists(REAL_SAMPLES_FOLDER))
+    GTEST_SKIP() << "LMIMPORT_REAL_SAMPLES names no folder: " << REAL_SAMPLES_FOLDER;
+  CompareFolder(REAL_SAMPLES_FOLDER);
 }
 
 }  // namespace
