@@ -5,6 +5,7 @@
 
 #include <sstream>
 
+#include "model/ImportState.h"
 #include "support/Builders.h"
 
 namespace lmimport::test {
@@ -17,6 +18,17 @@ inline constexpr const char* Damaged = "Error in the file format";
 
 class ImportTest : public testing::Test {
  protected:
+  /// Leaves no defaults to the next test of the thread.
+  ~ImportTest() override {
+    import_.SetFilterIndex(0);
+    import_.SetDefaultChannelCount(1);
+    import_.SetDefaultSamplingRate(FallbackSamplingRate);
+    CurrentState().DefaultPath.clear();
+    SetCodePage(0);
+    SetProgressHandler({});
+    SetFileSelector({});
+  }
+
   bool Open(const std::string& name) { return import_.OpenFile(FromUtf8(name), file_); }
 
   /// Writes the bytes under a name of no folder, and opens them.
