@@ -94,6 +94,26 @@ TEST_P(EveryFormat, ShortTransfersChangeNothing) {
   }
 }
 
+// Each call of an open and of a range in turn is broken off by a signal, and made again.
+TEST_P(EveryFormat, SignalsChangeNothing) {
+  const std::vector<Double> expected = (OpenWhole(), Values());
+  const Codes findings = FindingCodes();
+  const std::string flatFile = folder_.PathOf(GetParam().Name) + "dat";
+  const std::string flatBytes = Contents(flatFile);
+  for (const FaultyDisk::Call call : {FaultyDisk::Read, FaultyDisk::Change}) {
+    bool hasFailed = true;
+    for (long before = 0; hasFailed; ++before) {
+      FaultyDisk disk;
+      disk.FailBehind(call, before, EINTR, true);
+      OpenWhole();
+      ASSERT_EQ(Values(), expected) << before;
+      ASSERT_EQ(FindingCodes(), findings) << before;
+      ASSERT_EQ(Contents(flatFile), flatBytes) << before;
+      hasFailed = disk.HasFailed();
+    }
+  }
+}
+
 // Every read of an open and of a range fails, and every change of the flat data file, once or from
 // then on: a fault that names the error and leaves no file, and the next open is as good as any.
 TEST_P(EveryFormat, AFaultOfTheDiskIsToldAndForgotten) {
