@@ -6,12 +6,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <thread>
 
 #include "model/BinaryFile.h"
+#include "support/FaultyDisk.h"
 #include "support/ImportTest.h"
+#include "support/LockedFile.h"
 
 namespace lmimport::test {
 namespace {
@@ -113,6 +116,38 @@ TEST_F(FlatDataFileTest, WhatIsNoPlainFileIsLeftAlone) {
   folder_.Write("victim", Other);
   std::filesystem::create_symlink(victim, Flat);
   ExpectRight();
+}
+
+TEST_F(FlatDataFileTest, OneThatAnotherProgramHasLockedIsLeftAlone) {
+  for (const auto kind : {LockedFile::Whole, LockedFile::Record}) {
+    PutFlat(Other, Then - 1);
+    const LockedFile other(Flat, kind);
+    ExpectRight();
+    import_.CloseFile(file_);
+    EXPECT_EQ(FlatFile(), Other) << kind;
+  }
+}
+
+TEST_F(FlatDataFileTest, ANewOneThatCannotBeMadeIsTakenAway) {
+  FaultyDisk disk;
+  disk.FailBehind(FaultyDisk::Change, 0, EIO, true);
+  ExpectRight();
+  EXPECT_TRUE(disk.HasFailed());
+  EXPECT_FALSE(std::filesystem::exists(Flat));
+}
+
+// So that no loss of power leaves a file of the right size with other bytes in it.
+TEST_F(FlatDataFileTest, IsFlushedBeforeItsBytesAndBeforeTheLastOfThem) {
+  const std::pair<std::string, const char*> rows[] = {
+      {"", "size 31, write 31, flush, write 1"},
+      {Other, "size 31, flush, write 31, flush, write 1"},
+      {Other + "tail", "size 37, flush, write 31, flush, write 1, size 36"}};
+  for (const auto& [before, changes] : rows) {
+    PutFlat(before, Then - 1);
+    FaultyDisk disk;
+    ExpectRight();
+    EXPECT_EQ(disk.Changes(), changes);
+  }
 }
 
 TEST_F(FlatDataFileTest, GivesNoRightThatTheRecordingDoesNotGive) {
@@ -260,6 +295,17 @@ TEST_F(FlatDataFileTest, AnOpenCanBeGivenUp) {
       ExpectRight();
     }
   }
+}
+
+TEST_F(FlatDataFileTest, AnLMImportThatEndsMeanwhileClosesNothing) {
+  auto other = std::make_unique<LMImport>();
+  SetProgressHandler([&](double) {
+    other.reset();
+    return true;
+  });
+  ExpectRight();
+  EXPECT_EQ(other, nullptr);
+  EXPECT_EQ(FlatFile(), Good);
 }
 
 // Has a child process open the recording when no file can grow beyond `limit` bytes, by the signal

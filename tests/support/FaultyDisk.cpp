@@ -19,6 +19,7 @@ std::atomic<FaultyDisk::Call> kind = FaultyDisk::Read;
 std::atomic<int> error = 0;
 std::atomic<bool> failsOnce = false;
 std::atomic<bool> failed = false;
+std::atomic<std::string*> changes = nullptr;  // where they are recorded, if anywhere
 
 // False, and errno is set, when this call is to fail.
 bool Allow(FaultyDisk::Call call) {
@@ -27,6 +28,11 @@ bool Allow(FaultyDisk::Call call) {
   failed = true;
   errno = error;
   return false;
+}
+
+bool AllowChange(const std::string& change) {
+  if (std::string* list = changes) *list += (list->empty() ? "" : ", ") + change;
+  return Allow(FaultyDisk::Change);
 }
 
 }  // namespace
@@ -39,24 +45,30 @@ ssize_t pread(int handle, void* target, std::size_t size, off_t position) {
 }
 
 ssize_t pwrite(int handle, const void* source, std::size_t size, off_t position) {
-  if (!Allow(FaultyDisk::Change)) return -1;
-  return ::syscall(SYS_pwrite64, handle, source, std::min<std::size_t>(size, longest), position);
+  const std::size_t part = std::min<std::size_t>(size, longest);
+  if (!AllowChange("write " + std::to_string(part))) return -1;
+  return ::syscall(SYS_pwrite64, handle, source, part, position);
 }
 
 int fdatasync(int handle) {
-  if (!Allow(FaultyDisk::Change)) return -1;
+  if (!AllowChange("flush")) return -1;
   return static_cast<int>(::syscall(SYS_fdatasync, handle));
 }
 
 int ftruncate(int handle, off_t size) noexcept {
-  if (!Allow(FaultyDisk::Change)) return -1;
+  if (!AllowChange("size " + std::to_string(size))) return -1;
   return static_cast<int>(::syscall(SYS_ftruncate, handle, size));
 }
 }
 
 namespace lmimport::test {
 
+FaultyDisk::FaultyDisk() {
+  changes = &changes_;
+}
+
 FaultyDisk::~FaultyDisk() {
+  changes = nullptr;
   longest = SIZE_MAX;
   allowed = -1;
 }

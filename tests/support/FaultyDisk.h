@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 namespace lmimport::test {
 
@@ -10,7 +11,7 @@ class FaultyDisk {
  public:
   enum Call { Read, Change };  // changes are writes, flushes and new sizes
 
-  FaultyDisk() = default;
+  FaultyDisk();
   ~FaultyDisk();
   FaultyDisk(const FaultyDisk&) = delete;
   FaultyDisk& operator=(const FaultyDisk&) = delete;
@@ -24,6 +25,12 @@ class FaultyDisk {
 
   /// The failure that was asked for has come.
   bool HasFailed() const;
+
+  /// The changes so far, in their order: "size 31, write 30, flush". Only one thread may make them.
+  const std::string& Changes() const { return changes_; }
+
+ private:
+  std::string changes_;
 };
 
 }  // namespace lmimport::test
