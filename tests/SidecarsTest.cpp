@@ -1,7 +1,7 @@
 // Raw data and the files beside it.
-#include "model/BinaryFile.h"
 #include "model/Date.h"
 #include "support/ImportTest.h"
+#include "support/LockedFile.h"
 
 namespace lmimport::test {
 namespace {
@@ -31,6 +31,9 @@ TEST_F(SidecarsTest, DefaultsDescribeWhatNothingElseDoes) {
     Block().GetChannelDoubleArray(1, 1, 2, values);
     EXPECT_EQ(values, (std::vector<Double>{1, -1}));
   }
+  import_.SetDefaultSamplingRate(1e-60);  // 0 as a Single
+  ASSERT_TRUE(Open("g.dat", "12345678"));
+  EXPECT_EQ(Block().SamplingRate(), 100);
   EXPECT_FALSE(Open("g.dat", "1234567"));  // one frame
   EXPECT_EQ(Error(), "No data in the file");
   import_.SetDefaultChannelCount(1);
@@ -43,6 +46,9 @@ TEST_F(SidecarsTest, ParGivesScalesAndOffsets) {
   // The second offset is 100 / 3200 + 3, with the scale before it is divided by 2 and 4.
   EXPECT_EQ(Summary(), "E14 '' 2000 Hz, 6 frames of:  [] 0.00125 n + 0,  [] 0.0025 n + 3.03125");
   EXPECT_EQ(Block().ChannelGlobalIndex(2), 6);
+  // A factor 1 of 1 divides nothing, and its shift isn't applied either.
+  ASSERT_TRUE(OpenWith("f.DAT", "f.par", Patched(FullPar({}), 235 + 40, Bytes().Real64(1))));
+  EXPECT_EQ(Summary(), "E14 '' 2000 Hz, 6 frames of:  [] 0.00125 n + 0,  [] 0.00125 n + 3");
   folder_.Write("f.rvp", Rvp());  // .par comes first
   ASSERT_TRUE(Open(folder_.PathOf("f.DAT")));
   EXPECT_EQ(file_->FileSubType(), 1);
@@ -104,15 +110,14 @@ TEST_F(SidecarsTest, RvpGivesCalibratedChannels) {
 }
 
 TEST_F(SidecarsTest, WhatCannotBeReadIsPassedOver) {
-  const TextTools texts;
-  BinaryFile other(texts);
   folder_.Write("f.rvp", Rvp());
-  ASSERT_TRUE(other.Open(FromUtf8(folder_.PathOf("f.rvp")), false, OrdinaryFile, ShareReading));
   std::filesystem::create_directory(folder_.PathOf("f.par"));  // no file at all
-  ASSERT_TRUE(Open("f.dat", std::string(24, '\1')));
-  EXPECT_EQ(file_->FileSubType(), 0);
-  EXPECT_EQ(FindingCodes(), Codes{"sidecar-passed-over"});
-  other.Close();
+  for (const auto kind : {LockedFile::Whole, LockedFile::Record}) {
+    const LockedFile other(folder_.PathOf("f.rvp"), kind);
+    ASSERT_TRUE(Open("f.dat", std::string(24, '\1')));
+    EXPECT_EQ(file_->FileSubType(), 0) << kind;
+    EXPECT_EQ(FindingCodes(), Codes{"sidecar-passed-over"});
+  }
   ASSERT_TRUE(Open(folder_.PathOf("f.dat")));
   EXPECT_EQ(file_->FileSubType(), 2);
 }
