@@ -115,6 +115,8 @@ TEST_F(OpenPipelineTest, DefaultsTakeOnlyWhatIsValid) {
   for (const double rate : {0.1, 0.0, -1.0, 1e10, std::numeric_limits<double>::quiet_NaN()})
     import_.SetDefaultSamplingRate(rate);
   EXPECT_EQ(import_.DefaultSamplingRate(), static_cast<double>(0.1F));
+  import_.SetDefaultSamplingRate(1e-60);  // 0 as a Single
+  EXPECT_EQ(import_.DefaultSamplingRate(), 100);
   import_.SetFilterIndex(12);
   EXPECT_EQ(LMImport().FilterIndex(), 12);  // all objects of a thread share it
   import_.SetFilterIndex(13);
@@ -123,7 +125,10 @@ TEST_F(OpenPipelineTest, DefaultsTakeOnlyWhatIsValid) {
 
 TEST_F(OpenPipelineTest, SaysWhatItIsAndKnows) {
   EXPECT_EQ(import_.Name(), u"Lumetra Import Library");
-  EXPECT_EQ(import_.Version(), u"1.2.4");
+  std::string version = std::to_string(import_.Major());
+  for (const Integer part : {import_.Minor(), import_.Revision()})
+    version += "." + std::to_string(part);
+  EXPECT_EQ(ToUtf8(import_.Version()), version);
   EXPECT_EQ(import_.FilterCount(), 12);
   EXPECT_EQ(import_.FilterTitle(6), u"WinDaq Files");
   EXPECT_EQ(import_.FilterFiles(12), u"*.*");

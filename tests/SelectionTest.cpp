@@ -10,38 +10,42 @@ namespace {
 
 class FakeSelector final : public FileSelector {
  public:
-  void SetOwnerWindow(Long) override {}
+  void SetOwnerWindow(Long window) override { Window = window; }
   String LastPath() const override { return Path; }
   void SetLastPath(const String& path) override { Path = path; }
   void SetFilter(const String& filter) override { Filter = filter; }
   String SelectedFile() const override { return File; }
-  bool Show() override { return !File.empty(); }
+  bool Show() override {
+    ShownAbove = Window;
+    return !File.empty();
+  }
 
+  Long Window = 0;
+  Long ShownAbove = 0;
   String Path;
   String Filter;
   String File;
 };
 
-class SelectionTest : public ImportTest {
- protected:
-  ~SelectionTest() override { SetFileSelector({}); }
-};
+using SelectionTest = ImportTest;
 
 TEST_F(SelectionTest, OpensWhatTheUserPicks) {
+  const Environment window("WINDOWID", "77");
   const auto selector = std::make_shared<FakeSelector>();
   selector->Path = u"/of the selector";
   SetFileSelector(selector);
   EXPECT_EQ(import_.DefaultPath(), u"/of the selector");
   ASSERT_TRUE(Open("a.lmc", Chart().Build()));
-  import_.SetDefaultPath(FromUtf8(std::filesystem::temp_directory_path().string()));
-  EXPECT_FALSE(Open(folder_.PathOf("missing")));
-  ASSERT_TRUE(Open(folder_.PathOf("a.lmc")));
+  const String elsewhere = FromUtf8(std::filesystem::temp_directory_path().string());
+  import_.SetDefaultPath(elsewhere);
+  EXPECT_EQ(selector->Path, elsewhere);
   const LMIFilePtr before = file_;
   EXPECT_FALSE(import_.SelectAndOpenFile(file_));  // cancelled
-  EXPECT_EQ(Error(), "");
+  EXPECT_EQ(selector->ShownAbove, 77);
   EXPECT_EQ(file_, before);
   EXPECT_EQ(file_->FileTitle(), u"a.lmc");
-  EXPECT_TRUE(selector->Filter.starts_with(u"Supported Files|*.lmc;*.bin;"));
+  EXPECT_TRUE(
+      selector->Filter.starts_with(import_.FilterTitle(0) + u"|" + import_.FilterFiles(0) + u"|"));
   EXPECT_TRUE(
       selector->Filter.ends_with(u"Peak Files (*.pk;*.sfk)|*.pk;*.sfk|All Files (*.*)|*.*"));
 
@@ -56,7 +60,9 @@ TEST_F(SelectionTest, OpensWhatTheUserPicks) {
   selector->File = u"missing.wav";
   EXPECT_EQ(import_.SelectAndOpenFileObject(), nullptr);
   EXPECT_NE(Error(), "");
-  import_.SetFilterIndex(0);
+  selector->File.clear();
+  EXPECT_FALSE(import_.SelectAndOpenFile(file_));
+  EXPECT_EQ(Error(), "");
 }
 
 // Shows no window: the program that would is a script, and without a screen it isn't even started.
