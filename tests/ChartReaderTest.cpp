@@ -72,7 +72,7 @@ TEST_F(ChartReaderTest, KeepsTheWholeBlocksBeforeADamage) {
       {[](Chart& c) { c.Blocks[1].ChannelIndex[1] = -1; }, 1, ""},
       {[](Chart& c) { c.Blocks[1].ChannelIndex[1] = 31; }, 3, ""},
       {[](Chart& c) { c.Blocks[1].ChunkId = "date"; }, 1, ""},
-      {[](Chart& c) { c.Blocks[1].ChunkSize = 7; }, 1, ""},
+      {[](Chart& c) { c.Blocks[1].Samples.resize(3); }, 1, ""},  // a chunk of 6 bytes
       {[](Chart& c) { c.Blocks[0].ChunkSize = -1; }, 0, "Unknown file format"},
       {[](Chart& c) { c.Blocks[2].Samples.resize(4); }, 3, ""},  // a chunk of 8 bytes is enough
       {[](Chart& c) { c.Blocks[0].CommentCount = 65536; }, 0, "Error in the file format"},

@@ -76,6 +76,7 @@ TEST_F(DeviceTest, AbfTakesOrRefuses) {
   EXPECT_EQ(Comments(), "4 first, 8 second");
   const std::pair<int, Date> dates[] = {{20020305, DateSerial(2002, 3, 5)},
                                         {790101, DateSerial(2079, 1, 1)},
+                                        {800101, DateSerial(1980, 1, 1)},
                                         {991301, DateSerial(2000, 1, 1)},
                                         {10100, DateSerial(2001, 1, 0)}};
   for (const auto& [number, date] : dates) {
@@ -144,6 +145,8 @@ TEST_F(DeviceTest, CfwbGivesEveryField) {
                        {with(8, Bytes().Real64(0)), Damaged},
                        {with(56, Bytes().Int32(3)), ""},
                        {with(64 + 68, Bytes().Real64(std::nan(""))), Damaged}});
+  ASSERT_TRUE(Open("f", with(44, Bytes().Real64(std::nan("")))));  // counts as no trigger
+  EXPECT_EQ(file_->Block(1)->StartDateTime(), DateSerial(2001, 2, 3) + TimeSerial(4, 5, 6));
 }
 
 TEST_F(DeviceTest, AdcLabGivesEveryField) {
@@ -169,6 +172,9 @@ TEST_F(DeviceTest, AdcLabTakesOrRefuses) {
                       Filled(20, {{4, Bytes().Int32(channels).Real64(500).Int8(code)}}));
   };
   const std::string data = AlfSection("SAMPLES_RECORD", std::string(48, '\1'));
+  const auto negative = [](const std::string& section) {
+    return Patched(section, 24, Bytes().Int32(-1));
+  };
   const Codes scale = {"scale-of-16-bits"};
   ExpectOutcomes("f",
                  {{plain.substr(0, 95), Unknown},
@@ -180,6 +186,7 @@ TEST_F(DeviceTest, AdcLabTakesOrRefuses) {
                   {head + format(65536, 5) + data, Damaged},
                   {Patched(plain, 116, Bytes().Int32(32)), Damaged},  // no number in its low bits
                   {Patched(DeviceAlf(), 457, Bytes().Int8(17)), Damaged},
+                  {negative(head) + format(1, 5) + data, Unknown},
                   {head + format(1, 3) + data, "", scale},
                   {head + format(1, 8) + data, "", scale}});
   const Long sizes[] = {24, 12, 6, 48, 48, 24, 24, 12, 12, 24};  // 48 bytes, by sample code
@@ -196,6 +203,10 @@ TEST_F(DeviceTest, AdcLabTakesOrRefuses) {
   // Without a record of samples, what is left behind the last section is data.
   ASSERT_TRUE(Open("f", head + format(1, 5) + std::string(20, '\1')));
   EXPECT_EQ(file_->Block(1)->SizeChannel(), 10);
+  // A section of negative size has no payload, and a record of negative size ends with the file.
+  ASSERT_TRUE(
+      Open("f", head + negative(AlfSection("SD_INFO", "")) + format(1, 5) + negative(data)));
+  EXPECT_EQ(file_->Block(1)->SizeChannel(), 24);
 }
 
 TEST_F(DeviceTest, ArGivesEveryField) {
@@ -219,6 +230,8 @@ TEST_F(DeviceTest, ArGivesEveryField) {
                   {ar.substr(0, 516), "", {"no-range", "no-sensitivity"}},
                   {with(2, Bytes().Int16(0)), Damaged},
                   {with(4, Bytes().Int32(-5)), "", {"no-range", "no-sensitivity", "no-rate"}}});
+  ASSERT_TRUE(Open("f", with(18, Bytes().Int16(40000))));
+  EXPECT_EQ(file_->Block(1)->StartDateTime(), DateSerial(40000, 2, 3) + TimeSerial(4, 5, 6));
   for (const std::string& notes : {std::string(288, 'x'), std::string(288, '\0')}) {
     ASSERT_TRUE(Open("f", with(224, Bytes().Text(notes))));
     EXPECT_EQ(file_->Block(1)->Notes(), u"");

@@ -108,6 +108,9 @@ TEST_F(FileChangesTest, ARecordingThatIsCutReadsAsZeros) {
   EXPECT_EQ(Frame(block, 1), (std::vector<Integer>{6400, -6400}));
   EXPECT_EQ(Frame(block, 2), (std::vector<Integer>{3200, 0}));
   EXPECT_EQ(Frame(block, 3), (std::vector<Integer>{0, 0}));
+  std::filesystem::resize_file(name, 49);  // half of the third sample
+  EXPECT_EQ(Frame(block, 1), (std::vector<Integer>{6400, -6400}));
+  EXPECT_EQ(Frame(block, 2), (std::vector<Integer>{0, 0}));
   std::filesystem::resize_file(name, 0);
   EXPECT_EQ(Frame(block, 1), (std::vector<Integer>{0, 0}));
   EXPECT_EQ(block.ChannelCount(), 2);

@@ -144,6 +144,7 @@ TEST_F(MatlabTest, Level5SaysWhyNothingIsShown) {
        "Error in the file format"},
       {Patched(good, 132, Bytes().Int32(-8)), "Unsupported file format"},
       {Patched(good, 172, Bytes().Int32(0x7fffffff)), "Unsupported file format"},  // of the name
+      {Patched(good, 168, Bytes().Int32(257)), "Unsupported file format"},  // a tag of one word
   };
   int number = 0;
   for (const auto& row : rows) {
@@ -151,6 +152,8 @@ TEST_F(MatlabTest, Level5SaysWhyNothingIsShown) {
     EXPECT_FALSE(OpenMat(row.Bytes));
     EXPECT_EQ(Error(), row.Error);
   }
+  ASSERT_TRUE(OpenMat(Patched(good, 168, Bytes().Int32(256))));  // a name's tag of two words
+  EXPECT_EQ(Blocks(), "x 1x4 100Hz");
   const std::string element = head + Mat5Element(9, Doubles({1, 2, 3}));
   ASSERT_TRUE(OpenMat(element));  // a bare element, without a name
   EXPECT_EQ(Blocks(), " 1x3 100Hz");
