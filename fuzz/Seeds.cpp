@@ -10,7 +10,7 @@ using namespace test;
 
 Seeds BuiltSeeds() {
   Seeds seeds;
-  for (const Recording& recording : AllRecordings())
+  for (const BuiltRecording& recording : AllRecordings())
     seeds.emplace(recording.Target,
                   Input(*FindTarget(recording.Target), recording.Bytes, recording.SidecarBytes));
   Edf wide{.Signals = std::vector<EdfSignal>(34, EdfSignal{.Records = {Words({1, 2})}})};

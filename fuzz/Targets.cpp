@@ -3,13 +3,11 @@
 #include <lmimport/lmimport.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <string>
 
+#include "recording/Formats.h"
 #include "support/AskEverything.h"
 #include "support/Builders.h"
 
@@ -18,25 +16,23 @@ namespace {
 
 using std::string_view_literals::operator""sv;
 
-constexpr std::array Targets = {
-    Target{"abf", "abf.abf", "ABF ", ""},
-    Target{"abin", "abin.bin", "ABIN", ""},
-    Target{"acq", "acq.acq", "", ""},
-    Target{"adclab", "adclab.dat", "ADCL", ""},
-    Target{"ar", "ar.dat", "AR", ""},
-    Target{"cfwb", "cfwb.dat", "CFWB", ""},
-    Target{"chart", "chart.lmc", "LMC\0"sv, ""},
-    Target{"edf", "edf.edf", "0       ", ""},
-    Target{"matlab4", "matlab4.mat", "", ""},
-    Target{"matlab5", "matlab5.mat", "MATL", ""},
-    Target{"par", "par.dat", "\1\0\2\0"sv, "par.par"},
-    Target{"peak0", "peak0.dat", "\xf1\x06\0\0"sv, ""},
-    Target{"peak1", "peak1.dat", "SFPK", ""},
-    Target{"rvp", "rvp.dat", "\1\0\2\0"sv, "rvp.rvp"},
-    Target{"text", "text.bin", "\1\0\2\0"sv, "text_binheader.txt"},
-    Target{"wave", "wave.wav", "RIFF", "wave_wavheader.txt"},
-    Target{"windaq", "windaq.wdq", "", ""},
-};
+std::vector<Target> MakeTargets() {
+  std::vector<Target> targets;
+  for (const Format& format : ReadFormats()) {
+    if (format.Id == "raw") continue;  // its sidecars have targets of their own
+    const std::string id(format.Id);
+    const std::string ending = format.Extension.empty() ? ".dat" : ToUtf8(format.Extension);
+    targets.push_back(
+        {id, id + ending, format.FirstBytes, id == "wave" ? "wave_wavheader.txt" : ""});
+  }
+  constexpr std::array<std::string_view, 3> counts = {"\1\0\2\0"sv};
+  targets.push_back({"par", "par.dat", counts, "par.par"});
+  targets.push_back({"rvp", "rvp.dat", counts, "rvp.rvp"});
+  targets.push_back({"text", "text.bin", counts, "text_binheader.txt"});
+  const auto edf = std::ranges::find(targets, "edf", &Target::Name);
+  edf->FirstBytes[0] = "0       ";
+  return targets;
+}
 
 bool Open(LMImport& import, const std::string& name) {
   bool isOpen = false;
@@ -46,15 +42,24 @@ bool Open(LMImport& import, const std::string& name) {
   std::abort();
 }
 
+// The same by the other face, with what it reads only when asked.
+void AskAsRecording(const std::string& name) {
+  const std::string wrong = test::OpenAndAskRecording(name);
+  if (wrong.empty()) return;
+  std::fprintf(stderr, "%s\n", wrong.c_str());
+  std::abort();
+}
+
 }  // namespace
 
-std::span<const Target> AllTargets() {
-  return Targets;
+const std::vector<Target>& AllTargets() {
+  static const std::vector<Target> targets = MakeTargets();
+  return targets;
 }
 
 const Target* FindTarget(std::string_view name) {
-  const auto found = std::ranges::find(Targets, name, &Target::Name);
-  return found != Targets.end() ? &*found : nullptr;
+  const auto found = std::ranges::find(AllTargets(), name, &Target::Name);
+  return found != AllTargets().end() ? &*found : nullptr;
 }
 
 std::string Input(const Target& target, std::string_view recording, std::string_view sidecar) {
@@ -76,9 +81,13 @@ bool Run(const Target& target, std::span<const std::uint8_t> input) {
     folder.Write(target.Sidecar, recording.substr(2 + length));
     recording = recording.substr(2, length);
   }
-  recording.replace(0, std::min(recording.size(), target.FirstBytes.size()),
-                    target.FirstBytes.substr(0, recording.size()));
+  const bool begins = std::ranges::any_of(target.FirstBytes, [&](std::string_view mark) {
+    return !mark.empty() && recording.starts_with(mark);
+  });
+  const std::string_view mark = target.FirstBytes[0].substr(0, recording.size());
+  if (!begins) recording.replace(0, mark.size(), mark);
   const std::string name = folder.Write(target.FileName, recording);
+  AskAsRecording(name);
   const bool isOpen = Open(import, name);
   const bool isOpenAgain = Open(import, name);
   std::filesystem::remove(name + "dat");

@@ -36,7 +36,7 @@ TEST_F(BinaryFileTest, ReadsTypedValuesAndZerosBehindTheEnd) {
   const Bytes bytes = Bytes().Int16(-2).Int32(70000).Real32(1.5F).Real64(-0.25).Int8(7).Zeros(2);
   ASSERT_TRUE(OpenToRead(file_, folder_.Write("f", bytes.Get())));
   EXPECT_EQ(file_.Size(), 21);
-  EXPECT_EQ(file_.PathName(), FromUtf8(folder_.PathOf("f")));
+  EXPECT_EQ(file_.File()->PathName(), FromUtf8(folder_.PathOf("f")));
   EXPECT_EQ(file_.ReadValue<Integer>(), -2);
   EXPECT_EQ(file_.ReadValue<Long>(), 70000);
   EXPECT_EQ(file_.ReadValue<Single>(), 1.5F);

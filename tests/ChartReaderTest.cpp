@@ -104,7 +104,7 @@ TEST_F(ChartReaderTest, SaysWhatAFileLacks) {
   ASSERT_EQ(FindingCodes(), Codes{"data-cut-off"});
   EXPECT_EQ(Findings()[0].Position, static_cast<std::int64_t>(samples) + 4);
   EXPECT_EQ(Findings()[0].Text,
-            u"Block 1 claims 3 frames, and the file holds 1; the rest reads as stored zeros.");
+            "Block 1 claims 3 frames, and the file holds 1; the rest reads as stored zeros.");
 
   ChartBlock block{.SizeChannel = 4, .Comments = {{1, "a"}, {5, "behind"}}, .CommentCount = 65535};
   const HeapUse heap;

@@ -84,12 +84,13 @@ TEST_F(CommandTest, CheckListsFindings) {
   EXPECT_EQ(Run("check " + name_).Status, 0);
   const Outcome warned = Run("check " + name_ + " " + cut);
   EXPECT_EQ(warned.Status, 3);
-  EXPECT_TRUE(warned.Text.starts_with(cut + ": warning data-cut-off, at byte 56: ")) << warned.Text;
+  EXPECT_TRUE(warned.Text.starts_with(cut + ": warning data-cut-off, block 1, at byte 56: "))
+      << warned.Text;
   EXPECT_EQ(std::ranges::count(warned.Text, '\n'), 1);
   EXPECT_EQ(Run("check missing.wdq " + cut).Status, 1);
   EXPECT_EQ(nlohmann::json::parse(Run("check --json " + cut).Text)[0]["Findings"][0]["Code"],
             "data-cut-off");
-  EXPECT_NE(Run("formats").Text.find("WinDaq Files"), std::string::npos);
+  EXPECT_NE(Run("formats").Text.find("windaq    WinDaq "), std::string::npos);
 }
 
 TEST_F(CommandTest, ReadWritesCsv) {

@@ -12,7 +12,7 @@
 namespace lmimport::test {
 namespace {
 
-class EveryFormat : public ImportTest, public testing::WithParamInterface<Recording> {
+class EveryFormat : public ImportTest, public testing::WithParamInterface<BuiltRecording> {
  protected:
   // Opens damaged bytes and asks everything of what comes out of it. Whatever they are, the open
   // ends in an orderly way, and the memory stays small.
@@ -20,7 +20,7 @@ class EveryFormat : public ImportTest, public testing::WithParamInterface<Record
 
   // Opens the recording as it is, with its sidecar and, unless it is to stay, no flat data file.
   void OpenWhole(bool flatFileStays = false) {
-    const Recording& recording = GetParam();
+    const BuiltRecording& recording = GetParam();
     if (!flatFileStays) std::filesystem::remove(folder_.PathOf(recording.Name) + "dat");
     if (!recording.Sidecar.empty()) folder_.Write(recording.Sidecar, recording.SidecarBytes);
     ASSERT_TRUE(Open(recording.Name, recording.Bytes)) << Error();

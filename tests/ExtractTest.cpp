@@ -9,23 +9,10 @@
 #include "extract/FrameReads.h"
 #include "extract/Routes.h"
 #include "extract/VectorOps.h"
-#include "support/Builders.h"
+#include "support/MemorySource.h"
 
 namespace lmimport::test {
 namespace {
-
-template <class T>
-constexpr auto ReadChannel = &ReadChannelInteger;
-template <>
-constexpr auto ReadChannel<Single> = &ReadChannelSingle;
-template <>
-constexpr auto ReadChannel<Double> = &ReadChannelDouble;
-template <class T>
-constexpr auto ReadFrames = &ReadFramesInteger;
-template <>
-constexpr auto ReadFrames<Single> = &ReadFramesSingle;
-template <>
-constexpr auto ReadFrames<Double> = &ReadFramesDouble;
 
 TEST(ClampRange, CutsToTheBlock) {
   constexpr Long most = std::numeric_limits<Long>::max();
@@ -97,8 +84,7 @@ class ExtractTest : public testing::Test {
     block_.DataPtr = head;
     block_.ChannelScale = std::move(scales);
     block_.ChannelOffset = std::move(offsets);
-    file_.Open(FromUtf8(folder_.Write("samples", bytes)), true, OrdinaryFile,
-               ShareReadingAndWriting);
+    source_ = std::make_unique<MemorySource>(bytes);
   }
 
   template <class Stored>
@@ -106,9 +92,7 @@ class ExtractTest : public testing::Test {
   template <class Stored, class Output>
   void CheckOutput(const std::vector<Stored>& samples);
 
-  TempFolder folder_;
-  TextTools texts_;
-  BinaryFile file_{texts_};
+  std::unique_ptr<MemorySource> source_;
   BlockRec block_;
 };
 
@@ -116,30 +100,30 @@ TEST_F(ExtractTest, ConvertsByHand) {
   Store<Integer>(SampleInt16, 3, {8, 8, 8}, {1, 2, 4}, {0, 10, 20});
   Single singles[3] = {};
   Integer counts[3] = {};
-  EXPECT_EQ(ReadFramesSingle(file_, block_, singles, 1, 1), 1);
-  EXPECT_EQ(ReadFramesInteger(file_, block_, counts, 1, 1), 1);
+  EXPECT_EQ(ReadFramesSingle(*source_, block_, singles, 1, 1), 1);
+  EXPECT_EQ(ReadFramesInteger(*source_, block_, counts, 1, 1), 1);
   const int expected[] = {8, 14, 22};
   for (int i = 0; i < 3; ++i) EXPECT_EQ(singles[i], static_cast<Single>(expected[i]));
   for (const Integer count : counts) EXPECT_EQ(count, 8);
-  EXPECT_EQ(ReadChannelInteger(file_, block_, 3, counts, 1, 1), 0);
-  EXPECT_EQ(ReadChannelInteger(file_, block_, -1, counts, 1, 1), 0);
+  EXPECT_EQ(ReadChannelInteger(*source_, block_, 3, counts, 1, 1), 0);
+  EXPECT_EQ(ReadChannelInteger(*source_, block_, -1, counts, 1, 1), 0);
 
   Store<Single>(SampleSingle, 1, {3}, {1000}, {2});
-  EXPECT_EQ(ReadChannelSingle(file_, block_, 0, singles, 1, 1), 1);
-  EXPECT_EQ(ReadChannelInteger(file_, block_, 0, counts, 1, 1), 1);
+  EXPECT_EQ(ReadChannelSingle(*source_, block_, 0, singles, 1, 1), 1);
+  EXPECT_EQ(ReadChannelInteger(*source_, block_, 0, counts, 1, 1), 1);
   EXPECT_EQ(singles[0], 3);
   EXPECT_EQ(counts[0], 1000);
 
   Store<Integer>(SampleInt16, 1, {INT16_MIN, 0, -1}, {1}, {0});
   block_.SampleUnsigned = -1;
-  EXPECT_EQ(ReadChannelInteger(file_, block_, 0, counts, 1, 3), 3);
+  EXPECT_EQ(ReadChannelInteger(*source_, block_, 0, counts, 1, 3), 3);
   EXPECT_EQ(counts[0], 0);
   EXPECT_EQ(counts[1], -32768);
   Store<Long>(SampleInt32, 1, {70000, -70000}, {2}, {1});
   Double value = 0;
-  EXPECT_EQ(ReadChannelDouble(file_, block_, 0, &value, 1, 1), 1);
+  EXPECT_EQ(ReadChannelDouble(*source_, block_, 0, &value, 1, 1), 1);
   EXPECT_EQ(value, 35001);
-  EXPECT_EQ(ReadChannelInteger(file_, block_, 0, counts, 1, 2), 2);
+  EXPECT_EQ(ReadChannelInteger(*source_, block_, 0, counts, 1, 2), 2);
   EXPECT_EQ(counts[0], 32767);
 }
 
@@ -147,7 +131,7 @@ TEST_F(ExtractTest, SamplesThatTheFileLacksAreStoredZeros) {
   Store<Integer>(SampleInt16, 2, {10, 20, 30}, {2, 2}, {1, 1});  // half of a second frame
   block_.SizeChannel = 3;
   Double values[6] = {9, 9, 9, 9, 9, 9};
-  EXPECT_EQ(ReadFramesDouble(file_, block_, values, 1, 3), 3);
+  EXPECT_EQ(ReadFramesDouble(*source_, block_, values, 1, 3), 3);
   const Double expected[] = {6, 11, 16, 1, 1, 1};
   for (int i = 0; i < 6; ++i) EXPECT_EQ(values[i], expected[i]);
 }
@@ -160,13 +144,16 @@ Output Convert(const BlockRec& block, std::size_t channel, Stored stored) {
     const auto count =
         static_cast<Stored>(flip ? stored ^ std::numeric_limits<Stored>::min() : stored);
     if constexpr (std::integral<Output>)
-      return static_cast<Integer>(std::min<Long>(32767, std::max<Long>(-32768, count)));
+      return static_cast<Output>(std::clamp<Long>(count, std::numeric_limits<Output>::min(),
+                                                  std::numeric_limits<Output>::max()));
     else
       return static_cast<Output>(count) / static_cast<Output>(block.ChannelScale[channel]) +
              static_cast<Output>(block.ChannelOffset[channel]);
   } else if constexpr (std::integral<Output>) {
     const Stored count = (stored - block.ChannelOffset[channel]) * block.ChannelScale[channel];
-    return static_cast<Integer>(std::clamp<Stored>(std::nearbyint(count), -32768, 32767));
+    return static_cast<Output>(std::clamp<Double>(std::nearbyint(count),
+                                                  std::numeric_limits<Output>::min(),
+                                                  std::numeric_limits<Output>::max()));
   } else {
     return static_cast<Output>(stored);
   }
@@ -181,15 +168,15 @@ void ExtractTest::CheckOutput(const std::vector<Stored>& samples) {
     const auto first = static_cast<std::size_t>(start - 1);
     const auto n = static_cast<std::size_t>(count);
     std::vector<Output> frames(n * channels);
-    ASSERT_EQ(ReadFrames<Output>(file_, block_, frames.data(), start, count), count);
+    ASSERT_EQ(ReadFrames(*source_, block_, frames.data(), start, count), count);
     for (std::size_t i = 0; i < frames.size(); ++i)
       ASSERT_EQ(frames[i], Convert<Output>(block_, i % channels, samples[first * channels + i]))
           << "frame value " << i << " of " << channels << " channels";
     const std::size_t channel = channels - 1;
     std::vector<Output> values(n);
-    ASSERT_EQ(ReadChannel<Output>(file_, block_, static_cast<Integer>(channel), values.data(),
-                                  start, count),
-              count);
+    ASSERT_EQ(
+        ReadChannel(*source_, block_, static_cast<Integer>(channel), values.data(), start, count),
+        count);
     for (std::size_t i = 0; i < n; ++i) ASSERT_EQ(values[i], frames[i * channels + channel]) << i;
   }
 }
@@ -217,6 +204,7 @@ void ExtractTest::CheckAllOutputs(Integer sampleType, Integer channels, Integer 
   Store(sampleType, channels, samples, scales, offsets);
   block_.SampleUnsigned = sampleUnsigned;
   CheckOutput<Stored, Integer>(samples);
+  CheckOutput<Stored, Long>(samples);
   CheckOutput<Stored, Single>(samples);
   CheckOutput<Stored, Double>(samples);
 }

@@ -155,15 +155,21 @@ TEST_F(SidecarsTest, AWrongDescriptionIsAFault) {
                std::domain_error);
   for (const char* line : {"NumAChannels=0\n", "NumAChannels=33\n", "NumAChannels=\n"})
     EXPECT_THROW(OpenWithText(line), std::length_error) << line;
-  for (const char* line : {"Resolution=256\n", "Resolution=-1\n", "MaxADCValue=3000000000\n"})
+  for (const char* line : {"Resolution=256\n", "Resolution=-1\n", "MaxADCValue=3000000000\n",
+                           "MaxADCValue=-2147483649\n", "[Ch99999999999]\n"})
     EXPECT_THROW(OpenWithText(line), std::range_error) << line;
+  for (const char* line : {"MaxRange=abc\n", "MinRange=\n", "Samplerate=abc\n"})
+    EXPECT_THROW(OpenWithText("NumAChannels=1\n[Ch0]\n" + std::string(line)), std::invalid_argument)
+        << line;
   try {
     OpenWithText("NumAChannels=1\nSamplerate=1e99\n");
     FAIL();
-  } catch (const std::domain_error& fault) {
-    EXPECT_NE(std::string(fault.what()).find("f_binheader.txt"), std::string::npos);
+  } catch (const std::range_error& fault) {
+    EXPECT_NE(std::string(fault.what()).find("f_binheader.txt: Samplerate is too large"),
+              std::string::npos);
   }
-  EXPECT_TRUE(Open("good.dat", "12345678"));
+  EXPECT_TRUE(OpenWithText("NumAChannels=1\n[Ch0]\nMaxRange=4\nMaxADCValue=-2147483648\n"));
+  EXPECT_EQ(file_->Block(1)->ChannelDoubleA(1), -0x1p-30);
 }
 
 TEST_F(SidecarsTest, TextHeadersAreReadCharacterByCharacter) {

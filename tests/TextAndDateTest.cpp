@@ -7,7 +7,6 @@
 #include "model/TextTools.h"
 #include "platform/System.h"
 #include "readers/AdcTables.h"
-#include "readers/FixedText.h"
 #include "support/Builders.h"
 
 namespace lmimport::test {

@@ -22,12 +22,12 @@ constexpr int Rounds = 10;
 // Opens, asks and closes; gives what went wrong.
 std::string Work(const std::string& sharedName, int thread) {
   const TempFolder own;
-  const std::vector<Recording> recordings = AllRecordings();
-  for (const Recording& recording : recordings)
+  const std::vector<BuiltRecording> recordings = AllRecordings();
+  for (const BuiltRecording& recording : recordings)
     if (!recording.Sidecar.empty()) own.Write(recording.Sidecar, recording.SidecarBytes);
   LMImport import;
   for (int round = 0; round < Rounds; ++round) {
-    for (const Recording& recording : recordings) {
+    for (const BuiltRecording& recording : recordings) {
       const std::string name = own.Write(recording.Name, recording.Bytes);
       const LMIFilePtr file = import.OpenFileObject(FromUtf8(name));
       if (!file) return recording.Name + ": " + ToUtf8(import.ErrorString());

@@ -54,7 +54,7 @@ TEST_F(WaveReaderTest, TakesOrRefuses) {
        "",
        {"chunk-in-the-way"}},
       {{.DataBytes = 8}, "", "44.1 kHz, 16-bit", {}},  // two frames
-      {{.DataBytes = 7}, "No data in the file", "", {}},
+      {{.DataBytes = 7}, "No data in the file", "", {"no-data"}},
       {{.DataBytes = 0}, "No data in the file", "", {"streamed"}},
       {{.DataBytes = 0xffffffff}, "No data in the file", "", {"streamed"}},
       {{.DataBytes = 400}, "", "44.1 kHz, 16-bit", {"data-cut-off"}},

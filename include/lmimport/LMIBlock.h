@@ -10,6 +10,7 @@
 namespace lmimport {
 
 struct BlockRec;
+struct ChannelRec;
 
 /// A view on one block of the open file. It turns invalid for good when the file is closed, and
 /// gives empty texts and 0 from then on. It belongs to the thread that made it: a call from any
@@ -92,9 +93,11 @@ class LMIMPORT_API LMIBlock {
  private:
   friend class LMIFile;
   LMIBlock();
-  const BlockRec* Record() const;
+  const BlockRec& Record() const;
   const BlockRec* RecordWithChannel(Integer channelIndex) const;
-  const BlockRec* RecordWithComment(Long commentIndex) const;
+  const ChannelRec* Channel(Integer channelIndex) const;
+  template <class T>
+  T Entry(const std::vector<T> BlockRec::*table, Integer channelIndex, T none) const;
 
   std::uint64_t thread_;
   Integer blockNumber_ = -1;  // from 0; -1 for an invalid object

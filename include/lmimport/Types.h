@@ -38,10 +38,15 @@ class SampleTable {
   SampleTable() = default;
 
   /// A table of zeros. Throws std::length_error for a negative count.
-  SampleTable(Long channelCount, Long frameCount)
-      : channelCount_(channelCount), frameCount_(frameCount) {
+  SampleTable(Long channelCount, Long frameCount) { Dimension(channelCount, frameCount); }
+
+  /// Gives the table another shape; its memory is kept, so its samples have no meaning until they
+  /// are written. Throws std::length_error for a negative count.
+  void Dimension(Long channelCount, Long frameCount) {
     if (channelCount < 0 || frameCount < 0) throw std::length_error("SampleTable: negative count");
     values_.resize(static_cast<std::size_t>(channelCount) * static_cast<std::size_t>(frameCount));
+    channelCount_ = channelCount;
+    frameCount_ = frameCount;
   }
 
   Long ChannelCount() const { return channelCount_; }

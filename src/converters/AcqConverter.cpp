@@ -11,7 +11,7 @@
 //                                                    100  double    value of count 0
 //                                                    250  int16     divider, from version 38
 //
-// Behind the channel headers: a section that begins with its length in bytes, int16; for each
+// The channel headers are followed by: a section that begins with its length in bytes, int16; for each
 // channel the bytes of a sample and its kind (1 Double, 2 16-bit integer), both int16; the samples;
 // the length of the markers and their number, both int32; and the markers:
 //
@@ -19,15 +19,14 @@
 //       10  int16   bytes of the text, which a zero byte follows
 //       12          text
 //
-// Where all channels have the same kind and the base rate, the samples are frames as they stand.
+// Where all channels have the same kind and the base rate, the samples are frames as they are.
 #include <array>
 #include <cmath>
 
 #include "converters/AcqFrames.h"
 #include "converters/AcqScale.h"
 #include "converters/Converters.h"
-#include "model/Version.h"
-#include "readers/HeaderView.h"
+#include "model/HeaderView.h"
 
 namespace lmimport {
 namespace {
@@ -38,72 +37,119 @@ constexpr Long AcqLargestVersion = 1000;  // that a file of a later layout might
 constexpr Long AcqVersionWithDivider = 38;
 constexpr Long AcqVersionWithCompression = 41;
 constexpr Long AcqSmallestGraphHeader = 148;
-constexpr std::int64_t AcqBytesBehindGraphHeader = 118;
+constexpr std::int64_t AcqBytesPastGraphHeader = 118;
 constexpr Integer AcqLargestChannelTotal = 16384;
 constexpr Double AcqLargestInterval = 1e7;
 constexpr Long AcqFileType = 8;
 
 constexpr std::size_t AcqGraphBytes = 24;
-constexpr std::size_t AcqVersion = 2;
-constexpr std::size_t AcqGraphLength = 6;
-constexpr std::size_t AcqChannelTotal = 10;
-constexpr std::size_t AcqInterval = 16;
-constexpr std::size_t AcqCompressed = 1936;
+constexpr Field<Long> AcqVersion{2}, AcqGraphLength{6};
+constexpr Field<Integer> AcqChannelTotal{10};
+constexpr Field<Double> AcqInterval{16};
+constexpr std::int64_t AcqCompressed = 1936;
 
 constexpr std::size_t AcqChannelBytes = 252;
-constexpr std::size_t AcqChannelLength = 0;
-constexpr std::size_t AcqTitle = 6;
-constexpr std::size_t AcqTitleBytes = 40;
-constexpr std::size_t AcqUnit = 68;
-constexpr std::size_t AcqUnitBytes = 20;
-constexpr std::size_t AcqSampleCount = 88;
-constexpr std::size_t AcqScale = 92;
-constexpr std::size_t AcqOffset = 100;
-constexpr std::size_t AcqDivider = 250;
+constexpr Field<Long> AcqChannelLength{0}, AcqSampleCount{88};
+constexpr TextField AcqTitle{6, 40}, AcqUnit{68, 20};
+constexpr Field<Double> AcqScale{92}, AcqOffset{100};
+constexpr Field<Integer> AcqDivider{250};
 
 constexpr std::int64_t AcqTypeBytes = 4;
 constexpr Integer AcqKindDouble = 1;
 constexpr Integer AcqKindInteger = 2;
 
 constexpr std::size_t AcqMarkerBytes = 12;
-constexpr std::size_t AcqMarkerStep = 0;
-constexpr std::size_t AcqMarkerTextLength = 10;
+constexpr Field<Long> AcqMarkerStep{0};
+constexpr Field<Integer> AcqMarkerTextLength{10};
 
 // The flat data file takes at most 128 times the bytes of a whole recording: a step of 2 bytes can
 // be a frame of 32 Doubles. What a damaged header claims beyond that, and a little more, isn't made.
 constexpr std::int64_t AcqLargestGrowth = 128;
 constexpr std::int64_t AcqGrowthAllowance = 16LL * 1024 * 1024;
 
+// What of the headers is needed to read markers and samples.
+struct AcqLayout {
+  std::vector<AcqChannel> Channels;
+  std::int64_t ChunkStart = 0;
+  std::int64_t ChunkSize = 0;
+};
+
+void ReadMarkers(Opening& opening, std::int64_t position) {
+  BinaryFile& file = opening.DataFile;
+  BlockRec& block = opening.Store.Blocks.front();
+  file.Seek(position);
+  std::int64_t leftOut = 0;
+  std::array<Long, 2> head{};  // the length of the section, and the number of markers
+  file.ReadInt32Array(head.data(), std::ssize(head));
+  for (Long i = 0; i < head[1]; ++i) {
+    Header<AcqMarkerBytes> marker(opening.Texts);
+    if (marker.ReadMore(file, 0, AcqMarkerBytes) < std::int64_t{AcqMarkerBytes}) {
+      opening.Note("comments-cut", {file.Size(), 0}, "The file claims ", head[1],
+                   " markers, and holds ", i, ".");
+      break;
+    }
+    const Long step = marker[AcqMarkerStep];
+    const Integer length = marker[AcqMarkerTextLength];
+    if (step >= 0 && step < block.SizeChannel) {
+      CommentRec& comment = block.Comments.emplace_back();
+      comment.Position = step + 1;
+      file.ReadFixedString(comment.Text, length);
+      file.Skip(1);
+    } else {
+      file.Skip(std::max(0, length + 1));  // never back to a marker that was read
+      ++leftOut;
+    }
+  }
+  block.CommentCount = HeldAsLong(std::ssize(block.Comments));
+  if (leftOut > 0)
+    opening.Note("comments-left-out", {position, 0}, leftOut,
+                 leftOut == 1 ? " comment" : " comments", " outside the recording left out.");
+}
+
+// A finished flat file spares the writing. The ranges of the Double channels are stored nowhere, so
+// where there are any, the recording is gone through all the same.
+void MakeFlatFile(Opening& opening, const AcqLayout& layout) {
+  BlockRec& block = opening.Store.Blocks.front();
+  std::vector<AcqChannel> channels = layout.Channels;
+  FlatDataFile flat(opening, block.SizeChannel * block.FrameBytes());
+  flat.FindOrCreate();
+  const auto shown = std::span(channels).first(block.ChannelScale.size());
+  const bool rangesLack = std::ranges::count(shown, SampleDouble, &AcqChannel::StoredKind) > 0;
+  if (rangesLack || !flat.IsUpToDate())
+    AcqFrames(channels, shown.size())
+        .Decode(opening.DataFile, layout.ChunkStart, block.SizeChannel,
+                flat.IsUpToDate() ? nullptr : &flat, opening.Progress);
+  FitAcqScale(block, channels);
+  flat.Adopt();
+}
+
 class AcqConverter {
  public:
-  explicit AcqConverter(ImportState& state) : state_(state), file_(*state.DataFile) {}
-  bool Convert();
+  explicit AcqConverter(Opening& opening) : opening_(opening), file_(opening.DataFile) {}
+  void Convert();
 
  private:
-  BlockRec& Block() { return state_.Blocks.front(); }
+  BlockRec& Block() { return opening_.Store.Blocks.front(); }
+  std::vector<AcqChannel>& Channels() { return layout_->Channels; }
   bool IsInPlace() const;
-  bool RefuseVersion();
-  bool ReadGraphHeader();
+  void RefuseVersion() const;
+  void ReadGraphHeader();
   void ReadChannelHeaders();
   void FillChannel(std::size_t number, const HeaderView& header);
-  bool ReadChannelTypes();
-  bool WorkOutDividers();
+  void ReadChannelTypes();
+  void WorkOutDividers();
   void HoldSize();
-  void ReadMarkers();
-  bool FillSamples();
-  bool MakeFlatFile();
+  void FillSamples();
   void NoteDividers();
   void NoteCompression();
 
-  ImportState& state_;
+  Opening& opening_;
   BinaryFile& file_;
+  std::shared_ptr<AcqLayout> layout_ = std::make_shared<AcqLayout>();
   Long version_ = 0;
   std::int64_t graphLength_ = 0;
   std::int64_t channelLength_ = 0;
   std::int64_t typeTable_ = 0;
-  std::int64_t chunkStart_ = 0;
-  std::int64_t chunkSize_ = 0;
-  std::vector<AcqChannel> channels_;
   Long maxSamples_ = 0;
   bool hasInteger_ = false;
   bool hasDouble_ = false;
@@ -111,114 +157,116 @@ class AcqConverter {
 };
 
 bool AcqConverter::IsInPlace() const {
-  return hasInteger_ != hasDouble_ && !needsResample_ && channels_.size() <= LargestChannelCount;
+  return hasInteger_ != hasDouble_ && !needsResample_ &&
+         layout_->Channels.size() <= LargestChannelCount;
 }
 
-bool AcqConverter::RefuseVersion() {
+void AcqConverter::RefuseVersion() const {
   const auto bits = static_cast<std::uint32_t>(version_);
   const auto swapped =
       static_cast<Long>(bits << 24 | (bits & 0xff00) << 8 | (bits >> 8 & 0xff00) | bits >> 24);
   const auto isVersion = [](Long number) { return number > 0 && number <= AcqLargestVersion; };
   if (isVersion(version_) || isVersion(swapped))
-    state_.Warn(
-        "version-not-read", AcqVersion,
-        Sentence("The file states version ", isVersion(version_) ? version_ : swapped,
-                 isVersion(version_) ? "" : " in big-endian numbers", "; versions ",
-                 AcqFirstVersion, " to ", AcqLastVersion, " in little-endian numbers are read."));
-  return state_.Refuse(Refusal::UnknownFormat);
+    Refuse(Refusal::UnknownFormat, "version-not-read", AcqVersion.Position(),
+           "The file states version ", isVersion(version_) ? version_ : swapped,
+           isVersion(version_) ? "" : " in big-endian numbers", "; versions ", AcqFirstVersion,
+           " to ", AcqLastVersion, " in little-endian numbers are read.");
+  RefuseAsUnknown(AcqVersion.Position(), "The file is named .acq, but ", version_,
+                  " is no version of that format.");
 }
 
-bool AcqConverter::ReadGraphHeader() {
-  std::array<Byte, AcqGraphBytes> bytes{};
-  file_.Seek(0);
-  file_.ReadByteArray(bytes.data(), AcqGraphBytes);
-  const HeaderView header(bytes);
-  version_ = header.Int32(AcqVersion);
-  if (version_ < AcqFirstVersion || version_ > AcqLastVersion) return RefuseVersion();
-  graphLength_ = header.Int32(AcqGraphLength);
+void AcqConverter::ReadGraphHeader() {
+  const Header<AcqGraphBytes> header(file_, 0);
+  version_ = header[AcqVersion];
+  if (version_ < AcqFirstVersion || version_ > AcqLastVersion) RefuseVersion();
+  graphLength_ = header[AcqGraphLength];
   if (graphLength_ < AcqSmallestGraphHeader ||
-      file_.Size() < graphLength_ + AcqBytesBehindGraphHeader)
-    return state_.Refuse(Refusal::UnknownFormat);
-  const Integer total = header.Int16(AcqChannelTotal);
-  const Double interval = header.Real64(AcqInterval);
+      file_.Size() < graphLength_ + AcqBytesPastGraphHeader)
+    RefuseAsUnknown(AcqGraphLength.Position(), "The header states that it has ", graphLength_,
+                    " bytes, in a file of ", file_.Size(), ".");
+  const Integer total = header[AcqChannelTotal];
+  const Double interval = header[AcqInterval];
   const auto rate = static_cast<Single>(1000 / interval);
-  if (total < 1 || total > AcqLargestChannelTotal || interval > AcqLargestInterval ||
-      interval < 0 || !std::isfinite(rate))
-    return state_.Refuse(Refusal::FormatError);
-  // A table of their types that the file doesn't hold reads as types that don't exist.
-  if (file_.Size() < AcqTypeBytes * total) return state_.Refuse(Refusal::FormatError);
-  channels_.resize(static_cast<std::size_t>(total));
-  BlockRec& block = state_.Blocks.emplace_back();
+  if (total < 1 || total > AcqLargestChannelTotal)
+    RefuseAsDamaged(AcqChannelTotal.Position(), "The header states ", total, " channels.");
+  if (interval > AcqLargestInterval || interval < 0 || !std::isfinite(rate))
+    RefuseAsDamaged(AcqInterval.Position(), "An interval of ", interval, " ms gives no rate.");
+  // A table of their types that the file doesn't hold would read as types that don't exist.
+  if (file_.Size() < AcqTypeBytes * total)
+    RefuseAsDamaged(file_.Size(), "The file ends before the types of its ", total, " channels.");
+  Channels().resize(static_cast<std::size_t>(total));
+  BlockRec& block = opening_.Store.Blocks.emplace_back();
   block.ADCName = u"ACQ";
   block.Resolution = 16;
-  block.StartDateTime = file_.FileDateTime();
+  block.StartDateTime = opening_.DateOfFile();
   block.SamplingRate = rate;
   block.DimensionChannels(std::min(total, LargestChannelCount));
-  return true;
 }
 
 // Each header tells its length, and with it where the next one lies; the last one, what follows.
 void AcqConverter::ReadChannelHeaders() {
-  const auto total = static_cast<std::int64_t>(channels_.size());
   std::int64_t position = graphLength_;
-  for (std::int64_t k = 0; k < total; ++k) {
+  for (std::size_t k = 0; k < Channels().size(); ++k) {
     std::array<Byte, AcqChannelBytes> bytes{};
     file_.Seek(position);
     const std::int64_t done = file_.ReadByteArray(bytes.data(), AcqChannelBytes);
-    const HeaderView header({bytes.data(), static_cast<std::size_t>(done)});
-    channelLength_ = header.Int32(AcqChannelLength);
-    channels_[static_cast<std::size_t>(k)].HeaderPosition = position;
-    FillChannel(static_cast<std::size_t>(k), header);
-    position = graphLength_ + channelLength_ * (k + 1);
+    const HeaderView header({bytes.data(), static_cast<std::size_t>(done)}, opening_.Texts);
+    channelLength_ = header[AcqChannelLength];
+    Channels()[k].HeaderPosition = position;
+    FillChannel(k, header);
+    position = graphLength_ + channelLength_ * (static_cast<std::int64_t>(k) + 1);
   }
   file_.Seek(position);
   typeTable_ = position + file_.ReadValue<Integer>();
-  chunkStart_ = typeTable_ + AcqTypeBytes * total;
+  layout_->ChunkStart = typeTable_ + AcqTypeBytes * std::ssize(Channels());
 }
 
 void AcqConverter::FillChannel(std::size_t number, const HeaderView& header) {
-  AcqChannel& channel = channels_[number];
-  channel.SampleCount = header.Int32(AcqSampleCount);
-  channel.AmplitudeScale = header.Real64(AcqScale);
-  channel.AmplitudeOffset = header.Real64(AcqOffset);
+  AcqChannel& channel = Channels()[number];
+  channel.SampleCount = header[AcqSampleCount];
+  channel.AmplitudeScale = header[AcqScale];
+  channel.AmplitudeOffset = header[AcqOffset];
   if (version_ >= AcqVersionWithDivider && channelLength_ >= std::int64_t{AcqChannelBytes})
-    channel.StatedDivider = header.Int16(AcqDivider);
+    channel.StatedDivider = header[AcqDivider];
   maxSamples_ = std::max(maxSamples_, channel.SampleCount);
   if (number >= Block().ChannelScale.size()) return;
-  ChannelRec& shown = state_.Channels[number];
-  shown.ChannelTitle = state_.Texts.TextFromBytes(header.Bytes(AcqTitle, AcqTitleBytes));
-  shown.ChannelUnitName = state_.Texts.TextFromBytes(header.Bytes(AcqUnit, AcqUnitBytes));
-  Block().ChannelScale[number] = static_cast<Single>(1 / channel.AmplitudeScale);
-  Block().ChannelOffset[number] = static_cast<Single>(channel.AmplitudeOffset);
+  ChannelRec& shown = opening_.Store.Channels[number];
+  shown.ChannelTitle = header.Untrimmed(AcqTitle);
+  shown.ChannelUnitName = header.Untrimmed(AcqUnit);
 }
 
-bool AcqConverter::ReadChannelTypes() {
-  std::vector<Integer> table(channels_.size() * 2);
+void AcqConverter::ReadChannelTypes() {
+  std::vector<Integer> table(Channels().size() * 2);
   file_.Seek(typeTable_);
   file_.ReadInt16Array(table.data(), std::ssize(table));
-  for (std::size_t k = 0; k < channels_.size(); ++k) {
-    AcqChannel& channel = channels_[k];
+  for (std::size_t k = 0; k < Channels().size(); ++k) {
+    AcqChannel& channel = Channels()[k];
     channel.SampleBytes = table[2 * k];
     const Integer kind = table[2 * k + 1];
-    if (kind != AcqKindInteger && kind != AcqKindDouble) return state_.Refuse(Refusal::FormatError);
+    if (kind != AcqKindInteger && kind != AcqKindDouble)
+      RefuseAsDamaged(typeTable_ + AcqTypeBytes * static_cast<std::int64_t>(k), "Channel ", k + 1,
+                      " has samples of kind ", kind, ", not 1 (Double) or 2 (16-bit integer).");
     channel.StoredKind = kind == AcqKindInteger ? SampleInt16 : SampleDouble;
     (kind == AcqKindInteger ? hasInteger_ : hasDouble_) = true;
-    chunkSize_ += std::int64_t{channel.SampleCount} * channel.SampleBytes;
-    const bool isShown = k < Block().ChannelScale.size();
-    if (kind == AcqKindInteger && isShown && std::isnan(Block().ChannelScale[k]))
-      return state_.Refuse(Refusal::FormatError);
+    layout_->ChunkSize += std::int64_t{channel.SampleCount} * channel.SampleBytes;
+    if (k >= Block().ChannelScale.size() || kind != AcqKindInteger) continue;
+    Block().ChannelScale[k] = Narrowed(1 / channel.AmplitudeScale, "ACQ counts per unit",
+                                       channel.HeaderPosition + AcqScale.Position());
+    Block().ChannelOffset[k] = Narrowed(channel.AmplitudeOffset, "ACQ offset",
+                                        channel.HeaderPosition + AcqOffset.Position());
   }
-  return WorkOutDividers();
 }
 
 // A slower channel has its samples a whole number of steps apart. One that is nearly as long as the
 // longest has the same rate, and ends the block where it ends.
-bool AcqConverter::WorkOutDividers() {
+void AcqConverter::WorkOutDividers() {
   const Double longest = maxSamples_;
   Long shortest = maxSamples_;
-  for (AcqChannel& channel : channels_) {
+  for (AcqChannel& channel : Channels()) {
     if (channel.SampleCount == maxSamples_) continue;
-    if (channel.SampleCount < 1) return state_.Refuse(Refusal::FormatError);
+    if (channel.SampleCount < 1)
+      RefuseAsDamaged(channel.HeaderPosition + AcqSampleCount.Position(), "A channel of ",
+                      channel.SampleCount, " samples is beside one of ", maxSamples_, ".");
     channel.Divider = static_cast<Long>(std::nearbyint(longest / channel.SampleCount));
     if (channel.Divider > 1)
       needsResample_ = true;
@@ -227,132 +275,87 @@ bool AcqConverter::WorkOutDividers() {
   }
   Block().SizeChannel = shortest;
   if (!IsInPlace()) HoldSize();
-  return true;
 }
 
-// The frames of the flat data file go on behind the end of the samples, but no further than a whole
+// The frames of the flat data file go on past the end of the samples, but no further than a whole
 // recording of that size could be long.
 void AcqConverter::HoldSize() {
   BlockRec& block = Block();
   const std::int64_t frameBytes = block.ChannelCount * std::int64_t{sizeof(Double)};
   const std::int64_t there =
-      AcqFrames(channels_, 0).StepsIn(file_.Size() - chunkStart_, block.SizeChannel);
+      AcqFrames(Channels(), 0).StepsIn(file_.Size() - layout_->ChunkStart, block.SizeChannel);
   const std::int64_t largest = (file_.Size() * AcqLargestGrowth + AcqGrowthAllowance) / frameBytes;
   const Long claimed = block.SizeChannel;
   block.SizeChannel = static_cast<Long>(std::min<std::int64_t>(claimed, largest));
   if (there >= claimed) return;
   const std::string held =
       block.SizeChannel < claimed ? Sentence(" as far as ", block.SizeChannel, " frames") : "";
-  state_.Warn("data-cut-off", file_.Size(),
-              Sentence("The header claims ", claimed, " frames, and the file holds ", there,
-                       "; behind them the last values go on", held, "."));
+  opening_.Warn("data-cut-off", {file_.Size(), 0}, "The header claims ", claimed,
+                " frames, and the file holds ", there, "; past them the last values go on", held,
+                ".");
 }
 
-void AcqConverter::ReadMarkers() {
+void AcqConverter::FillSamples() {
   BlockRec& block = Block();
-  file_.Seek(chunkStart_ + chunkSize_);
-  std::int64_t leftOut = 0;
-  std::array<Long, 2> head{};  // the length of the section, and the number of markers
-  file_.ReadInt32Array(head.data(), std::ssize(head));
-  for (Long i = 0; i < head[1]; ++i) {
-    std::array<Byte, AcqMarkerBytes> bytes{};
-    if (file_.ReadByteArray(bytes.data(), AcqMarkerBytes) < std::int64_t{AcqMarkerBytes}) {
-      state_.Note("comments-cut", file_.Size(),
-                  Sentence("The file claims ", head[1], " markers, and holds ", i, "."));
-      break;
-    }
-    const HeaderView marker(bytes);
-    const Long step = marker.Int32(AcqMarkerStep);
-    const Integer length = marker.Int16(AcqMarkerTextLength);
-    if (step >= 0 && step < block.SizeChannel) {
-      CommentRec& comment = block.Comments.emplace_back();
-      comment.Position = step + 1;
-      file_.ReadFixedString(comment.Text, length);
-      file_.Skip(1);
-    } else {
-      file_.Skip(std::max(0, length + 1));  // never back to a marker that was read
-      ++leftOut;
-    }
-  }
-  block.CommentCount = HeldAsLong(std::ssize(block.Comments));
-  if (leftOut > 0)
-    state_.Note("comments-left-out", chunkStart_ + chunkSize_,
-                Sentence(leftOut, leftOut == 1 ? " comment" : " comments",
-                         " outside the recording left out."));
-}
-
-bool AcqConverter::FillSamples() {
-  BlockRec& block = Block();
-  block.DataPtr = chunkStart_;
-  if (!IsInPlace()) return MakeFlatFile();
-  if (hasDouble_) {
-    block.SampleType = SampleDouble;
-    ScanAcqDoubles(channels_, file_, block.DataPtr, block.SizeChannel, state_.Progress);
-    FitAcqScale(block, channels_);
-  }
-  return true;
-}
-
-// A finished flat file spares the writing. The ranges of the Double channels stand nowhere, so
-// where there are any, the recording is gone through all the same.
-bool AcqConverter::MakeFlatFile() {
-  BlockRec& block = Block();
-  const std::int64_t frameBytes = block.ChannelCount * std::int64_t{sizeof(Double)};
-  FlatDataFile flat(state_, block.SizeChannel * frameBytes);
-  if (!flat.FindOrCreate()) return false;
-  const auto shown = std::span(channels_).first(block.ChannelScale.size());
-  const bool rangesLack = std::ranges::count(shown, SampleDouble, &AcqChannel::StoredKind) > 0;
-  if (rangesLack || !flat.IsUpToDate())
-    AcqFrames(channels_, shown.size())
-        .Decode(file_, chunkStart_, block.SizeChannel, flat.IsUpToDate() ? nullptr : &flat,
-                state_.Progress);
-  FitAcqScale(block, channels_);
-  flat.Adopt();
+  const std::shared_ptr<const AcqLayout> layout = layout_;
+  const bool inPlace = IsInPlace();
+  block.DataPtr = inPlace ? layout->ChunkStart : 0;
+  if (inPlace && !hasDouble_) return;
   block.SampleType = SampleDouble;
-  block.DataPtr = 0;
-  return true;
+  if (!inPlace)
+    return opening_.DoOrDefer(Later::Samples,
+                              [layout](Opening& later) { MakeFlatFile(later, *layout); });
+  opening_.DoOrDefer(Later::Ranges, [layout](Opening& later) {
+    BlockRec& scanned = later.Store.Blocks.front();
+    std::vector<AcqChannel> channels = layout->Channels;
+    ScanAcqDoubles(channels, later.DataFile, scanned.DataPtr, scanned.SizeChannel, later.Progress);
+    FitAcqScale(scanned, channels);
+  });
 }
 
 void AcqConverter::NoteDividers() {
   const auto differs = [](const AcqChannel& channel) {
     return channel.StatedDivider > 0 && channel.StatedDivider != channel.Divider;
   };
-  const auto first = std::ranges::find_if(channels_, differs);
-  if (first == channels_.end()) return;
-  state_.Warn(
-      "divider-differs", first->HeaderPosition + std::int64_t{AcqDivider},
-      Sentence("The divider that follows from the number of samples isn't the stated one on ",
-               std::ranges::count_if(channels_, differs), " of ", channels_.size(),
-               " channels; channel ", first - channels_.begin() + 1, " states ",
-               first->StatedDivider, ", and ", first->Divider,
-               " is used, so samples can run out of step."));
+  const auto first = std::ranges::find_if(Channels(), differs);
+  if (first == Channels().end()) return;
+  const auto number = static_cast<int>(first - Channels().begin());
+  opening_.Warn("divider-differs",
+                {first->HeaderPosition + AcqDivider.Position(), 0,
+                 number < LargestChannelCount ? number : -1},
+                "The divider that follows from the number of samples isn't the stated one on ",
+                std::ranges::count_if(Channels(), differs), " of ", Channels().size(),
+                " channels; channel ", number + 1, " states ", first->StatedDivider, ", and ",
+                first->Divider, " is used, so samples can run out of step.");
 }
 
 void AcqConverter::NoteCompression() {
-  const auto end = std::int64_t{AcqCompressed + sizeof(Long)};
+  const std::int64_t end = AcqCompressed + std::int64_t{sizeof(Long)};
   if (version_ < AcqVersionWithCompression || graphLength_ < end) return;
   file_.Seek(AcqCompressed);
   if (file_.ReadValue<Long>() != 0)
-    state_.Warn("packed", AcqCompressed,
-                "The samples are compressed, which isn't undone: the values make no sense.");
+    opening_.Warn("packed", AcqCompressed,
+                  "The samples are compressed, which isn't undone: the values make no sense.");
 }
 
-bool AcqConverter::Convert() {
-  if (!file_.IsOpen() || !ReadGraphHeader()) return false;
+void AcqConverter::Convert() {
+  ReadGraphHeader();
   ReadChannelHeaders();
-  if (!ReadChannelTypes()) return false;
-  ReadMarkers();
+  ReadChannelTypes();
+  WorkOutDividers();
+  Opening::CheckNumbers(Block());
+  const std::int64_t markers = layout_->ChunkStart + layout_->ChunkSize;
+  opening_.DoOrDefer(Later::Comments, [markers](Opening& later) { ReadMarkers(later, markers); });
   NoteDividers();
   NoteCompression();
-  if (!FillSamples()) return false;
-  state_.FinishFile(FourCharacters("data"), LibraryMajor, LibraryMinor, AcqFileType);
-  return true;
+  FillSamples();
+  opening_.FinishFile(FourCharacters("data"), AcqFileType);
 }
 
 }  // namespace
 
-bool ConvertAcqFile(ImportState& state) {
-  return AcqConverter(state).Convert();
+void ConvertAcqFile(Opening& opening) {
+  AcqConverter(opening).Convert();
 }
 
 }  // namespace lmimport

@@ -18,7 +18,7 @@ constexpr Byte DurationMark = 21;
 constexpr Byte FirstCharacter = 32;
 
 // Takes the signal byte by byte. A list is an onset, perhaps a duration, and texts, each with a
-// mark behind it, and a zero byte. Marks aren't told apart: a duration stands in the text.
+// mark after it, and a zero byte. Marks aren't told apart: a duration is part of the text.
 class AnnotationWalk {
  public:
   AnnotationWalk(const TextTools& texts, BlockRec& block, std::size_t capacity, Single duration,
@@ -64,7 +64,7 @@ class AnnotationWalk {
   void Annotate(Double onset, const String& text) {
     const Double place = std::nearbyint(Double{block_.SamplingRate} * onset);
     if (place >= block_.SizeChannel) {
-      ++report_.BehindEnd;
+      ++report_.PastEnd;
     } else if (!(place >= 1)) {
       ++report_.AtOnset0;
     } else if (block_.Comments.size() >= capacity_) {

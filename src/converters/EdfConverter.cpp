@@ -1,7 +1,7 @@
-// European Data Format: records of the samples of each signal in turn, 16-bit integers, behind a
-// header, the layout of which stands with its reader. Where there are several signals, they are
-// rewritten as frames, all signals at the rate of the fastest: a sample of a slower one stands
-// several times in a row, and the last one of a record fills what is left of it.
+// European Data Format: a header, whose layout is told where it is read, and records of the samples of
+// each signal in turn, 16-bit integers. Where there are several signals, they are rewritten as
+// frames, all signals at the rate of the fastest: a sample of a slower one is repeated, and the last
+// one of a record fills what is left of it.
 #include <algorithm>
 #include <cmath>
 
@@ -10,7 +10,6 @@
 #include "converters/EdfFrames.h"
 #include "converters/EdfHeader.h"
 #include "converters/FlatDataFile.h"
-#include "model/Version.h"
 
 namespace lmimport {
 namespace {
@@ -19,186 +18,185 @@ constexpr std::int64_t EdfSmallestFile = 520;
 constexpr Long EdfFileType = 9;
 constexpr std::int64_t EdfRecordCountPosition = 236;
 
-class EdfConverter {
- public:
-  explicit EdfConverter(ImportState& state) : state_(state), file_(*state.DataFile) {}
-  bool Convert();
+// The header, and what the records add up to.
+struct EdfLayout {
+  EdfHeader Header;
+  std::int64_t MaxRecordSamples = 0;  // of a channel, which are the frames of a record
+  std::int64_t TotalRecordSamples = 0;
 
- private:
-  BlockRec& Block() { return state_.Blocks.front(); }
-  void CountRecords();
-  bool FillBlock();
-  bool Calibrate(const EdfSignal& signal, std::size_t channel);
-  void ReadAnnotations();
-  void NoteAnnotations(const EdfAnnotationReport& report, std::int64_t position);
-  void NoteSignals();
-  bool MakeFlatFile();
-
-  ImportState& state_;
-  BinaryFile& file_;
-  EdfHeader header_;
-  std::int64_t maxRecordSamples_ = 0;
-  std::int64_t totalRecordSamples_ = 0;
+  std::int64_t RecordBytes() const { return TotalRecordSamples * 2; }
+  template <class Condition>
+  std::int64_t Count(Condition condition) const {
+    return std::ranges::count_if(Header.Signals, condition);
+  }
 };
 
-void EdfConverter::CountRecords() {
-  for (const EdfSignal& signal : header_.Signals) {
-    totalRecordSamples_ += signal.RecordSamples;
-    if (signal.IsChannel())
-      maxRecordSamples_ = std::max<std::int64_t>(maxRecordSamples_, signal.RecordSamples);
-  }
-  const std::int64_t recordBytes = totalRecordSamples_ * 2;
-  const std::int64_t there =
-      std::max<std::int64_t>(0, file_.Size() - header_.ChunkStart) / recordBytes;
-  if (header_.RecordCount > there)
-    state_.Warn(
-        "data-cut-off", file_.Size(),
-        Sentence("The header claims ", header_.RecordCount, " records of ", maxRecordSamples_,
-                 " frames, and the file holds ", there, "; what is there is shown."));
-  if (header_.RecordCount >= 1 && header_.RecordCount < there)
-    state_.Note("records-left-out", EdfRecordCountPosition,
-                Sentence("The header claims ", header_.RecordCount, " records, and the file holds ",
-                         there, "; those behind the claim are left out."));
-  if (header_.RecordCount < 1 || header_.RecordCount > there) header_.RecordCount = there;
+// The first annotation signal, or the end.
+auto FindAnnotations(const EdfLayout& layout) {
+  return std::ranges::find(layout.Header.Signals, EdfSignal::Kind::Annotations,
+                           &EdfSignal::SignalKind);
 }
 
-bool EdfConverter::FillBlock() {
-  BlockRec& block = state_.Blocks.emplace_back();
-  const auto channels = std::ranges::count_if(header_.Signals, &EdfSignal::IsChannel);
-  block.DimensionChannels(static_cast<Integer>(channels));
-  block.Notes = header_.Notes;
-  block.StartDateTime = header_.StartDateTime;
-  block.ADCName = u"EDF";
-  block.Resolution = 16;
-  block.SamplingRate =
-      static_cast<Single>(static_cast<Double>(maxRecordSamples_) / header_.RecordDuration);
-  block.SizeChannel = HeldAsLong(header_.RecordCount * maxRecordSamples_);
-  block.DataPtr = header_.ChunkStart;
-  bool isSound = std::isfinite(block.SamplingRate);
-  std::size_t channel = 0;
-  for (const EdfSignal& signal : header_.Signals) {
-    if (signal.IsChannel() && !Calibrate(signal, channel++)) isSound = false;
-  }
-  return isSound || state_.Refuse(Refusal::FormatError);
+void NoteMisreadUtf8(Opening& opening) {
+  opening.Warn("text-utf8", -1,
+               "Texts of the file are UTF-8, and are shown by another code page; the page 65001 "
+               "shows them.");
 }
 
-// Title, unit, scale and offset; false when the scale is no number. A range of equal ends gives an
-// infinite one: each count then stands for the value of that end.
-bool EdfConverter::Calibrate(const EdfSignal& signal, std::size_t channel) {
-  Single& scale = Block().ChannelScale[channel];
-  Single& offset = Block().ChannelOffset[channel];
-  const std::int64_t counts = std::int64_t{signal.DigitalMax} - signal.DigitalMin;
-  if (counts != HeldAsLong(counts)) throw std::range_error("EDF digital range is beyond 32 bits");
-  scale = static_cast<Single>(static_cast<Double>(counts) /
-                              (Double{signal.PhysicalMax} - signal.PhysicalMin));
-  offset = static_cast<Single>(signal.PhysicalMax - signal.DigitalMax / Double{scale});
-  state_.Channels[channel].ChannelTitle = signal.Label;
-  String& unit = state_.Channels[channel].ChannelUnitName;
-  unit = signal.Unit;
-  if (unit == u"uV" || unit == u"mkV") {
-    scale = static_cast<Single>(scale * 1000.0);
-    offset = static_cast<Single>(offset / 1000.0);
-    unit = u"mV";
-  }
-  return !std::isnan(scale);
-}
-
-void EdfConverter::ReadAnnotations() {
-  std::int64_t samplesBefore = 0;
-  const auto first = std::ranges::find_if(header_.Signals, [&](const EdfSignal& signal) {
-    const bool found = signal.SignalKind == EdfSignal::Kind::Annotations;
-    if (!found) samplesBefore += signal.RecordSamples;
-    return found;
-  });
-  if (first == header_.Signals.end()) return;
-  const std::int64_t position = header_.ChunkStart + 2 * samplesBefore;
-  EdfAnnotationReport report;
-  ReadEdfAnnotations(file_, state_.Texts, Block(), position, totalRecordSamples_ * 2,
-                     std::int64_t{first->RecordSamples} * 2, header_.RecordCount,
-                     header_.RecordDuration, report, state_.Progress);
-  header_.MisreadUtf8 = header_.MisreadUtf8 || report.MisreadUtf8;
-  NoteAnnotations(report, position);
-}
-
-void EdfConverter::NoteAnnotations(const EdfAnnotationReport& report, std::int64_t position) {
+void NoteAnnotations(Opening& opening, const EdfLayout& layout, const EdfAnnotationReport& report,
+                     std::int64_t position) {
   const std::string leftOut = Listed({{"at the start or before it", report.AtOnset0},
-                                      {"behind the end", report.BehindEnd},
+                                      {"past the end", report.PastEnd},
                                       {"beyond the largest number of comments", report.OutOfRoom}});
   if (!leftOut.empty())
-    state_.Note("annotations-left-out", position,
-                Sentence("Annotations are left out: ", leftOut, "."));
-  const auto signals =
-      std::ranges::count(header_.Signals, EdfSignal::Kind::Annotations, &EdfSignal::SignalKind);
-  if (signals > 1)
-    state_.Note("annotations-left-out", header_.ChunkStart,
-                Sentence("Of ", signals, " annotation signals, only the first is read."));
+    opening.Note("annotations-left-out", {position, 0}, "Annotations are left out: ", leftOut, ".");
   if (report.FirstOnset != 0)
-    state_.Warn("start-offset", position,
-                Sentence("The first record begins ", report.FirstOnset,
-                         " s behind the start time that is shown; comments stand as much late."));
-  if (header_.IsDiscontinuous && report.Gaps > 0)
-    state_.Warn("gaps-joined", header_.ChunkStart + report.FirstGapRecord * totalRecordSamples_ * 2,
-                Sentence("The recording has ", report.Gaps,
-                         " gaps (EDF+D), and is shown in one piece; the first stands before frame ",
-                         report.FirstGapRecord * maxRecordSamples_ + 1, ", which was taken at ",
-                         report.FirstGapOnset, " s."));
+    opening.Warn("start-offset", {position, 0}, "The first record begins ", report.FirstOnset,
+                 " s after the start time that is shown; comments are as much late.");
+  if (layout.Header.IsDiscontinuous && report.Gaps > 0)
+    opening.Warn("gaps-joined",
+                 {layout.Header.ChunkStart + report.FirstGapRecord * layout.RecordBytes(), 0},
+                 "The recording has ", report.Gaps,
+                 " gaps (EDF+D), and is shown in one piece; the first is before frame ",
+                 report.FirstGapRecord * layout.MaxRecordSamples + 1, ", which was taken at ",
+                 report.FirstGapOnset, " s.");
+  if (report.MisreadUtf8 && !layout.Header.MisreadUtf8) NoteMisreadUtf8(opening);
 }
 
-void EdfConverter::NoteSignals() {
-  const auto beyond =
-      std::ranges::count(header_.Signals, EdfSignal::Kind::BeyondLimit, &EdfSignal::SignalKind);
-  if (beyond > 0)
-    state_.Note(
-        "signals-left-out", 0,
-        Sentence(beyond, " signals behind the first ", LargestChannelCount, " are left out."));
-  const auto fills = std::ranges::count_if(header_.Signals, [this](const EdfSignal& signal) {
-    return signal.IsChannel() && maxRecordSamples_ % signal.RecordSamples != 0;
-  });
-  if (fills > 0)
-    state_.Warn("rates-not-multiples", 0,
-                Sentence("The largest rate is no whole multiple of that of ", fills,
-                         " channels: their samples stand too early, and the last of each record "
-                         "fills the rest of it."));
-  if (header_.MisreadUtf8)
-    state_.Warn("text-utf8", 0,
-                "Texts of the file are UTF-8, and are shown by another code page; the page 65001 "
-                "shows them.");
+void ReadAnnotations(Opening& opening, const EdfLayout& layout) {
+  const EdfHeader& header = layout.Header;
+  const auto annotations = FindAnnotations(layout);
+  std::int64_t samplesBefore = 0;
+  for (auto signal = header.Signals.begin(); signal != annotations; ++signal)
+    samplesBefore += signal->RecordSamples;
+  const std::int64_t position = header.ChunkStart + 2 * samplesBefore;
+  EdfAnnotationReport report;
+  ReadEdfAnnotations(opening.DataFile, opening.Texts, opening.Store.Blocks.front(), position,
+                     layout.RecordBytes(), std::int64_t{annotations->RecordSamples} * 2,
+                     header.RecordCount, header.RecordDuration, report, opening.Progress);
+  NoteAnnotations(opening, layout, report, position);
 }
 
-bool EdfConverter::MakeFlatFile() {
-  const std::int64_t channels = Block().ChannelCount;
-  FlatDataFile flat(state_, header_.RecordCount * maxRecordSamples_ * channels * 2);
-  if (!flat.FindOrCreate()) return false;
+void MakeFlatFile(Opening& opening, const EdfLayout& layout) {
+  const EdfHeader& header = layout.Header;
+  BlockRec& block = opening.Store.Blocks.front();
+  FlatDataFile flat(opening, header.RecordCount * layout.MaxRecordSamples * block.FrameBytes());
+  flat.FindOrCreate();
   if (!flat.IsUpToDate()) {
-    EdfFrames frames(file_, flat, state_.Progress, totalRecordSamples_, maxRecordSamples_);
+    EdfFrames frames(opening.DataFile, flat, opening.Progress, layout.TotalRecordSamples,
+                     layout.MaxRecordSamples);
     std::int64_t place = 0;
-    for (const EdfSignal& signal : header_.Signals) {
+    for (const EdfSignal& signal : header.Signals) {
       if (signal.IsChannel()) frames.AddChannel(place, signal.RecordSamples);
       place += signal.RecordSamples;
     }
-    frames.Write(header_.ChunkStart, header_.RecordCount);
+    frames.Write(header.ChunkStart, header.RecordCount);
   }
   flat.Adopt();
-  Block().DataPtr = 0;
-  return true;
 }
 
-bool EdfConverter::Convert() {
-  if (!file_.IsOpen() || file_.Size() < EdfSmallestFile) return false;
-  if (!ReadEdfHeader(state_, header_)) return false;
-  CountRecords();
-  if (!FillBlock()) return false;
-  ReadAnnotations();
-  NoteSignals();
-  if (header_.Signals.size() > 1 && !MakeFlatFile()) return false;
-  state_.FinishFile(FourCharacters("data"), LibraryMajor, LibraryMinor, EdfFileType);
-  return true;
+void CountRecords(Opening& opening, EdfLayout& layout) {
+  EdfHeader& header = layout.Header;
+  for (const EdfSignal& signal : header.Signals) {
+    layout.TotalRecordSamples += signal.RecordSamples;
+    if (signal.IsChannel())
+      layout.MaxRecordSamples =
+          std::max<std::int64_t>(layout.MaxRecordSamples, signal.RecordSamples);
+  }
+  const std::int64_t size = opening.DataFile.Size();
+  const std::int64_t there =
+      std::max<std::int64_t>(0, size - header.ChunkStart) / layout.RecordBytes();
+  if (header.RecordCount > there)
+    opening.Warn("data-cut-off", {size, 0}, "The header claims ", header.RecordCount,
+                 " records of ", layout.MaxRecordSamples, " frames, and the file holds ", there,
+                 "; what is there is shown.");
+  if (header.RecordCount >= 1 && header.RecordCount < there)
+    opening.Note("records-left-out", {EdfRecordCountPosition, 0}, "The header claims ",
+                 header.RecordCount, " records, and the file holds ", there,
+                 "; those past the claim are left out.");
+  if (header.RecordCount < 1 || header.RecordCount > there) header.RecordCount = there;
+}
+
+// Title, unit, scale and offset. A range of equal ends gives an infinite scale: each count is then
+// the value of that end.
+void Calibrate(Opening& opening, const EdfSignal& signal, std::size_t channel) {
+  BlockRec& block = opening.Store.Blocks.front();
+  Single& scale = block.ChannelScale[channel];
+  Single& offset = block.ChannelOffset[channel];
+  const std::int64_t counts = std::int64_t{signal.DigitalMax} - signal.DigitalMin;
+  if (counts != HeldAsLong(counts))
+    Refuse(Refusal::RangeFault, "number-too-large", -1, "EDF digital range is beyond 32 bits");
+  scale = Narrowed(static_cast<Double>(counts) / (Double{signal.PhysicalMax} - signal.PhysicalMin),
+                   "EDF counts per unit");
+  offset = Narrowed(signal.PhysicalMax - signal.DigitalMax / Double{scale}, "EDF offset");
+  opening.Store.Channels[channel].ChannelTitle = signal.Label;
+  String& unit = opening.Store.Channels[channel].ChannelUnitName;
+  unit = signal.Unit;
+  if (unit == u"uV" || unit == u"mkV") {
+    scale = Narrowed(scale * 1000.0, "EDF counts per mV");
+    offset = static_cast<Single>(offset / 1000.0);
+    unit = u"mV";
+  }
+}
+
+void FillBlock(Opening& opening, const EdfLayout& layout) {
+  const EdfHeader& header = layout.Header;
+  BlockRec& block = opening.Store.Blocks.emplace_back();
+  block.DimensionChannels(static_cast<Integer>(layout.Count(&EdfSignal::IsChannel)));
+  block.Notes = header.Notes;
+  block.StartDateTime = header.StartDateTime;
+  block.ADCName = u"EDF";
+  block.Resolution = 16;
+  block.SamplingRate =
+      static_cast<Single>(static_cast<Double>(layout.MaxRecordSamples) / header.RecordDuration);
+  block.SizeChannel = HeldAsLong(header.RecordCount * layout.MaxRecordSamples);
+  block.DataPtr = header.ChunkStart;
+  std::size_t channel = 0;
+  for (const EdfSignal& signal : header.Signals) {
+    if (signal.IsChannel()) Calibrate(opening, signal, channel++);
+  }
+  Opening::CheckNumbers(block);
+}
+
+void NoteSignals(Opening& opening, const EdfLayout& layout) {
+  const auto annotationSignals = layout.Count(
+      [](const EdfSignal& signal) { return signal.SignalKind == EdfSignal::Kind::Annotations; });
+  if (annotationSignals > 1)
+    opening.Note("annotations-left-out", layout.Header.ChunkStart, "Of ", annotationSignals,
+                 " annotation signals, only the first is read.");
+  const auto beyond = layout.Count(
+      [](const EdfSignal& signal) { return signal.SignalKind == EdfSignal::Kind::BeyondLimit; });
+  if (beyond > 0)
+    opening.Note("signals-left-out", -1, beyond, " signals after the first ", LargestChannelCount,
+                 " are left out.");
+  const auto fills = layout.Count([&layout](const EdfSignal& signal) {
+    return signal.IsChannel() && layout.MaxRecordSamples % signal.RecordSamples != 0;
+  });
+  if (fills > 0)
+    opening.Warn("rates-not-multiples", {-1, 0},
+                 "The largest rate is no whole multiple of that of ", fills,
+                 " channels: their samples are shown too early, and the last of each "
+                 "record fills the rest of it.");
+  if (layout.Header.MisreadUtf8) NoteMisreadUtf8(opening);
 }
 
 }  // namespace
 
-bool ConvertEdfFile(ImportState& state) {
-  return EdfConverter(state).Convert();
+void ConvertEdfFile(Opening& opening) {
+  opening.NeedBytes(EdfSmallestFile, "an EDF file", Refusal::UnknownFormat);
+  const auto layout = std::make_shared<EdfLayout>();
+  layout->Header = ReadEdfHeader(opening);
+  CountRecords(opening, *layout);
+  FillBlock(opening, *layout);
+  if (FindAnnotations(*layout) != layout->Header.Signals.end())
+    opening.DoOrDefer(Later::Comments,
+                      [layout](Opening& later) { ReadAnnotations(later, *layout); });
+  NoteSignals(opening, *layout);
+  if (layout->Header.Signals.size() > 1) {
+    opening.Store.Blocks.front().DataPtr = 0;
+    opening.DoOrDefer(Later::Samples, [layout](Opening& later) { MakeFlatFile(later, *layout); });
+  }
+  opening.FinishFile(FourCharacters("data"), EdfFileType);
 }
 
 }  // namespace lmimport

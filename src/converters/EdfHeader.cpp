@@ -1,6 +1,6 @@
 // European Data Format, by its published header (B. Kemp et al., "A simple format for exchange of
 // digitized polygraphic recordings", 1992) and with the annotations of EDF+. All header fields are
-// ASCII text, padded with blanks; with n signals, each field of a signal stands n times in a row.
+// ASCII text, padded with blanks; with n signals, each field of a signal is there n times in a row.
 //
 //   offset  width  field                         signal field, from offset 256 on
 //        0      8  version: "0"                    16  label
@@ -16,6 +16,7 @@
 #include "converters/EdfHeader.h"
 
 #include <algorithm>
+#include <cmath>
 #include <stdexcept>
 
 #include "model/Date.h"
@@ -53,24 +54,27 @@ int NumberOf(const String& triple, std::size_t place) {
 
 class EdfHeaderReader {
  public:
-  EdfHeaderReader(ImportState& state, EdfHeader& header)
-      : state_(state), file_(*state.DataFile), header_(header) {}
+  EdfHeaderReader(Opening& opening, EdfHeader& header)
+      : opening_(opening), file_(opening.DataFile), header_(header) {}
 
-  bool Read() { return ReadRecording() && ReadSignals(); }
+  void Read() {
+    ReadRecording();
+    ReadSignals();
+  }
 
  private:
   std::string Bytes(std::int64_t width);
   String Field(std::int64_t width);
-  Single Number();
+  Single Number(std::string_view name);
   Long WholeNumber(std::int64_t width, std::string_view name);
-  bool RefuseVersion(const String& version);
-  bool ReadRecording();
+  static void RefuseVersion(const String& version);
+  void ReadRecording();
   void ReadStart();
-  bool ReadSignals();
-  bool ReadLabels();
-  bool ReadRecordSizes();
+  void ReadSignals();
+  void ReadLabels();
+  void ReadRecordSizes();
 
-  ImportState& state_;
+  Opening& opening_;
   BinaryFile& file_;
   EdfHeader& header_;
 };
@@ -83,31 +87,44 @@ std::string EdfHeaderReader::Bytes(std::int64_t width) {
 
 String EdfHeaderReader::Field(std::int64_t width) {
   const std::string bytes = Bytes(width);
-  header_.MisreadUtf8 = header_.MisreadUtf8 || state_.Texts.MisreadsUtf8(bytes);
-  return state_.Texts.Text(bytes);
+  header_.MisreadUtf8 = header_.MisreadUtf8 || opening_.Texts.MisreadsUtf8(bytes);
+  return opening_.Texts.Text(bytes);
 }
 
-Single EdfHeaderReader::Number() {
-  return ParseSingle(std::string_view(Bytes(EdfNumberBytes)));
+Single EdfHeaderReader::Number(std::string_view name) {
+  const std::int64_t position = file_.Position();
+  const std::string bytes = Bytes(EdfNumberBytes);
+  const Single number = ParseSingle(std::string_view(bytes));
+  if (std::isinf(number))
+    Refuse(Refusal::RangeFault, "number-too-large", position, name, " \"", bytes,
+           "\" is too large for a Single");
+  return number;
 }
 
 Long EdfHeaderReader::WholeNumber(std::int64_t width, std::string_view name) {
-  return ParseWholeNumber(Bytes(width), name);
+  const std::int64_t position = file_.Position();
+  const std::string bytes = Bytes(width);
+  try {
+    return ParseWholeNumber(bytes, name);
+  } catch (const std::invalid_argument& fault) {
+    Refuse(Refusal::TextFault, "not-a-number", position, fault.what());
+  } catch (const std::range_error& fault) {
+    Refuse(Refusal::RangeFault, "number-too-large", position, fault.what());
+  }
 }
 
-bool EdfHeaderReader::RefuseVersion(const String& version) {
+void EdfHeaderReader::RefuseVersion(const String& version) {
   const auto isPrintable = [](char16_t c) { return c >= u' ' && c < 0x7f; };
   if (std::ranges::all_of(version, isPrintable))
-    state_.Warn("version-not-read", 0,
-                Sentence("The file states the version \"", ToUtf8(TrimBlanks(version)),
-                         "\"; EDF has version 0."));
-  return state_.Refuse(Refusal::UnknownFormat);
+    Refuse(Refusal::UnknownFormat, "version-not-read", 0, "The file states the version \"",
+           ToUtf8(TrimBlanks(version)), "\"; EDF has version 0.");
+  RefuseAsUnknown(0, "The file is named .edf, but doesn't begin with the version 0.");
 }
 
-bool EdfHeaderReader::ReadRecording() {
+void EdfHeaderReader::ReadRecording() {
   file_.Seek(0);
   const String version = Field(EdfNumberBytes);
-  if (version != EdfVersion) return RefuseVersion(version);
+  if (version != EdfVersion) RefuseVersion(version);
   header_.Notes = TrimBlanks(Field(EdfIdentificationBytes));
   header_.Notes += u"\r\n";
   header_.Notes += TrimBlanks(Field(EdfIdentificationBytes));
@@ -115,15 +132,17 @@ bool EdfHeaderReader::ReadRecording() {
   header_.ChunkStart = WholeNumber(EdfNumberBytes, "EDF header bytes");
   header_.IsDiscontinuous = Field(EdfReservedBytes).starts_with(EdfDiscontinuous);
   header_.RecordCount = WholeNumber(EdfNumberBytes, "EDF record count");
-  header_.RecordDuration = Number();
+  header_.RecordDuration = Number("EDF record duration");
   if (!(header_.RecordDuration > 0)) header_.RecordDuration = 1;
+  const std::int64_t position = file_.Position();
   const Long signals = WholeNumber(EdfSignalCountBytes, "EDF signal count");
-  if (signals < 1 || signals > EdfLargestSignalCount) return state_.Refuse(Refusal::UnknownFormat);
-  // Behind labels that the file doesn't hold stand digital limits that it doesn't hold either.
+  if (signals < 1 || signals > EdfLargestSignalCount)
+    RefuseAsUnknown(position, "The header states ", signals, " signals.");
+  // Labels that the file doesn't hold are followed by digital limits that it doesn't hold either.
   if (file_.Size() < file_.Position() + EdfLabelBytes * signals)
-    throw std::invalid_argument("EDF digital minimum \"\" is no number");
+    Refuse(Refusal::TextFault, "not-a-number", file_.Size(),
+           "EDF digital minimum \"\" is no number");
   header_.Signals.resize(static_cast<std::size_t>(signals));
-  return true;
 }
 
 void EdfHeaderReader::ReadStart() {
@@ -132,7 +151,7 @@ void EdfHeaderReader::ReadStart() {
   const String time = Field(EdfNumberBytes);
   Date& start = header_.StartDateTime;
   if (!IsTriple(date)) {
-    start = file_.FileDateTime();
+    start = opening_.DateOfFile();
     return;
   }
   const int year = NumberOf(date, 2);
@@ -141,26 +160,25 @@ void EdfHeaderReader::ReadStart() {
   if (IsTriple(time)) start += TimeSerial(NumberOf(time, 0), NumberOf(time, 1), NumberOf(time, 2));
 }
 
-bool EdfHeaderReader::ReadSignals() {
+void EdfHeaderReader::ReadSignals() {
   std::vector<EdfSignal>& signals = header_.Signals;
-  const auto count = static_cast<std::int64_t>(signals.size());
-  if (!ReadLabels()) return false;
+  const std::int64_t count = std::ssize(signals);
+  ReadLabels();
   file_.Skip(EdfSkippedBytes * count);
   for (EdfSignal& signal : signals) signal.Unit = TrimBlanks(Field(EdfNumberBytes));
-  for (EdfSignal& signal : signals) signal.PhysicalMin = Number();
-  for (EdfSignal& signal : signals) signal.PhysicalMax = Number();
+  for (EdfSignal& signal : signals) signal.PhysicalMin = Number("EDF physical minimum");
+  for (EdfSignal& signal : signals) signal.PhysicalMax = Number("EDF physical maximum");
   for (EdfSignal& signal : signals)
     signal.DigitalMin = WholeNumber(EdfNumberBytes, "EDF digital minimum");
   for (EdfSignal& signal : signals)
     signal.DigitalMax = WholeNumber(EdfNumberBytes, "EDF digital maximum");
   file_.Skip(EdfSkippedBytes * count);
-  if (!ReadRecordSizes()) return false;
+  ReadRecordSizes();
   file_.Skip(EdfSignalReservedBytes * count);
   header_.ChunkStart = std::max(header_.ChunkStart, file_.Position());
-  return true;
 }
 
-bool EdfHeaderReader::ReadLabels() {
+void EdfHeaderReader::ReadLabels() {
   Integer channels = 0;
   for (EdfSignal& signal : header_.Signals) {
     signal.Label = TrimBlanks(Field(EdfLabelBytes));
@@ -171,22 +189,26 @@ bool EdfHeaderReader::ReadLabels() {
     else
       ++channels;
   }
-  return channels > 0 || state_.Refuse(Refusal::UnknownFormat);
+  if (channels == 0) RefuseAsUnknown(file_.Position(), "The file has annotations, but no signal.");
 }
 
-bool EdfHeaderReader::ReadRecordSizes() {
+void EdfHeaderReader::ReadRecordSizes() {
+  const std::int64_t position = file_.Position();
   bool isDamaged = false;
   for (EdfSignal& signal : header_.Signals) {
     signal.RecordSamples = WholeNumber(EdfNumberBytes, "EDF samples of a record");
     isDamaged = isDamaged || signal.RecordSamples < (signal.IsChannel() ? 1 : 0);
   }
-  return !isDamaged || state_.Refuse(Refusal::FormatError);
+  if (isDamaged)
+    RefuseAsDamaged(position, "A signal has no samples in a record, or less than none.");
 }
 
 }  // namespace
 
-bool ReadEdfHeader(ImportState& state, EdfHeader& header) {
-  return EdfHeaderReader(state, header).Read();
+EdfHeader ReadEdfHeader(Opening& opening) {
+  EdfHeader header;
+  EdfHeaderReader(opening, header).Read();
+  return header;
 }
 
 }  // namespace lmimport

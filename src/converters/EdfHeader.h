@@ -1,7 +1,7 @@
 // The header of an EDF file.
 #pragma once
 
-#include "model/ImportState.h"
+#include "model/Opening.h"
 
 namespace lmimport {
 
@@ -31,8 +31,8 @@ struct EdfHeader {
   bool MisreadUtf8 = false;     // texts are UTF-8, and shown by another page
 };
 
-/// False: refused. Throws std::invalid_argument or std::range_error, which name the field, for a
-/// text that is no whole number. A text cut off by the end of the file is what is left of it.
-bool ReadEdfHeader(ImportState& state, EdfHeader& header);
+/// Refuses what isn't an EDF header, and, as a fault that names the field, a text that isn't a whole
+/// number. A text cut off by the end of the file is what is left of it.
+EdfHeader ReadEdfHeader(Opening& opening);
 
 }  // namespace lmimport

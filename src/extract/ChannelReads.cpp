@@ -2,62 +2,30 @@
 
 #include <array>
 
-#include "extract/ClampRange.h"
 #include "extract/Routes.h"
 #include "extract/VectorOps.h"
 
 namespace lmimport {
 namespace {
 
-// Stored samples of one channel, one behind the other, to what the host asked for.
 template <class Stored, class Output>
-class Conversion {
- public:
-  Conversion(const BlockRec& block, std::size_t channel)
-      : scale_(block.ChannelScale[channel]), offset_(block.ChannelOffset[channel]) {
-    if constexpr (std::integral<Stored>) flip_ = SignFlip<Stored>(block);
-  }
-
-  void operator()(const Stored* from, std::size_t n, Output* to) const {
-    if constexpr (std::integral<Stored> && std::integral<Output>) {
-      HoldCounts(from, flip_, n, to);
-    } else if constexpr (std::integral<Stored>) {
-      CountsToValues(from, flip_, n, scale_, offset_, to);
-    } else if constexpr (std::integral<Output>) {
-      ValuesToCounts(from, n, scale_, offset_, to);
-    } else if constexpr (!SameType<Stored, Output>) {
-      ConvertReals(from, n, to);
-    }
-  }
-
- private:
-  // Counts are scaled in the precision of the output, real numbers in their own.
-  using Real =
-      std::conditional_t<std::integral<Stored>,
-                         std::conditional_t<std::integral<Output>, Single, Output>, Stored>;
-  Real scale_;
-  Real offset_;
-  std::conditional_t<std::integral<Stored>, Stored, Byte> flip_ = 0;
-};
-
-template <class Stored, class Output>
-void ReadRoute(BinaryFile& file, const BlockRec& block, std::size_t channel, Output* target,
-               Long start, Long count) {
-  const Frames<Stored> frames(file, block, start, count);
+void ReadRoute(const ByteSource& source, const BlockRec& block, std::size_t channel,
+               std::int64_t first, std::span<Output> target) {
+  const Frames<Stored> frames(source, block, first, target.size());
   const Conversion<Stored, Output> convert(block, channel);
   const auto channels = static_cast<std::size_t>(block.ChannelCount);
   if constexpr (SameType<Stored, Output>) {
     if (channels == 1) {
-      frames.ReadAll(target);
+      frames.ReadAll(target.data());
     } else {
-      frames.ReadInPieces([&](const Stored* piece, std::size_t first, std::size_t n) {
-        DownSample(piece + channel, channels, n, target + first);
+      frames.ReadInPieces([&](const Stored* piece, std::size_t start, std::size_t n) {
+        DownSample(piece + channel, channels, n, target.data() + start);
       });
     }
-    if (block.SampleUnsigned != 0) convert(target, static_cast<std::size_t>(count), target);
+    if (block.SampleUnsigned != 0) convert(target.data(), target.size(), target.data());
   } else {
     std::array<Stored, BatchSize> picked;
-    frames.ReadInPieces([&](const Stored* piece, std::size_t first, std::size_t n) {
+    frames.ReadInPieces([&](const Stored* piece, std::size_t start, std::size_t n) {
       for (std::size_t i = 0; i < n; i += BatchSize) {
         const std::size_t batch = std::min(BatchSize, n - i);
         const Stored* samples = piece + i * channels;
@@ -65,38 +33,28 @@ void ReadRoute(BinaryFile& file, const BlockRec& block, std::size_t channel, Out
           DownSample(samples + channel, channels, batch, picked.data());
           samples = picked.data();
         }
-        convert(samples, batch, target + first + i);
+        convert(samples, batch, target.data() + start + i);
       }
     });
   }
 }
 
-template <class Output>
-Long ReadChannel(BinaryFile& file, const BlockRec& block, Integer channel, Output* target,
-                 Long start, Long count) {
-  if (channel < 0 || channel >= block.ChannelCount) return 0;
-  if (!ClampRange(block, start, count)) return 0;
-  SelectRoute(block, [&]<class Stored>() {
-    ReadRoute<Stored>(file, block, static_cast<std::size_t>(channel), target, start, count);
-  });
-  return count;
-}
-
 }  // namespace
 
-Long ReadChannelInteger(BinaryFile& File, const BlockRec& Block, Integer Channel, Integer* Target,
-                        Long SampleStart, Long SampleCount) {
-  return ReadChannel(File, Block, Channel, Target, SampleStart, SampleCount);
+template <class T>
+void ReadSamples(const ByteSource& source, const BlockRec& block, std::size_t channel,
+                 std::int64_t first, std::span<T> target) {
+  SelectRoute(block,
+              [&]<class Stored>() { ReadRoute<Stored>(source, block, channel, first, target); });
 }
 
-Long ReadChannelSingle(BinaryFile& File, const BlockRec& Block, Integer Channel, Single* Target,
-                       Long SampleStart, Long SampleCount) {
-  return ReadChannel(File, Block, Channel, Target, SampleStart, SampleCount);
-}
-
-Long ReadChannelDouble(BinaryFile& File, const BlockRec& Block, Integer Channel, Double* Target,
-                       Long SampleStart, Long SampleCount) {
-  return ReadChannel(File, Block, Channel, Target, SampleStart, SampleCount);
-}
+template void ReadSamples(const ByteSource&, const BlockRec&, std::size_t, std::int64_t,
+                          std::span<Integer>);
+template void ReadSamples(const ByteSource&, const BlockRec&, std::size_t, std::int64_t,
+                          std::span<Long>);
+template void ReadSamples(const ByteSource&, const BlockRec&, std::size_t, std::int64_t,
+                          std::span<Single>);
+template void ReadSamples(const ByteSource&, const BlockRec&, std::size_t, std::int64_t,
+                          std::span<Double>);
 
 }  // namespace lmimport

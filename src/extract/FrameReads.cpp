@@ -2,7 +2,6 @@
 
 #include <array>
 
-#include "extract/ClampRange.h"
 #include "extract/Routes.h"
 #include "extract/VectorOps.h"
 
@@ -14,9 +13,9 @@ namespace {
 template <class Real>
 class ScaleRows {
  public:
-  ScaleRows(const BlockRec& block, Long frames)
+  ScaleRows(const BlockRec& block, std::size_t frames)
       : channels_(static_cast<std::size_t>(block.ChannelCount)),
-        frames_(std::min(BatchSize / channels_, static_cast<std::size_t>(frames))) {
+        frames_(std::min(BatchSize / channels_, frames)) {
     Repeat(block.ChannelScale, scales_);
     Repeat(block.ChannelOffset, offsets_);
   }
@@ -26,7 +25,7 @@ class ScaleRows {
   std::size_t Values() const { return frames_ * channels_; }
 
  private:
-  // One frame, and then all that is there behind itself.
+  // One frame, and then all that is there once more after itself.
   void Repeat(const std::vector<Single>& frame, std::array<Real, BatchSize>& rows) const {
     std::copy(frame.begin(), frame.end(), rows.begin());
     for (std::size_t filled = channels_; filled < Values(); filled *= 2)
@@ -52,60 +51,51 @@ void ConvertFrames(const Frames<Stored>& frames, const BlockRec& block, std::siz
 }
 
 template <class Stored, class Output>
-void ReadRoute(BinaryFile& file, const BlockRec& block, Output* target, Long start, Long count) {
-  const Frames<Stored> frames(file, block, start, count);
+void ReadRoute(const ByteSource& source, const BlockRec& block, std::int64_t first,
+               std::span<Output> target) {
+  const std::size_t count = target.size() / static_cast<std::size_t>(block.ChannelCount);
+  const Frames<Stored> frames(source, block, first, count);
   if constexpr (SameType<Stored, Output>) {
-    frames.ReadAll(target);
+    frames.ReadAll(target.data());
     if constexpr (std::integral<Stored>) {
-      if (block.SampleUnsigned == 0) return;
-      const auto n = static_cast<std::size_t>(count) * static_cast<std::size_t>(block.ChannelCount);
-      HoldCounts(target, SignFlip<Stored>(block), n, target);
+      if (block.SampleUnsigned != 0)
+        HoldCounts(target.data(), SignFlip<Stored>(block), target.size(), target.data());
     }
   } else if constexpr (std::integral<Stored> && std::integral<Output>) {
-    ConvertFrames(frames, block, BatchSize, target,
+    ConvertFrames(frames, block, BatchSize, target.data(),
                   [&](const Stored* from, std::size_t n, Output* to) {
                     HoldCounts(from, SignFlip<Stored>(block), n, to);
                   });
   } else if constexpr (std::integral<Stored>) {
     const ScaleRows<Output> rows(block, count);
-    ConvertFrames(
-        frames, block, rows.Values(), target, [&](const Stored* from, std::size_t n, Output* to) {
-          CountsToValues(from, SignFlip<Stored>(block), n, rows.Scales(), rows.Offsets(), to);
-        });
+    ConvertFrames(frames, block, rows.Values(), target.data(),
+                  [&](const Stored* from, std::size_t n, Output* to) {
+                    CountsToValues(from, SignFlip<Stored>(block), n, rows.Scales(), rows.Offsets(),
+                                   to);
+                  });
   } else if constexpr (std::integral<Output>) {
     const ScaleRows<Stored> rows(block, count);
-    ConvertFrames(frames, block, rows.Values(), target,
+    ConvertFrames(frames, block, rows.Values(), target.data(),
                   [&](const Stored* from, std::size_t n, Output* to) {
                     ValuesToCounts(from, n, rows.Scales(), rows.Offsets(), to);
                   });
   } else {
-    ConvertFrames(frames, block, BatchSize, target,
+    ConvertFrames(frames, block, BatchSize, target.data(),
                   [](const Stored* from, std::size_t n, Output* to) { ConvertReals(from, n, to); });
   }
 }
 
-template <class Output>
-Long ReadFrames(BinaryFile& file, const BlockRec& block, Output* target, Long start, Long count) {
-  if (!ClampRange(block, start, count)) return 0;
-  SelectRoute(block, [&]<class Stored>() { ReadRoute<Stored>(file, block, target, start, count); });
-  return count;
-}
-
 }  // namespace
 
-Long ReadFramesInteger(BinaryFile& File, const BlockRec& Block, Integer* Target, Long KadrStart,
-                       Long KadrCount) {
-  return ReadFrames(File, Block, Target, KadrStart, KadrCount);
+template <class T>
+void ReadWholeFrames(const ByteSource& source, const BlockRec& block, std::int64_t first,
+                     std::span<T> target) {
+  SelectRoute(block, [&]<class Stored>() { ReadRoute<Stored>(source, block, first, target); });
 }
 
-Long ReadFramesSingle(BinaryFile& File, const BlockRec& Block, Single* Target, Long KadrStart,
-                      Long KadrCount) {
-  return ReadFrames(File, Block, Target, KadrStart, KadrCount);
-}
-
-Long ReadFramesDouble(BinaryFile& File, const BlockRec& Block, Double* Target, Long KadrStart,
-                      Long KadrCount) {
-  return ReadFrames(File, Block, Target, KadrStart, KadrCount);
-}
+template void ReadWholeFrames(const ByteSource&, const BlockRec&, std::int64_t, std::span<Integer>);
+template void ReadWholeFrames(const ByteSource&, const BlockRec&, std::int64_t, std::span<Long>);
+template void ReadWholeFrames(const ByteSource&, const BlockRec&, std::int64_t, std::span<Single>);
+template void ReadWholeFrames(const ByteSource&, const BlockRec&, std::int64_t, std::span<Double>);
 
 }  // namespace lmimport

@@ -18,9 +18,9 @@ namespace lmimport {
 template <class T>
 void DownSample(const T* from, std::size_t step, std::size_t n, T* to);
 
-/// to[i] = from[i] xor flip, held at the limits of 16 bits
-template <class Count>
-void HoldCounts(const Count* from, Count flip, std::size_t n, Integer* to);
+/// to[i] = from[i] xor flip, held at the limits of Output, which is Integer or Long
+template <class Count, class Output>
+void HoldCounts(const Count* from, Count flip, std::size_t n, Output* to);
 
 /// to[i] = (from[i] xor flip) / scale, + offset unless that is 0
 template <class Count, class Real>
@@ -32,18 +32,23 @@ template <class Count, class Real>
 void CountsToValues(const Count* from, Count flip, std::size_t n, const Real* scales,
                     const Real* offsets, Real* to);
 
-/// to[i] = (from[i] - offset) * scale, rounded to nearest, ties to even, held at the limits of 16
-/// bits; NaN gives 0
-template <class Real>
-void ValuesToCounts(const Real* from, std::size_t n, Real scale, Real offset, Integer* to);
+/// to[i] = (from[i] - offset) * scale, rounded to nearest, ties to even, held at the limits of
+/// Output; NaN gives 0
+template <class Real, class Output>
+void ValuesToCounts(const Real* from, std::size_t n, Real scale, Real offset, Output* to);
 
 /// The same with scales[i] and offsets[i].
-template <class Real>
+template <class Real, class Output>
 void ValuesToCounts(const Real* from, std::size_t n, const Real* scales, const Real* offsets,
-                    Integer* to);
+                    Output* to);
 
 /// to[i] = from[i], widened or narrowed
 void ConvertReals(const Single* from, std::size_t n, Double* to);
 void ConvertReals(const Double* from, std::size_t n, Single* to);
+
+/// Lowers `smallest` and raises `largest` to the extremes of from[i] xor flip; NaN is passed over,
+/// and real numbers have no flip.
+template <class T>
+void FindExtremes(const T* from, T flip, std::size_t n, T& smallest, T& largest);
 
 }  // namespace lmimport

@@ -12,28 +12,6 @@ static_assert(std::endian::native == std::endian::little,
               "files hold little-endian numbers, and are read without conversion");
 
 namespace lmimport {
-namespace {
-
-std::string Reason(const std::error_code& error) {
-  if (error == std::errc::is_a_directory) return "it is a folder";
-  if (error == std::errc::operation_not_supported) return "it is no plain file";
-  if (error == std::errc::too_many_symbolic_link_levels) return "it is a symbolic link";
-  if (error == std::errc::too_many_links) return "it has other names, too";
-  if (error == std::errc::text_file_busy) return "it is in use by another program";
-  return error.message();
-}
-
-}  // namespace
-
-// Lets a fault of the operating system go on to the host with the name of the file.
-template <class Operation>
-auto BinaryFile::Guarded(const char* what, const Operation& operation) const {
-  try {
-    return operation();
-  } catch (const std::system_error& fault) {
-    throw std::system_error(fault.code(), Sentence("Can't ", what, " \"", ToUtf8(pathName_), "\""));
-  }
-}
 
 bool BinaryFile::Open(const String& Path, bool ReadOnly, Long Attributes, Long ShareMode) {
   const auto reading =
@@ -51,45 +29,32 @@ bool BinaryFile::OpenAs(const String& path, platform::Access access, Long shareM
                         unsigned rights) {
   Close();
   lastError_.clear();
-  std::error_code error = std::make_error_code(std::errc::invalid_argument);
-  const std::string name = ToUtf8(path);
-  if (name.find('\0') == std::string::npos) {
-    const bool reading = access == platform::Access::Read || access == platform::Access::ReadOwn;
-    const bool alone = access == platform::Access::CreateTemporary;
-    const platform::Lock lock = shareMode == ShareReadingAndWriting || alone ? platform::Lock::None
-                                : reading ? platform::Lock::Shared
-                                          : platform::Lock::Exclusive;
-    error = file_.Open(name, access, lock, rights);
-  }
-  if (error) {
-    lastError_ = FromUtf8("Can't open \"" + name + "\": " + Reason(error));
+  const bool reading = access == platform::Access::Read || access == platform::Access::ReadOwn;
+  const bool alone = access == platform::Access::CreateTemporary;
+  const platform::Lock lock = shareMode == ShareReadingAndWriting || alone ? platform::Lock::None
+                              : reading                                    ? platform::Lock::Shared
+                                        : platform::Lock::Exclusive;
+  auto file = std::make_shared<FileSource>();
+  systemError_ = file->Open(path, access, lock, rights);
+  if (systemError_) {
+    lastError_ = FromUtf8(WhyNotOpened(path, systemError_));
     return false;
   }
-  pathName_ = FromUtf8(platform::AbsoluteName(name));
+  file_ = file.get();
+  source_ = std::move(file);
   return true;
 }
 
 void BinaryFile::Close() {
-  file_.Close();
+  source_.reset();
+  file_ = nullptr;
   position_ = 0;
   windowFilled_ = 0;
-  pathName_.clear();
-}
-
-std::int64_t BinaryFile::Size() const {
-  return Guarded("get the size of", [this] { return file_.Size(); });
-}
-
-platform::FileTimes BinaryFile::Times() const {
-  return Guarded("get the date of", [this] { return file_.Times(); });
-}
-
-unsigned BinaryFile::RightsBeside() const {
-  return Guarded("get the rights of", [this] { return file_.RightsBeside(); });
 }
 
 Date BinaryFile::FileDateTime() const {
-  const std::tm local = platform::LocalTime(TimesAtOpen().Written.Seconds);
+  if (file_ == nullptr) return 0;
+  const std::tm local = platform::LocalTime(file_->TimesAtOpen().Written.Seconds);
   return DateSerial(local.tm_year + std::int64_t{1900}, local.tm_mon + 1, local.tm_mday) +
          TimeSerial(local.tm_hour, local.tm_min, local.tm_sec);
 }
@@ -104,10 +69,8 @@ std::int64_t BinaryFile::ReadBytes(void* Target, std::int64_t ByteCount) {
 }
 
 std::size_t BinaryFile::ReadAt(std::int64_t position, void* target, std::size_t size) {
-  return Guarded("read", [&] {
-    return size < SmallestBulkRead ? ReadThroughWindow(position, target, size)
-                                   : file_.ReadAt(position, target, size);
-  });
+  if (size < SmallestBulkRead) return ReadThroughWindow(position, target, size);
+  return source_->ReadAt(position, {static_cast<std::byte*>(target), size});
 }
 
 std::size_t BinaryFile::ReadThroughWindow(std::int64_t position, void* target, std::size_t size) {
@@ -115,7 +78,7 @@ std::size_t BinaryFile::ReadThroughWindow(std::int64_t position, void* target, s
   const auto wanted = static_cast<std::int64_t>(size);
   if (position < windowStart_ || position + wanted > windowStart_ + held) {
     windowFilled_ = 0;
-    windowFilled_ = file_.ReadAt(position, window_.data(), WindowSize);
+    windowFilled_ = source_->ReadAt(position, std::as_writable_bytes(std::span(window_)));
     windowStart_ = position;
   }
   const auto offset = static_cast<std::size_t>(position - windowStart_);
@@ -124,17 +87,8 @@ std::size_t BinaryFile::ReadThroughWindow(std::int64_t position, void* target, s
   return done;
 }
 
-void BinaryFile::ReadFreshBytes(std::int64_t position, void* target, std::int64_t count,
-                                std::size_t width) {
-  const std::size_t size = static_cast<std::size_t>(count) * width;
-  std::size_t done =
-      position < 0 ? 0 : Guarded("read", [&] { return file_.ReadAt(position, target, size); });
-  done -= done % width;
-  std::memset(static_cast<char*>(target) + done, 0, size - done);
-}
-
 std::string BinaryFile::ReadRaw(std::int64_t length) {
-  // A length comes from the file: of a long one, only what the file can hold is ever allocated.
+  // The length comes from the file: of a long one, only what the file can hold is ever allocated.
   std::int64_t size = position_ < 0 ? 0 : std::max<std::int64_t>(0, length);
   if (size > std::int64_t{WindowSize}) size = std::clamp<std::int64_t>(Size() - position_, 0, size);
   std::string bytes(static_cast<std::size_t>(size), '\0');
@@ -175,7 +129,7 @@ std::int64_t BinaryFile::ReadTerminatedString(String& Text, std::int64_t limit) 
 
 std::int64_t BinaryFile::WriteBytes(const void* Source, std::int64_t ByteCount) {
   windowFilled_ = 0;
-  Guarded("write", [&] { file_.WriteAt(position_, Source, static_cast<std::size_t>(ByteCount)); });
+  file_->WriteAt(position_, Source, ByteCount);
   position_ += ByteCount;
   return ByteCount;
 }
@@ -188,19 +142,6 @@ std::int64_t BinaryFile::WriteInt16Array(const Integer* First, std::int64_t Coun
 std::int64_t BinaryFile::WriteDoubleArray(const Double* First, std::int64_t Count) {
   constexpr std::int64_t width = sizeof(Double);
   return WriteBytes(First, Count * width) / width;
-}
-
-void BinaryFile::Resize(std::int64_t NewSize) {
-  windowFilled_ = 0;
-  Guarded("set the size of", [&] { file_.Resize(NewSize); });
-}
-
-void BinaryFile::Flush() {
-  Guarded("write", [this] { file_.Flush(); });
-}
-
-void BinaryFile::Share() {
-  Guarded("share", [this] { file_.Share(); });
 }
 
 bool PathTools::FileExists(const String& Path) {

@@ -29,6 +29,13 @@ enum SampleTypes : Integer {
   SampleInt8 = 5,
 };
 
+/// A number held at the limits of a Long.
+constexpr Long HeldAsLong(std::int64_t number) {
+  constexpr std::int64_t largest = INT32_MAX;
+  constexpr std::int64_t smallest = INT32_MIN;
+  return static_cast<Long>(number > largest ? largest : number < smallest ? smallest : number);
+}
+
 /// Bytes of a stored sample.
 constexpr Long SampleWidth(Integer sampleType) {
   switch (sampleType) {
@@ -81,6 +88,7 @@ struct CommentRec {
   Long Position = 0;      // a sample position in the block, as the format states it
   Long CommentStamp = 0;  // chart
   String Text;
+  std::int64_t TextStart = -1;  // 0 or more: the text begins there in SharedTexts of the block
 };
 
 struct BlockRec {
@@ -108,8 +116,9 @@ struct BlockRec {
   std::int64_t DataPtr = 0;           // first byte of the first frame
   Long CommentCount = 0;
   std::vector<CommentRec> Comments;
-  Long RepeatedCommentStep = 0;  // where CommentCount is above Comments: the last one stands again,
-                                 // each time so many frames later
+  Long RepeatedCommentStep = 0;  // where CommentCount is above the size of Comments: the last one
+                                 // is repeated, each time so many frames later
+  String SharedTexts;            // of the comments that have a TextStart; each ends with a zero
   std::array<Long, 3> ChartBlockTail{};
 
   /// Makes the three tables for that many channels: each channel its own global one, scales and
@@ -118,6 +127,10 @@ struct BlockRec {
 
   /// SizeChannel of so many bytes of samples, without a rest that fills no frame.
   void FillFrom(std::int64_t bytes);
+
+  std::int64_t FrameBytes() const { return std::int64_t{ChannelCount} * SampleWidth(SampleType); }
+  bool HasRealSamples() const { return SampleType == SampleSingle || SampleType == SampleDouble; }
+  String TextOf(const CommentRec& comment) const;
 };
 
 }  // namespace lmimport

@@ -248,6 +248,13 @@ String TextTools::TextFromBytes(std::span<const Byte> bytes) const {
   return Text(all.substr(0, all.find('\0')));
 }
 
+String FixedText(const TextTools& texts, std::span<const Byte> Field) {
+  return TrimBlanks(texts.TextFromBytes(Field));
+}
+
+bool BeginsWithNumber(std::u16string_view text) {
+  return !LeadingNumber(text).empty();
+}
 Single ParseSingle(std::u16string_view text) {
   return ParseReal<Single>(text);
 }

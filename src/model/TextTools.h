@@ -33,10 +33,14 @@ class TextTools {
   int codePage_ = 0;
 };
 
+/// A text field of fixed width: cut at the first zero byte, without the blanks at both ends.
+String FixedText(const TextTools& texts, std::span<const Byte> Field);
+
 /// The number that a text begins with: blanks, a sign, digits with a point or a comma among them,
 /// an exponent. What follows it is passed over; a text without a number gives 0, one beyond the
 /// range of the type an infinity.
 Single ParseSingle(std::u16string_view text);
+bool BeginsWithNumber(std::u16string_view text);
 Single ParseSingle(std::string_view bytes);  // of an ASCII field
 Double ParseDouble(std::u16string_view text);
 

@@ -1,9 +1,9 @@
 // Axon Binary Files of generation 1.x, by the published header: one run of interleaved 16-bit
-// words. Sweeps of an episodic file stand in it in a row.
+// words. Sweeps of an episodic file follow each other in it.
 //
 //   offset  type       field
 //        0  4 chars    "ABF ", "FTCX" or "CLPX"
-//        4  single     version; from 1.6 on, 4096 bytes of header stand behind the first 2048
+//        4  single     version; from 1.6 on, 4096 bytes of header follow the first 2048
 //        8  int16      acquisition mode; 3 is gap-free
 //       10  int32      samples of all channels; 16: int32 sweeps
 //       20  int32      start: YYMMDD or YYYYMMDD; 24: seconds since midnight; 366: milliseconds
@@ -24,8 +24,7 @@
 #include <cmath>
 
 #include "model/Date.h"
-#include "readers/FixedText.h"
-#include "readers/HeaderView.h"
+#include "model/HeaderView.h"
 #include "readers/Readers.h"
 
 namespace lmimport {
@@ -42,143 +41,115 @@ constexpr Integer AbfPhysicalChannels = 16;
 constexpr Integer AbfGapFree = 3;
 constexpr Long AbfFileType = 7;
 
-constexpr std::size_t AbfVersion = 4;
-constexpr std::size_t AbfMode = 8;
-constexpr std::size_t AbfAcquiredSamples = 10;
-constexpr std::size_t AbfSweeps = 16;
-constexpr std::size_t AbfStartDate = 20;
-constexpr std::size_t AbfStartTime = 24;
-constexpr std::size_t AbfDataSection = 40;
-constexpr std::size_t AbfTagSection = 44;
-constexpr std::size_t AbfTagCount = 48;
-constexpr std::size_t AbfDataFormat = 100;
-constexpr std::size_t AbfChannelCount = 120;
-constexpr std::size_t AbfSampleInterval = 122;
-constexpr std::size_t AbfSynchTimeUnit = 130;
-constexpr std::size_t AbfRange = 244;
-constexpr std::size_t AbfResolution = 252;
-constexpr std::size_t AbfCreator = 294;
-constexpr std::size_t AbfCreatorBytes = 16;
-constexpr std::size_t AbfShortComment = 310;
-constexpr std::size_t AbfShortCommentBytes = 56;
-constexpr std::size_t AbfMilliseconds = 366;
-constexpr std::size_t AbfSequence = 410;
-constexpr std::size_t AbfName = 442;
-constexpr std::size_t AbfNameBytes = 10;
-constexpr std::size_t AbfUnits = 602;
-constexpr std::size_t AbfUnitsBytes = 8;
-constexpr std::size_t AbfProgrammableGain = 730;
-constexpr std::size_t AbfInstrumentScale = 922;
-constexpr std::size_t AbfInstrumentOffset = 986;
-constexpr std::size_t AbfSignalGain = 1050;
-constexpr std::size_t AbfSignalOffset = 1114;
-constexpr std::size_t AbfTelegraphInUse = 4512;
-constexpr std::size_t AbfTelegraphGain = 4576;
-constexpr std::size_t AbfLongComment = 5154;
-constexpr std::size_t AbfLongCommentBytes = 128;
+constexpr Field<Single> AbfVersion{4}, AbfSampleInterval{122}, AbfSynchTimeUnit{130}, AbfRange{244};
+constexpr Field<Integer> AbfMode{8}, AbfDataFormat{100}, AbfChannelCount{120}, AbfMilliseconds{366},
+    AbfSequence{410};
+constexpr Field<Long> AbfAcquiredSamples{10}, AbfSweeps{16}, AbfStartDate{20}, AbfStartTime{24},
+    AbfDataSection{40}, AbfTagSection{44}, AbfTagCount{48}, AbfResolution{252};
+constexpr TextField AbfCreator{294, 16}, AbfShortComment{310, 56}, AbfLongComment{5154, 128};
+// by physical channel
+constexpr TextField AbfName{442, 10}, AbfUnits{602, 8};
+constexpr Field<Single> AbfProgrammableGain{730}, AbfInstrumentScale{922}, AbfInstrumentOffset{986},
+    AbfSignalGain{1050}, AbfSignalOffset{1114}, AbfTelegraphGain{4576};
+constexpr Field<Integer> AbfTelegraphInUse{4512};
 // of a tag
-constexpr std::size_t AbfTagText = 4;
-constexpr std::size_t AbfTagTextBytes = 56;
+constexpr Field<Long> AbfTagTime{0};
+constexpr TextField AbfTagText{4, 56};
 
 class AbfFile {
  public:
-  explicit AbfFile(ImportState& state)
-      : state_(state), file_(*state.DataFile), bytes_(AbfHeaderBytes), header_(bytes_) {}
+  explicit AbfFile(Opening& opening)
+      : opening_(opening), file_(opening.DataFile), header_(opening.Texts) {}
 
-  bool Read();
+  void Read();
 
  private:
-  Single Of(std::size_t table, std::size_t physical) const {
-    return header_.Real32(table + physical * sizeof(Single));
-  }
-  String Text(std::size_t offset, std::size_t size) const {
-    return FixedText(state_.Texts, header_.Bytes(offset, size));
-  }
-  bool ReadBlock(BlockRec& block);
-  bool ReadChannel(BlockRec& block, std::size_t channel);
+  void FillBlock(BlockRec& block);
+  void FillChannel(BlockRec& block, std::size_t channel);
   Date Start() const;
-  bool ReadTags(BlockRec& block);
-  Long TagPosition(Long time, const BlockRec& block) const;
+  void FindTags();
   void NoteFindings(const BlockRec& block);
 
-  ImportState& state_;
+  Opening& opening_;
   BinaryFile& file_;
-  std::vector<Byte> bytes_;
-  HeaderView header_;
+  Header<AbfHeaderBytes> header_;
 };
 
-bool AbfFile::Read() {
-  if (file_.Size() < AbfSmallestFile) return false;
+void AbfFile::Read() {
+  opening_.NeedBytes(AbfSmallestFile, "an ABF header", Refusal::UnknownFormat);
   file_.Seek(0);
-  file_.ReadByteArray(bytes_.data(), AbfBaseBytes);
-  if (header_.Int16(AbfDataFormat) != 0) {
-    state_.Warn("coding-not-read", AbfDataFormat,
-                Sentence("The samples are of format ", header_.Int16(AbfDataFormat),
-                         " (1 is floating point); only 16-bit integers (0) are read."));
-    return state_.Refuse(Refusal::UnsupportedFormat);
-  }
-  const Integer channels = header_.Int16(AbfChannelCount);
-  if (channels < 1 || channels > LargestChannelCount) return state_.Refuse(Refusal::UnknownFormat);
-  const Single stated = header_.Real32(AbfVersion);
-  const Single version = stated > 0 ? stated : 0;  // a NaN, too
+  header_.ReadMore(file_, 0, AbfBaseBytes);
+  if (header_[AbfDataFormat] != 0)
+    Refuse(Refusal::UnsupportedFormat, "coding-not-read", AbfDataFormat.Position(),
+           "The samples are of format ", header_[AbfDataFormat],
+           " (1 is floating point); only 16-bit integers (0) are read.");
+  const Integer channels = header_[AbfChannelCount];
+  if (channels < 1 || channels > LargestChannelCount)
+    RefuseAsUnknown(AbfChannelCount.Position(), "The header states ", channels, " channels.");
+  const Single stated = header_[AbfVersion];
+  const Single version = stated > 0 ? stated : 0;  // of a NaN, too
   const bool extended = version >= AbfFirstExtended;
-  if (extended) file_.ReadByteArray(bytes_.data() + AbfBaseBytes, AbfHeaderBytes - AbfBaseBytes);
+  if (extended) header_.ReadMore(file_, AbfBaseBytes, AbfHeaderBytes);
 
-  if (channels > AbfPhysicalChannels) return state_.Refuse(Refusal::FormatError);
-  BlockRec& block = state_.Blocks.emplace_back();
+  if (channels > AbfPhysicalChannels)
+    RefuseAsDamaged(AbfChannelCount.Position(), "The header states ", channels, " channels of ",
+                    AbfPhysicalChannels, " physical ones.");
+  BlockRec& block = opening_.Store.Blocks.emplace_back();
   block.DimensionChannels(channels);
-  if (!ReadBlock(block) || !ReadTags(block)) return state_.Refuse(Refusal::FormatError);
-  block.Notes = extended ? Text(AbfLongComment, AbfLongCommentBytes)
-                         : Text(AbfShortComment, AbfShortCommentBytes);
+  FillBlock(block);
+  FindTags();
+  block.Notes = header_[extended ? AbfLongComment : AbfShortComment];
   const Single major = std::trunc(std::clamp<Single>(version, 0, INT16_MAX));
   const Single minor = std::nearbyint(std::clamp<Single>((version - major) * 10, 0, 10));
-  state_.FinishFile(FourCharacters("ABIN"), static_cast<Integer>(major),
-                    static_cast<Integer>(minor), AbfFileType);
-  state_.FileRec.FileNotes = Text(AbfCreator, AbfCreatorBytes);
+  opening_.FinishFile(FourCharacters("ABIN"), static_cast<Integer>(major),
+                      static_cast<Integer>(minor), AbfFileType);
+  opening_.Store.FileRec.FileNotes = header_[AbfCreator];
   NoteFindings(block);
-  return true;
 }
 
-bool AbfFile::ReadBlock(BlockRec& block) {
+void AbfFile::FillBlock(BlockRec& block) {
   block.ADCName = u"ABF";
   block.Resolution = 16;
   block.SamplingRate =
-      static_cast<Single>(1e6 / (block.ChannelCount * Double{header_.Real32(AbfSampleInterval)}));
-  if (!std::isfinite(block.SamplingRate)) return false;
-  for (std::size_t i = 0; i < block.ChannelIndex.size(); ++i) {
-    if (!ReadChannel(block, i)) return false;
-  }
-  const Long samples = header_.Int32(AbfAcquiredSamples);
-  const Long section = header_.Int32(AbfDataSection);
-  if (samples < 0 || section < 0) return false;
+      static_cast<Single>(1e6 / (block.ChannelCount * Double{header_[AbfSampleInterval]}));
+  for (std::size_t i = 0; i < block.ChannelIndex.size(); ++i) FillChannel(block, i);
+  const Long samples = header_[AbfAcquiredSamples];
+  const Long section = header_[AbfDataSection];
+  if (samples < 0 || section < 0)
+    RefuseAsDamaged(AbfAcquiredSamples.Position(), "The header states ", samples,
+                    " samples from 512-byte block ", section, " on.");
   block.SizeChannel = samples / block.ChannelCount;
   block.DataPtr = section * AbfSectionUnit;
   block.StartDateTime = Start();
-  return true;
 }
 
 // The global channel of a channel is its physical one.
-bool AbfFile::ReadChannel(BlockRec& block, std::size_t channel) {
-  const Integer number = header_.Int16(AbfSequence + channel * 2);
-  if (number < 0 || number >= AbfPhysicalChannels) return false;
+void AbfFile::FillChannel(BlockRec& block, std::size_t channel) {
+  const Integer number = header_[AbfSequence(channel)];
+  if (number < 0 || number >= AbfPhysicalChannels)
+    RefuseAsDamaged(AbfSequence(channel).Position(), "Channel ", channel + 1,
+                    " is physical channel ", number, ", not 0 to 15.");
   const auto physical = static_cast<std::size_t>(number);
   block.ChannelIndex[channel] = number;
   Single& scale = block.ChannelScale[channel];
-  scale = static_cast<Single>(header_.Int32(AbfResolution) / Double{header_.Real32(AbfRange)});
-  for (const std::size_t gain : {AbfInstrumentScale, AbfProgrammableGain, AbfSignalGain}) {
-    if (Of(gain, physical) != 0) scale *= Of(gain, physical);
+  scale = Narrowed(header_[AbfResolution] / Double{header_[AbfRange]}, "ABF counts per volt",
+                   AbfRange.Position());
+  for (const auto& gain : {AbfInstrumentScale, AbfProgrammableGain, AbfSignalGain}) {
+    const Single factor = header_[gain(physical)];
+    if (factor != 0)
+      scale = Narrowed(Double{scale} * factor, "ABF counts per unit", gain(physical).Position());
   }
-  block.ChannelOffset[channel] = Of(AbfSignalOffset, physical) + Of(AbfInstrumentOffset, physical);
-  state_.Channels[physical].ChannelTitle = Text(AbfName + physical * AbfNameBytes, AbfNameBytes);
-  state_.Channels[physical].ChannelUnitName =
-      Text(AbfUnits + physical * AbfUnitsBytes, AbfUnitsBytes);
-  return !std::isnan(scale);
+  block.ChannelOffset[channel] =
+      Narrowed(Double{header_[AbfSignalOffset(physical)]} + header_[AbfInstrumentOffset(physical)],
+               "ABF offset", AbfSignalOffset(physical).Position());
+  opening_.Store.Channels[physical].ChannelTitle = header_[AbfName(physical)];
+  opening_.Store.Channels[physical].ChannelUnitName = header_[AbfUnits(physical)];
 }
 
 // 0 where the number is too short to have a year, or below 0.
 Date AbfFile::Start() const {
   constexpr Long shortest = 10000;
-  const Long number = header_.Int32(AbfStartDate);
+  const Long number = header_[AbfStartDate];
   if (number < shortest) return 0;
   Long year = number / 10000;
   if (year < 80) {
@@ -186,75 +157,88 @@ Date AbfFile::Start() const {
   } else if (year <= 99) {
     year += 1900;
   }
-  return DateSerial(year, number / 100 % 100, number % 100) +
-         header_.Int32(AbfStartTime) / SecondsPerDay;
+  return DateSerial(year, number / 100 % 100, number % 100) + header_[AbfStartTime] / SecondsPerDay;
 }
 
-Long AbfFile::TagPosition(Long time, const BlockRec& block) const {
-  const Double unit = header_.Real32(AbfSynchTimeUnit);
-  const Double interval = header_.Real32(AbfSampleInterval);
-  const Double position = unit > 0 ? unit * time / (block.ChannelCount * interval) + 1.0
-                                   : static_cast<Double>(time) / block.ChannelCount + 1.0;
+struct Tags {
+  std::int64_t Start;  // of the section, in bytes
+  Long Count;
+  Double Unit;      // microseconds of a tag time; not above 0: tag times are samples
+  Double Interval;  // microseconds from sample to sample, over all channels
+};
+
+Long TagPosition(const Tags& tags, Long time, Integer channels) {
+  const Double position = tags.Unit > 0 ? tags.Unit * time / (channels * tags.Interval) + 1.0
+                                        : static_cast<Double>(time) / channels + 1.0;
   const Double rounded = std::nearbyint(position);
   if (std::isnan(rounded)) return 0;
   return static_cast<Long>(std::clamp<Double>(rounded, INT32_MIN, INT32_MAX));
 }
 
-// Behind the end of the file, the tag in hand counts again, so all that are missing are the last.
-bool AbfFile::ReadTags(BlockRec& block) {
-  const Long count = header_.Int32(AbfTagCount);
-  if (count <= 0) return true;
-  const std::int64_t start = header_.Int32(AbfTagSection) * AbfSectionUnit;
-  const std::int64_t held =
-      start < 0 ? 0 : std::max<std::int64_t>(0, file_.Size() - start) / std::int64_t{AbfTagBytes};
-  if (count - held > AbfLargestMissingTags) return false;
-  std::array<Byte, AbfTagBytes> tag{};
-  file_.Seek(start);
-  for (Long i = 0; i < count; ++i) {
-    if (file_.ReadOver(tag) == 0 && i > 0) break;
-    const HeaderView fields(tag);
-    block.Comments.push_back({TagPosition(fields.Int32(0), block), 0,
-                              FixedText(state_.Texts, fields.Bytes(AbfTagText, AbfTagTextBytes))});
+// Past the end of the file, the current tag is reused, so all that are missing are the last.
+void ReadTags(Opening& opening, const Tags& tags) {
+  BlockRec& block = opening.Store.Blocks.front();
+  Header<AbfTagBytes> tag(opening.Texts);
+  opening.DataFile.Seek(tags.Start);
+  for (Long i = 0; i < tags.Count; ++i) {
+    if (tag.ReadOver(opening.DataFile) == 0 && i > 0) break;
+    block.Comments.push_back(
+        {TagPosition(tags, tag[AbfTagTime], block.ChannelCount), 0, tag[AbfTagText]});
   }
-  block.CommentCount = count;
-  if (count > held)
-    state_.Warn("tags-cut-off", start,
-                Sentence("The header claims ", count, " tags, and the file holds ", held,
-                         "; the last one stands for all that are missing."));
-  return true;
+  block.CommentCount = tags.Count;
+}
+
+void AbfFile::FindTags() {
+  const Tags tags = {header_[AbfTagSection] * AbfSectionUnit, header_[AbfTagCount],
+                     header_[AbfSynchTimeUnit], header_[AbfSampleInterval]};
+  if (tags.Count <= 0) return;
+  const std::int64_t held = tags.Start < 0 ? 0
+                                           : std::max<std::int64_t>(0, file_.Size() - tags.Start) /
+                                                 std::int64_t{AbfTagBytes};
+  if (tags.Count - held > AbfLargestMissingTags)
+    RefuseAsDamaged(AbfTagCount.Position(), "The header claims ", tags.Count,
+                    " tags, and the file holds ", held, ".");
+  if (tags.Count > held)
+    opening_.Warn("tags-cut-off", {tags.Start, 0}, "The header claims ", tags.Count,
+                  " tags, and the file holds ", held,
+                  "; the last one is repeated for all that are missing.");
+  opening_.DoOrDefer(Later::Comments, [tags](Opening& later) { ReadTags(later, tags); });
 }
 
 void AbfFile::NoteFindings(const BlockRec& block) {
   Long amplified = 0;
+  int first = -1;
   Single gain = 1;
-  for (const Integer number : block.ChannelIndex) {
-    const auto physical = static_cast<std::size_t>(number);
-    const Single telegraph = Of(AbfTelegraphGain, physical);
-    if (header_.Int16(AbfTelegraphInUse + physical * 2) != 1) continue;
+  for (std::size_t i = 0; i < block.ChannelIndex.size(); ++i) {
+    const auto physical = static_cast<std::size_t>(block.ChannelIndex[i]);
+    const Single telegraph = header_[AbfTelegraphGain(physical)];
+    if (header_[AbfTelegraphInUse(physical)] != 1) continue;
     if (!(telegraph > 0) || telegraph == 1) continue;
-    if (amplified++ == 0) gain = telegraph;
+    if (amplified++ > 0) continue;
+    gain = telegraph;
+    first = static_cast<int>(i);
   }
   if (amplified > 0)
-    state_.Warn("telegraph-gain", AbfTelegraphGain,
-                Sentence("The values of ", amplified, " of ", block.ChannelCount,
-                         " channels don't include the gain that the amplifier told, ", gain,
-                         " on the first of them: they are that many times too large."));
-  const Long sweeps = header_.Int32(AbfSweeps);
-  const Integer mode = header_.Int16(AbfMode);
+    opening_.Warn("telegraph-gain", {AbfTelegraphGain.Position(), 0, first}, "The values of ",
+                  amplified, " of ", block.ChannelCount,
+                  " channels don't include the gain that the amplifier told, ", gain,
+                  " on the first of them: they are that many times too large.");
+  const Long sweeps = header_[AbfSweeps];
+  const Integer mode = header_[AbfMode];
   if (sweeps > 1 && mode != AbfGapFree)
-    state_.Warn("sweeps-in-a-row", AbfSweeps,
-                Sentence("The recording is of mode ", mode, " with ", sweeps,
-                         " sweeps, which stand in a row here, with no gaps between them."));
-  const Integer milliseconds = header_.Int16(AbfMilliseconds);
+    opening_.Warn("sweeps-in-a-row", AbfSweeps.Position(), "The recording is of mode ", mode,
+                  " with ", sweeps,
+                  " sweeps, which are shown in a row, without the gaps between them.");
+  const Integer milliseconds = header_[AbfMilliseconds];
   if (milliseconds > 0)
-    state_.Note("start-milliseconds", AbfMilliseconds,
-                Sentence("The recording starts ", milliseconds, " ms later than shown."));
+    opening_.Note("start-milliseconds", AbfMilliseconds.Position(), "The recording starts ",
+                  milliseconds, " ms later than shown.");
 }
 
 }  // namespace
 
-bool ReadAbfFile(ImportState& state) {
-  return AbfFile(state).Read();
+void ReadAbfFile(Opening& opening) {
+  AbfFile(opening).Read();
 }
 
 }  // namespace lmimport

@@ -14,8 +14,7 @@
 #include <cmath>
 
 #include "model/Date.h"
-#include "readers/FixedText.h"
-#include "readers/HeaderView.h"
+#include "model/HeaderView.h"
 #include "readers/Readers.h"
 
 namespace lmimport {
@@ -31,111 +30,89 @@ constexpr Long AbinChannelMark = FourCharacters("ADCh");
 constexpr Long AbinDataChunk = FourCharacters("data");
 constexpr Long AbinFileType = 2;
 
-constexpr std::size_t AbinVersionMajor = 4;
-constexpr std::size_t AbinVersionMinor = 6;
-constexpr std::size_t AbinYear = 8;
-constexpr std::size_t AbinMonth = 10;
-constexpr std::size_t AbinDay = 14;
-constexpr std::size_t AbinHour = 16;
-constexpr std::size_t AbinMinute = 18;
-constexpr std::size_t AbinSecond = 20;
-constexpr std::size_t AbinRate = 24;
-constexpr std::size_t AbinSampleType = 28;
-constexpr std::size_t AbinChannels = 32;
-constexpr std::size_t AbinModel = 64;
-constexpr std::size_t AbinModelBytes = 16;
+constexpr Field<Long> AbinSignature{0};  // of the file and of a channel header
+constexpr Field<Integer> AbinVersionMajor{4}, AbinVersionMinor{6}, AbinYear{8}, AbinMonth{10},
+    AbinDay{14}, AbinHour{16}, AbinMinute{18}, AbinSecond{20}, AbinSampleType{28};
+constexpr Field<Single> AbinRate{24};
+constexpr Field<Long> AbinChannels{32};
+constexpr TextField AbinModel{64, 16};
 // of a channel header
-constexpr std::size_t AbinChannelNumber = 4;
-constexpr std::size_t AbinChannelName = 8;
-constexpr std::size_t AbinChannelNameBytes = 32;
-constexpr std::size_t AbinChannelUnit = 40;
-constexpr std::size_t AbinChannelUnitBytes = 24;
-constexpr std::size_t AbinUnitsPerCount = 72;
-constexpr std::size_t AbinUnitsPerCountOfVersion2 = 40;
-constexpr std::size_t AbinChannelOffset = 76;
+constexpr Field<Integer> AbinChannelNumber{4};
+constexpr TextField AbinChannelName{8, 32}, AbinChannelUnit{40, 24};
+constexpr Field<Single> AbinUnitsPerCount{72}, AbinUnitsPerCountOfVersion2{40},
+    AbinChannelOffset{76};
 
-bool ReadChannels(ImportState& state, Integer version, BlockRec& block) {
+void ReadChannels(Opening& opening, Integer version, BlockRec& block) {
   const std::size_t size = version == 2 ? AbinChannelBytesOfVersion2 : AbinChannelBytes;
   for (std::size_t i = 0; i < block.ChannelIndex.size(); ++i) {
-    std::array<Byte, AbinChannelBytes> bytes{};
-    state.DataFile->ReadByteArray(bytes.data(), static_cast<std::int64_t>(size));
-    const HeaderView header(bytes);
-    const Integer number = header.Int16(AbinChannelNumber);
-    if (header.Int32(0) != AbinChannelMark || number < 0 || number >= LargestChannelCount)
-      return false;
+    const std::int64_t position = opening.DataFile.Position();
+    Header<AbinChannelBytes> header(opening.Texts);
+    header.ReadMore(opening.DataFile, 0, size);
+    const Integer number = header[AbinChannelNumber];
+    if (header[AbinSignature] != AbinChannelMark || number < 0 || number >= LargestChannelCount)
+      RefuseAsDamaged(position, "No header of a channel 0 to 31 is where that of channel ", i + 1,
+                      " of ", block.ChannelCount, " should be.");
     block.ChannelIndex[i] = number;
-    ChannelRec& channel = state.Channels[static_cast<std::size_t>(number)];
-    channel.ChannelTitle =
-        FixedText(state.Texts, header.Bytes(AbinChannelName, AbinChannelNameBytes));
-    if (version == 2) {
-      block.ChannelScale[i] = 1 / header.Real32(AbinUnitsPerCountOfVersion2);
-    } else {
-      channel.ChannelUnitName =
-          FixedText(state.Texts, header.Bytes(AbinChannelUnit, AbinChannelUnitBytes));
-      block.ChannelScale[i] = 1 / header.Real32(AbinUnitsPerCount);
-      block.ChannelOffset[i] = header.Real32(AbinChannelOffset);
+    ChannelRec& channel = opening.Store.Channels[static_cast<std::size_t>(number)];
+    channel.ChannelTitle = header[AbinChannelName];
+    const Double unitsPerCount =
+        header[version == 2 ? AbinUnitsPerCountOfVersion2 : AbinUnitsPerCount];
+    block.ChannelScale[i] = Narrowed(1 / unitsPerCount, "ABIN counts per unit", position);
+    if (version != 2) {
+      channel.ChannelUnitName = header[AbinChannelUnit];
+      block.ChannelOffset[i] = header[AbinChannelOffset];
     }
-    if (std::isnan(block.ChannelScale[i])) return false;
   }
-  return true;
 }
 
-// A size that is none, or more than there is, reaches to the end of the file.
-bool FindData(ImportState& state, BlockRec& block) {
-  BinaryFile& file = *state.DataFile;
+// A size that makes no sense, or is more than there is, reaches to the end of the file.
+void FindData(Opening& opening, BlockRec& block) {
+  BinaryFile& file = opening.DataFile;
+  const std::int64_t position = file.Position();
   const auto id = file.ReadValue<Long>();
   std::int64_t bytes = file.ReadValue<Long>();
-  if (id != AbinDataChunk) return false;
+  if (id != AbinDataChunk)
+    RefuseAsDamaged(position, "No \"data\" chunk follows the channel headers.");
   block.DataPtr = file.Position();
   const std::int64_t left = file.Size() - block.DataPtr;
   if (bytes > left)
-    state.Warn("data-cut-off", file.Size(),
-               Sentence("The data chunk claims ", bytes, " bytes, and the file holds ", left, "."));
+    opening.Warn("data-cut-off", {file.Size(), 0}, "The data chunk claims ", bytes,
+                 " bytes, and the file holds ", left, ".");
   if (bytes < 2 || bytes > left) bytes = left;
   block.FillFrom(bytes);
-  return true;
-}
-
-Date StampOf(const HeaderView& header) {
-  return DateSerial(header.Int16(AbinYear), header.Int16(AbinMonth), header.Int16(AbinDay)) +
-         TimeSerial(header.Int16(AbinHour), header.Int16(AbinMinute), header.Int16(AbinSecond));
 }
 
 }  // namespace
 
-bool ReadAbinFile(ImportState& state) {
-  BinaryFile& file = *state.DataFile;
-  if (file.Size() < AbinSmallestFile) return false;
-  std::array<Byte, AbinLongHeadBytes> bytes{};
+void ReadAbinFile(Opening& opening) {
+  BinaryFile& file = opening.DataFile;
+  opening.NeedBytes(AbinSmallestFile, "an ABIN file", Refusal::UnknownFormat);
+  Header<AbinLongHeadBytes> header(opening.Texts);
   file.Seek(0);
-  file.ReadByteArray(bytes.data(), AbinHeadBytes);
-  const HeaderView header(bytes);
-  const Long channels = header.Int32(AbinChannels);
-  if (header.Int32(0) != AbinMark || channels < 1 || channels > LargestChannelCount)
-    return state.Refuse(Refusal::UnknownFormat);
-  const Integer major = header.Int16(AbinVersionMajor);
-  const Integer minor = header.Int16(AbinVersionMinor);
-  if (major != 2 && major != 3) {
-    state.Warn("version-not-read", AbinVersionMajor,
-               Sentence("The file is of version ", major, ".", minor, "; 2 and 3 are read."));
-    return state.Refuse(Refusal::UnsupportedFormat);
-  }
-  if (major == 3 && minor >= 3)
-    file.ReadByteArray(bytes.data() + AbinHeadBytes, AbinLongHeadBytes - AbinHeadBytes);
+  header.ReadMore(file, 0, AbinHeadBytes);
+  const Long channels = header[AbinChannels];
+  if (header[AbinSignature] != AbinMark || channels < 1 || channels > LargestChannelCount)
+    RefuseAsUnknown(AbinChannels.Position(), "The header states ", channels,
+                    " channels, not 1 to 32.");
+  const Integer major = header[AbinVersionMajor];
+  const Integer minor = header[AbinVersionMinor];
+  if (major != 2 && major != 3)
+    Refuse(Refusal::UnsupportedFormat, "version-not-read", AbinVersionMajor.Position(),
+           "The file is of version ", major, ".", minor, "; 2 and 3 are read.");
+  if (major == 3 && minor >= 3) header.ReadMore(file, AbinHeadBytes, AbinLongHeadBytes);
 
-  BlockRec& block = state.Blocks.emplace_back();
+  BlockRec& block = opening.Store.Blocks.emplace_back();
   block.DimensionChannels(static_cast<Integer>(channels));
-  block.SampleType = header.Int16(AbinSampleType);
-  block.SamplingRate = header.Real32(AbinRate);
-  if (!std::isfinite(block.SamplingRate) || !ReadChannels(state, major, block) ||
-      !FindData(state, block))
-    return state.Refuse(Refusal::FormatError);
-  block.ADCName = FixedText(state.Texts, header.Bytes(AbinModel, AbinModelBytes));
+  block.SampleType = header[AbinSampleType];
+  block.SamplingRate = header[AbinRate];
+  ReadChannels(opening, major, block);
+  FindData(opening, block);
+  block.ADCName = header[AbinModel];
   if (block.ADCName.empty()) block.ADCName = u"BIN";
   block.Resolution = 16;
-  block.StartDateTime = StampOf(header);
-  state.FinishFile(AbinMark, major, minor, AbinFileType);
-  return true;
+  block.StartDateTime = DateSerial(header[AbinYear], header[AbinMonth], header[AbinDay]) +
+                        TimeSerial(header[AbinHour], header[AbinMinute], header[AbinSecond]);
+  opening.FinishFile(AbinMark, major, minor, AbinFileType);
 }
 
 }  // namespace lmimport

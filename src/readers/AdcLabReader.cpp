@@ -16,10 +16,10 @@
 //                           are passed over
 //
 //   control word: bits 0 to 3 channel, 8 to 9 gain code, 11 to 12 that of the even one of a pair
+#include <algorithm>
 #include <cmath>
 
-#include "readers/FixedText.h"
-#include "readers/HeaderView.h"
+#include "model/HeaderView.h"
 #include "readers/Readers.h"
 
 namespace lmimport {
@@ -27,34 +27,35 @@ namespace {
 
 constexpr std::int64_t AlfSmallestFile = 96;
 constexpr std::size_t AlfSectionHead = 32;
-constexpr std::size_t AlfNameBytes = 24;
-constexpr std::size_t AlfSizeField = 24;
 constexpr std::size_t AlfChannelBytes = 20;
 constexpr Long AlfFileType = 5;
+constexpr Byte AlfPaired = 2;
 
-constexpr std::size_t AlfChannels = 4;
-constexpr std::size_t AlfRate = 8;
-constexpr std::size_t AlfSampleCode = 16;
-constexpr std::size_t AlfBitCountA = 17;
-constexpr std::size_t AlfBitCountB = 18;
+constexpr TextField AlfSectionName{0, 24};
+constexpr Field<Long> AlfSectionSize{24};
+// of "SAMPLES_FORMAT"
+constexpr Field<Long> AlfChannels{4};
+constexpr Field<Double> AlfRate{8};
+constexpr Field<Byte> AlfSampleCode{16}, AlfBitCountA{17}, AlfBitCountB{18};
+// of a channel in "CHANNELS_INFO"
+constexpr std::size_t AlfNumber = 0;
 constexpr std::size_t AlfRangeLow = 4;
 constexpr std::size_t AlfRangeHigh = 12;
-constexpr std::size_t AlfModeFlags = 4;
-constexpr Byte AlfPaired = 2;
-constexpr std::size_t AlfControlCount = 5;
-constexpr std::size_t AlfControlTable = 6;
-constexpr std::size_t AlfInputRange = 126;
-constexpr std::size_t AlfDeviceName = 230;
-constexpr std::size_t AlfDeviceNameBytes = 26;
+// of "SD_FORMAT"
+constexpr Field<Byte> AlfModeFlags{4}, AlfControlCount{5};
+constexpr Field<Integer> AlfControlTable{6};
+// of "SD_INFO"
+constexpr Field<Single> AlfInputRange{126};
+constexpr TextField AlfDeviceName{230, 26};
 
-// Where the gain of a channel stands, in the control word and in the device's tables.
+// Where the gain of a channel is, in the control word and in the device's tables.
 struct Gain {
   int Shift;
-  std::size_t Zeros;
-  std::size_t Gains;
+  Field<Single> Zeros;
+  Field<Single> Gains;
 };
-constexpr Gain AlfGain = {8, 34, 54};
-constexpr Gain AlfGainOfEven = {11, 74, 94};
+constexpr Gain AlfGain = {8, {34}, {54}};
+constexpr Gain AlfGainOfEven = {11, {74}, {94}};
 
 struct SampleCode {
   Integer Type;
@@ -69,9 +70,15 @@ constexpr std::array SampleCodes = {
 
 class AdcLabFile {
  public:
-  explicit AdcLabFile(ImportState& state) : state_(state), file_(*state.DataFile) {}
+  explicit AdcLabFile(Opening& opening)
+      : opening_(opening),
+        file_(opening.DataFile),
+        samplesFormat_(opening.Texts),
+        sdFormat_(opening.Texts),
+        sdInfo_(opening.Texts),
+        channels_(opening.Texts) {}
 
-  bool Read();
+  void Read();
 
  private:
   struct Section {
@@ -79,68 +86,64 @@ class AdcLabFile {
     Long Size;  // bytes of payload
   };
 
-  bool Walk();
+  void Walk();
   Section ReadSectionHead();
   bool ReadSection(const String& name, Long size);
-  bool FillBlock(BlockRec& block);
-  bool FillDeviceChannels(BlockRec& block);
-  bool FillPlainChannels(BlockRec& block);
-  bool IsDevice() const { return HeaderView(sdFormat_).Int8(AlfControlCount) > 0; }
-  bool IsPaired() const { return (HeaderView(sdFormat_).Int8(AlfModeFlags) & AlfPaired) != 0; }
-  Long ChannelsField() const { return HeaderView(samplesFormat_).Int32(AlfChannels); }
+  void FillBlock(BlockRec& block);
+  void FillDeviceChannel(BlockRec& block, std::size_t channel);
+  void FillPlainChannel(BlockRec& block, std::size_t channel);
+  bool IsDevice() const { return sdFormat_[AlfControlCount] > 0; }
+  bool IsPaired() const { return (sdFormat_[AlfModeFlags] & AlfPaired) != 0; }
 
   // A payload longer than its record fills the record; a shorter one its beginning.
   template <std::size_t N>
-  void ReadPayload(std::array<Byte, N>& record, Long size) {
-    const std::int64_t length = std::clamp<std::int64_t>(size, 0, N);
-    file_.ReadByteArray(record.data(), length);
+  void ReadPayload(Header<N>& record, std::int64_t size) {
+    record.ReadMore(file_, 0, static_cast<std::size_t>(std::clamp<std::int64_t>(size, 0, N)));
   }
 
-  ImportState& state_;
+  Opening& opening_;
   BinaryFile& file_;
-  std::array<Byte, 20> samplesFormat_{};
-  std::array<Byte, 72> sdFormat_{};
-  std::array<Byte, 256> sdInfo_{};
-  std::array<Byte, LargestChannelCount * AlfChannelBytes> channels_{};
+  Header<20> samplesFormat_;
+  Header<72> sdFormat_;
+  Header<256> sdInfo_;
+  Header<LargestChannelCount * AlfChannelBytes> channels_;
   Long channelsSize_ = 0;
   Long recordSize_ = 0;
   std::int64_t position_ = 0;
 };
 
-bool AdcLabFile::Read() {
-  if (file_.Size() < AlfSmallestFile) return false;
-  if (!Walk()) return state_.Refuse(Refusal::UnknownFormat);
-  if (!IsDevice() && ChannelsField() <= 0) return state_.Refuse(Refusal::UnsupportedFormat);
-  BlockRec& block = state_.Blocks.emplace_back();
-  if (!FillBlock(block)) return state_.Refuse(Refusal::FormatError);
-  state_.FinishFile(FourCharacters("ADCL"), 1, 0, AlfFileType);
-  return true;
+void AdcLabFile::Read() {
+  opening_.NeedBytes(AlfSmallestFile, "an ADCLab file", Refusal::UnknownFormat);
+  Walk();
+  if (!IsDevice() && samplesFormat_[AlfChannels] <= 0)
+    Refuse(Refusal::UnsupportedFormat, "coding-not-read", -1,
+           "The sections describe neither a device nor a channel.");
+  FillBlock(opening_.Store.Blocks.emplace_back());
+  opening_.FinishFile(FourCharacters("ADCL"), 1, 0, AlfFileType);
 }
 
-bool AdcLabFile::Walk() {
+void AdcLabFile::Walk() {
   constexpr std::int64_t head = AlfSectionHead;
   const std::int64_t size = file_.Size();
   const Section first = ReadSectionHead();
-  if (!first.Name.starts_with(u"ADCLABFF")) return false;
+  if (!first.Name.starts_with(u"ADCLABFF"))
+    RefuseAsUnknown(0, "The first section is not \"ADCLABFF\".");
   position_ = head + first.Size;
   do {
     const Section section = ReadSectionHead();
-    if (!ReadSection(section.Name, section.Size)) return false;
+    if (!ReadSection(section.Name, section.Size))
+      RefuseAsUnknown(position_, "A section \"", ToUtf8(section.Name), "\" isn't expected here.");
     position_ += head;
-    if (section.Name == u"SAMPLES_RECORD") return true;
+    if (section.Name == u"SAMPLES_RECORD") return;
     position_ += std::max(section.Size, 0);
   } while (size - position_ > head);
-  state_.Note("no-record", position_,
-              "No section of samples stands in the file; what is behind the last one is shown.");
-  return true;
+  opening_.Note("no-record", position_,
+                "No section of samples is in the file; what follows the last one is shown.");
 }
 
 AdcLabFile::Section AdcLabFile::ReadSectionHead() {
-  std::array<Byte, AlfSectionHead> bytes{};
-  file_.Seek(position_);
-  file_.ReadByteArray(bytes.data(), AlfSectionHead);
-  const HeaderView section(bytes);
-  return {FixedText(state_.Texts, section.Bytes(0, AlfNameBytes)), section.Int32(AlfSizeField)};
+  const Header<AlfSectionHead> section(file_, position_);
+  return {section[AlfSectionName], section[AlfSectionSize]};
 }
 
 bool AdcLabFile::ReadSection(const String& name, Long size) {
@@ -151,8 +154,9 @@ bool AdcLabFile::ReadSection(const String& name, Long size) {
   } else if (name == u"SD_FORMAT") {
     ReadPayload(sdFormat_, size);
   } else if (name == u"CHANNELS_INFO") {
-    if (ChannelsField() <= 0) return false;
-    ReadPayload(channels_, HeldAsLong(ChannelsField() * std::int64_t{AlfChannelBytes}));
+    const std::int64_t channels = samplesFormat_[AlfChannels];
+    if (channels <= 0) return false;
+    ReadPayload(channels_, channels * std::int64_t{AlfChannelBytes});
     channelsSize_ = size;
   } else if (name == u"SAMPLES_RECORD") {
     recordSize_ = size;
@@ -162,79 +166,72 @@ bool AdcLabFile::ReadSection(const String& name, Long size) {
   return true;
 }
 
-bool AdcLabFile::FillBlock(BlockRec& block) {
-  const HeaderView format(samplesFormat_);
-  const Long controls = HeaderView(sdFormat_).Int8(AlfControlCount);
-  const Long channels =
-      IsDevice() ? controls * (IsPaired() ? 2 : 1) : static_cast<Integer>(ChannelsField());
-  if (channels < 1 || channels > LargestChannelCount) return false;
+void AdcLabFile::FillBlock(BlockRec& block) {
+  const Long controls = sdFormat_[AlfControlCount];
+  const Long channels = IsDevice() ? controls * (IsPaired() ? 2 : 1)
+                                   : static_cast<Integer>(samplesFormat_[AlfChannels]);
+  if (channels < 1 || channels > LargestChannelCount)
+    RefuseAsDamaged(-1, "The sections describe ", channels, " channels.");
   block.DimensionChannels(static_cast<Integer>(channels));
-  block.SamplingRate = static_cast<Single>(format.Real64(AlfRate));
-  if (!std::isfinite(block.SamplingRate)) return false;
-  const std::size_t code = format.Int8(AlfSampleCode);
+  block.SamplingRate = Narrowed(samplesFormat_[AlfRate], "ADCLab rate");
+  const std::size_t code = samplesFormat_[AlfSampleCode];
   const SampleCode& sample = SampleCodes[code < SampleCodes.size() ? code : 0];
   block.SampleType = sample.Type;
   block.SampleUnsigned = sample.Unsigned;
   block.Resolution = 16;
   if (IsDevice()) {
-    block.Resolution = static_cast<Byte>(format.Int8(AlfBitCountA) + format.Int8(AlfBitCountB));
-    block.ADCName =
-        FixedText(state_.Texts, HeaderView(sdInfo_).Bytes(AlfDeviceName, AlfDeviceNameBytes));
+    block.Resolution =
+        static_cast<Byte>(samplesFormat_[AlfBitCountA] + samplesFormat_[AlfBitCountB]);
+    block.ADCName = sdInfo_[AlfDeviceName];
   }
   if (block.ADCName.empty()) block.ADCName = u"ALF";
-  if (!(IsDevice() ? FillDeviceChannels(block) : FillPlainChannels(block))) return false;
-  const std::int64_t bytes = recordSize_ > 0 ? recordSize_ : file_.Size() - position_;
-  block.FillFrom(bytes);
-  block.DataPtr = position_;
-  block.StartDateTime = file_.FileDateTime();
-  return block.DataPtr >= 0;
-}
-
-bool AdcLabFile::FillDeviceChannels(BlockRec& block) {
-  const HeaderView format(sdFormat_);
-  const HeaderView info(sdInfo_);
-  const bool paired = IsPaired();
   for (std::size_t i = 0; i < block.ChannelScale.size(); ++i) {
-    const bool even = paired && i % 2 == 0;
-    const Integer word = format.Int16(AlfControlTable + (paired ? i / 2 : i) * 2);
-    const Gain& gain = even ? AlfGainOfEven : AlfGain;
-    const auto entry = static_cast<std::size_t>(word >> gain.Shift & 3) * sizeof(Single);
-    constexpr Integer evenChannels = 16;
-    block.ChannelIndex[i] = static_cast<Integer>((word & 15) + (even ? evenChannels : 0));
-    Single& scale = block.ChannelScale[i];
-    scale = static_cast<Single>(std::exp2(block.Resolution - 1) / info.Real32(AlfInputRange));
-    scale *= info.Real32(gain.Gains + entry);
-    block.ChannelOffset[i] = -info.Real32(gain.Zeros + entry) / scale;
-    if (std::isnan(scale)) return false;
+    IsDevice() ? FillDeviceChannel(block, i) : FillPlainChannel(block, i);
+    if (block.ChannelIndex[i] < 0) RefuseAsDamaged(-1, "Channel ", i + 1, " has number 0.");
   }
-  return true;
+  if (!IsDevice() && (block.SampleType == SampleInt8 || block.SampleType == SampleInt32))
+    opening_.Warn("scale-of-16-bits", {-1, 0}, "The samples have ",
+                  SampleWidth(block.SampleType) * 8,
+                  " bits, while their scale is that of 16-bit ones.");
+  block.FillFrom(recordSize_ > 0 ? recordSize_ : file_.Size() - position_);
+  block.DataPtr = position_;
+  block.StartDateTime = opening_.DateOfFile();
+  if (block.DataPtr < 0)
+    RefuseAsDamaged(-1, "The samples would begin at byte ", block.DataPtr, ".");
 }
 
-bool AdcLabFile::FillPlainChannels(BlockRec& block) {
+void AdcLabFile::FillDeviceChannel(BlockRec& block, std::size_t channel) {
+  constexpr Integer evenChannels = 16;
+  const bool even = IsPaired() && channel % 2 == 0;
+  const Integer word = sdFormat_[AlfControlTable(IsPaired() ? channel / 2 : channel)];
+  const Gain& gain = even ? AlfGainOfEven : AlfGain;
+  const auto entry = static_cast<std::size_t>(word >> gain.Shift & 3);
+  block.ChannelIndex[channel] = static_cast<Integer>((word & 15) + (even ? evenChannels : 0));
+  Single& scale = block.ChannelScale[channel];
+  scale =
+      Narrowed(std::exp2(block.Resolution - 1) / sdInfo_[AlfInputRange], "ADCLab counts per unit");
+  scale = Narrowed(Double{scale} * sdInfo_[gain.Gains(entry)], "ADCLab gain");
+  block.ChannelOffset[channel] =
+      Narrowed(-Double{sdInfo_[gain.Zeros(entry)]} / scale, "ADCLab zero");
+}
+
+void AdcLabFile::FillPlainChannel(BlockRec& block, std::size_t channel) {
   constexpr Double codes = 65536;
   constexpr Single tenUnits = 32768.0F / 10;
-  const auto needed = block.ChannelCount * static_cast<Long>(AlfChannelBytes);
-  for (std::size_t i = 0; i < block.ChannelScale.size(); ++i) {
-    block.ChannelScale[i] = tenUnits;
-    if (channelsSize_ < needed) continue;
-    const HeaderView channel(
-        std::span<const Byte>(channels_).subspan(i * AlfChannelBytes, AlfChannelBytes));
-    block.ChannelIndex[i] = static_cast<Integer>((channel.Int32(0) & 31) - 1);
-    block.ChannelScale[i] =
-        static_cast<Single>(codes / (channel.Real64(AlfRangeHigh) - channel.Real64(AlfRangeLow)));
-    if (block.ChannelIndex[i] < 0 || std::isnan(block.ChannelScale[i])) return false;
-  }
-  if (block.SampleType == SampleInt8 || block.SampleType == SampleInt32)
-    state_.Warn("scale-of-16-bits", 0,
-                Sentence("The samples have ", SampleWidth(block.SampleType) * 8,
-                         " bits, while their scale is that of 16-bit ones."));
-  return true;
+  block.ChannelScale[channel] = tenUnits;
+  if (channelsSize_ < block.ChannelCount * static_cast<Long>(AlfChannelBytes)) return;
+  const std::size_t record = channel * AlfChannelBytes;
+  const Long number = channels_[Field<Long>{record + AlfNumber}];
+  const Double low = channels_[Field<Double>{record + AlfRangeLow}];
+  const Double high = channels_[Field<Double>{record + AlfRangeHigh}];
+  block.ChannelIndex[channel] = static_cast<Integer>((number & 31) - 1);
+  block.ChannelScale[channel] = Narrowed(codes / (high - low), "ADCLab counts per unit");
 }
 
 }  // namespace
 
-bool ReadAdcLabFile(ImportState& state) {
-  return AdcLabFile(state).Read();
+void ReadAdcLabFile(Opening& opening) {
+  AdcLabFile(opening).Read();
 }
 
 }  // namespace lmimport

@@ -15,7 +15,7 @@
 #include <cmath>
 
 #include "model/Date.h"
-#include "readers/HeaderView.h"
+#include "model/HeaderView.h"
 #include "readers/Readers.h"
 
 namespace lmimport {
@@ -25,23 +25,16 @@ constexpr std::int64_t ArSmallestFile = 516;
 constexpr std::size_t ArHeadBytes = 512;
 constexpr std::size_t ArInputs = 16;
 constexpr Long ArFileType = 3;
-constexpr Single ArFallbackScale = 1000;
+constexpr Double ArFallbackScale = 1000;
 
-constexpr std::size_t ArChannelMask = 2;
-constexpr std::size_t ArRate = 4;
-constexpr std::size_t ArSampleBits = 10;
-constexpr std::size_t ArHour = 11;
-constexpr std::size_t ArMinute = 12;
-constexpr std::size_t ArSecond = 14;
-constexpr std::size_t ArDay = 16;
-constexpr std::size_t ArMonth = 17;
-constexpr std::size_t ArYear = 18;
-constexpr std::size_t ArPointNumber = 32;
-constexpr std::size_t ArInputRange = 64;
-constexpr std::size_t ArSensitivity = 128;
-constexpr std::size_t ArSensorCode = 192;
-constexpr std::size_t ArNotes = 224;
-constexpr std::int64_t ArNotesBytes = 288;
+constexpr Field<Byte> ArChannelMask{2}, ArSampleBits{10}, ArHour{11}, ArMinute{12}, ArSecond{14},
+    ArDay{16}, ArMonth{17};
+constexpr Field<Long> ArRate{4};
+constexpr Field<std::uint16_t> ArYear{18};
+// by input
+constexpr Field<Integer> ArPointNumber{32}, ArSensorCode{192};
+constexpr Field<Single> ArInputRange{64}, ArSensitivity{128};
+constexpr TextField ArNotes{224, 288};
 
 struct Sensor {
   const char16_t* Title;
@@ -73,7 +66,7 @@ constexpr std::array Sensors = {Sensor{u"ДЗДЕ-2", u"kPa", 1000},
                                 Sensor{u"ДССГ Z", u"km/s2", 1000}};
 
 const Sensor* SensorOf(const HeaderView& header, std::size_t input) {
-  const Integer code = header.Int16(ArSensorCode + input * 2);
+  const Integer code = header[ArSensorCode(input)];
   const bool known = code >= 1 && code <= static_cast<Integer>(Sensors.size());
   return known ? &Sensors[static_cast<std::size_t>(code - 1)] : nullptr;
 }
@@ -84,7 +77,7 @@ std::u16string_view DeviceName(Long signature) {
 }
 
 std::vector<Integer> ActiveInputs(const HeaderView& header) {
-  const unsigned mask = header.Int8(ArChannelMask) * 256U + header.Int8(ArChannelMask + 1);
+  const unsigned mask = header[ArChannelMask] * 256U + header[ArChannelMask(1)];
   std::vector<Integer> inputs;
   for (std::size_t input = 0; input < ArInputs; ++input) {
     if ((mask >> (ArInputs - 1 - input) & 1) != 0) inputs.push_back(static_cast<Integer>(input));
@@ -93,87 +86,86 @@ std::vector<Integer> ActiveInputs(const HeaderView& header) {
 }
 
 Single ScaleOf(const HeaderView& header, std::size_t input) {
-  const Single range = header.Real32(ArInputRange + input * sizeof(Single));
-  const auto fullScale = static_cast<Single>(std::exp2(header.Int8(ArSampleBits) - 1));
-  const Single scale = range > 0 ? fullScale / range : ArFallbackScale;
+  const Single range = header[ArInputRange(input)];
+  const Double fullScale = std::exp2(header[ArSampleBits] - 1);
+  const Single scale = Narrowed(
+      range > 0 ? Double{Narrowed(fullScale, "AR full scale", ArSampleBits.Position())} / range
+                : ArFallbackScale,
+      "AR counts per unit", ArInputRange(input).Position());
   const Sensor* sensor = SensorOf(header, input);
   const Double factor = sensor != nullptr ? sensor->Factor : 1;
-  const auto sensitivity =
-      static_cast<Single>(header.Real32(ArSensitivity + input * sizeof(Single)) * factor);
+  const Single sensitivity = Narrowed(header[ArSensitivity(input)] * factor, "AR sensitivity",
+                                      ArSensitivity(input).Position());
   if (!(sensitivity > 0)) return scale;
-  return static_cast<Single>(Double{scale} * sensitivity / 1e6);
+  return Narrowed(Double{scale} * sensitivity / 1e6, "AR counts per unit",
+                  ArSensitivity(input).Position());
 }
 
 // Of every input, active or not.
-void FillTitles(ImportState& state, const HeaderView& header) {
+void FillTitles(std::vector<ChannelRec>& channels, const HeaderView& header) {
   for (std::size_t input = 0; input < ArInputs; ++input) {
-    ChannelRec& channel = state.Channels[input];
+    ChannelRec& channel = channels[input];
     if (const Sensor* sensor = SensorOf(header, input)) {
       channel.ChannelTitle = sensor->Title;
       channel.ChannelUnitName = sensor->Unit;
     }
-    const Integer point = header.Int16(ArPointNumber + input * 2);
+    const Integer point = header[ArPointNumber(input)];
     if (point > 0)
       channel.ChannelTitle.append(u" точка ").append(FromUtf8(NumberText(std::int64_t{point})));
   }
 }
 
-void NoteDoubtful(ImportState& state, const HeaderView& header, const BlockRec& block) {
+void NoteDoubtful(Opening& opening, const HeaderView& header, const BlockRec& block) {
   Long withoutRange = 0;
   Long withoutSensitivity = 0;
-  for (const Integer number : block.ChannelIndex) {
-    const auto input = static_cast<std::size_t>(number);
-    if (!(header.Real32(ArInputRange + input * sizeof(Single)) > 0)) ++withoutRange;
-    const bool sensitive = header.Real32(ArSensitivity + input * sizeof(Single)) > 0;
-    if (SensorOf(header, input) != nullptr && !sensitive) ++withoutSensitivity;
+  int firstOfRange = -1;
+  int firstOfSensitivity = -1;
+  for (std::size_t i = 0; i < block.ChannelIndex.size(); ++i) {
+    const auto input = static_cast<std::size_t>(block.ChannelIndex[i]);
+    if (!(header[ArInputRange(input)] > 0) && withoutRange++ == 0)
+      firstOfRange = static_cast<int>(i);
+    const bool sensitive = header[ArSensitivity(input)] > 0;
+    if (SensorOf(header, input) != nullptr && !sensitive && withoutSensitivity++ == 0)
+      firstOfSensitivity = static_cast<int>(i);
   }
   if (withoutRange > 0)
-    state.Warn("no-range", ArInputRange,
-               Sentence("The header states no range of ", withoutRange, " of ", block.ChannelCount,
-                        " inputs; 1000 counts stand for one unit of their range."));
+    opening.Warn("no-range", {ArInputRange.Position(), 0, firstOfRange},
+                 "The header states no range of ", withoutRange, " of ", block.ChannelCount,
+                 " inputs; 1000 counts are one unit of their range.");
   if (withoutSensitivity > 0)
-    state.Warn("no-sensitivity", ArSensitivity,
-               Sentence("The header states no sensitivity of ", withoutSensitivity, " of ",
-                        block.ChannelCount, " sensors; their values are not in the unit shown."));
+    opening.Warn("no-sensitivity", {ArSensitivity.Position(), 0, firstOfSensitivity},
+                 "The header states no sensitivity of ", withoutSensitivity, " of ",
+                 block.ChannelCount, " sensors; their values are not in the unit shown.");
 }
 
 }  // namespace
 
-bool ReadArFile(ImportState& state) {
-  BinaryFile& file = *state.DataFile;
-  if (file.Size() < ArSmallestFile) return false;
-  std::array<Byte, ArHeadBytes> bytes{};
-  file.Seek(0);
-  file.ReadByteArray(bytes.data(), ArHeadBytes);
-  const HeaderView header(bytes);
+void ReadArFile(Opening& opening) {
+  BinaryFile& file = opening.DataFile;
+  opening.NeedBytes(ArSmallestFile, "an AR recording", Refusal::UnknownFormat);
+  const Header<ArHeadBytes> header(file, 0);
   const std::vector<Integer> inputs = ActiveInputs(header);
-  if (inputs.empty()) return state.Refuse(Refusal::FormatError);
+  if (inputs.empty())
+    RefuseAsDamaged(ArChannelMask.Position(), "The header states no active input.");
 
-  BlockRec& block = state.Blocks.emplace_back();
-  block.ADCName = DeviceName(state.Magic & 0xffff);
-  block.Resolution = header.Int8(ArSampleBits);
-  block.SamplingRate = static_cast<Single>(header.Int32(ArRate));
+  BlockRec& block = opening.Store.Blocks.emplace_back();
+  block.ADCName = DeviceName(opening.Magic & 0xffff);
+  block.Resolution = header[ArSampleBits];
+  block.SamplingRate = static_cast<Single>(header[ArRate]);
   block.DimensionChannels(static_cast<Integer>(inputs.size()));
   block.ChannelIndex = inputs;
-  for (std::size_t i = 0; i < inputs.size(); ++i) {
+  for (std::size_t i = 0; i < inputs.size(); ++i)
     block.ChannelScale[i] = ScaleOf(header, static_cast<std::size_t>(inputs[i]));
-    if (std::isnan(block.ChannelScale[i])) return state.Refuse(Refusal::FormatError);
-  }
-  FillTitles(state, header);
-  String notes;
-  file.Seek(ArNotes);
-  file.ReadFixedString(notes, ArNotesBytes);
-  const std::size_t end = notes.find(u'\0');
-  if (end != String::npos) block.Notes = notes.substr(0, end);
+  FillTitles(opening.Store.Channels, header);
+  // Notes without a zero byte are none.
+  const auto notes = header.Bytes(ArNotes);
+  if (std::ranges::find(notes, Byte{0}) != notes.end()) block.Notes = header.Untrimmed(ArNotes);
   block.DataPtr = ArHeadBytes;
   block.FillFrom(file.Size() - block.DataPtr);
-  block.StartDateTime =
-      DateSerial(static_cast<std::uint16_t>(header.Int16(ArYear)), header.Int8(ArMonth),
-                 header.Int8(ArDay)) +
-      TimeSerial(header.Int8(ArHour), header.Int8(ArMinute), header.Int8(ArSecond));
-  state.FinishFile(FourCharacters("ABIN"), 1, 0, ArFileType);
-  NoteDoubtful(state, header, block);
-  return true;
+  block.StartDateTime = DateSerial(header[ArYear], header[ArMonth], header[ArDay]) +
+                        TimeSerial(header[ArHour], header[ArMinute], header[ArSecond]);
+  opening.FinishFile(FourCharacters("ABIN"), 1, 0, ArFileType);
+  NoteDoubtful(opening, header, block);
 }
 
 }  // namespace lmimport

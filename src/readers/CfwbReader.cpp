@@ -14,8 +14,7 @@
 #include <cmath>
 
 #include "model/Date.h"
-#include "readers/FixedText.h"
-#include "readers/HeaderView.h"
+#include "model/HeaderView.h"
 #include "readers/Readers.h"
 
 namespace lmimport {
@@ -29,102 +28,80 @@ constexpr Long CfwbInt16Format = 3;
 constexpr Long CfwbFileType = 2;
 constexpr Long CfwbFileSubType = 1;
 
-constexpr std::size_t CfwbVersion = 4;
-constexpr std::size_t CfwbSecondsPerTick = 8;
-constexpr std::size_t CfwbYear = 16;
-constexpr std::size_t CfwbMonth = 20;
-constexpr std::size_t CfwbDay = 24;
-constexpr std::size_t CfwbHour = 28;
-constexpr std::size_t CfwbMinute = 32;
-constexpr std::size_t CfwbSecond = 36;
-constexpr std::size_t CfwbTrigger = 44;
-constexpr std::size_t CfwbChannels = 52;
-constexpr std::size_t CfwbSamples = 56;
-constexpr std::size_t CfwbTimeChannel = 60;
-constexpr std::size_t CfwbDataFormat = 64;
+constexpr Field<Long> CfwbSignature{0};
+constexpr Field<Integer> CfwbVersion{4};
+constexpr Field<Double> CfwbSecondsPerTick{8};
+// Of the parts of the stamp the low 16 bits count.
+constexpr Field<Integer> CfwbYear{16}, CfwbMonth{20}, CfwbDay{24}, CfwbHour{28}, CfwbMinute{32};
+constexpr Field<Double> CfwbSecond{36}, CfwbTrigger{44};
+constexpr Field<Long> CfwbChannels{52}, CfwbSamples{56}, CfwbTimeChannel{60}, CfwbDataFormat{64};
 // of a channel header
-constexpr std::size_t CfwbTitle = 0;
-constexpr std::size_t CfwbUnits = 32;
-constexpr std::size_t CfwbTextBytes = 32;
-constexpr std::size_t CfwbScale = 64;
-constexpr std::size_t CfwbOffset = 72;
+constexpr TextField CfwbTitle{0, 32}, CfwbUnits{32, 32};
+constexpr Field<Double> CfwbScale{64}, CfwbOffset{72};
 
-bool CheckHeader(ImportState& state, const HeaderView& header) {
-  const Long channels = header.Int32(CfwbChannels);
-  if (header.Int32(0) != CfwbMark || channels < 1 || channels > LargestChannelCount)
-    return state.Refuse(Refusal::UnknownFormat);
-  const Long format = header.Int32(CfwbDataFormat);
+void CheckHeader(const HeaderView& header) {
+  const Long channels = header[CfwbChannels];
+  if (header[CfwbSignature] != CfwbMark || channels < 1 || channels > LargestChannelCount)
+    RefuseAsUnknown(CfwbChannels.Position(), "The header states ", channels,
+                    " channels, not 1 to 32.");
+  const Long format = header[CfwbDataFormat];
   if (format != CfwbInt16Format) {
     const char* name = format == 1 ? "Doubles" : format == 2 ? "Singles" : "of an unknown kind";
-    state.Warn("coding-not-read", CfwbDataFormat,
-               Sentence("The samples are ", name, " (format ", format,
-                        "); only 16-bit integers (format 3) are read."));
-    return state.Refuse(Refusal::UnsupportedFormat);
+    Refuse(Refusal::UnsupportedFormat, "coding-not-read", CfwbDataFormat.Position(),
+           "The samples are ", name, " (format ", format,
+           "); only 16-bit integers (format 3) are read.");
   }
-  if (header.Int32(CfwbTimeChannel) != 0) {
-    state.Warn("coding-not-read", CfwbTimeChannel,
-               "The first column of the samples is time; only files without it are read.");
-    return state.Refuse(Refusal::UnsupportedFormat);
-  }
-  return true;
+  if (header[CfwbTimeChannel] != 0)
+    Refuse(Refusal::UnsupportedFormat, "coding-not-read", CfwbTimeChannel.Position(),
+           "The first column of the samples is time; only files without it are read.");
 }
 
-bool ReadChannels(ImportState& state, BlockRec& block) {
+void ReadChannels(Opening& opening, BlockRec& block) {
   for (std::size_t i = 0; i < block.ChannelScale.size(); ++i) {
-    std::array<Byte, CfwbChannelBytes> bytes{};
-    state.DataFile->ReadByteArray(bytes.data(), CfwbChannelBytes);
-    const HeaderView header(bytes);
-    const Double scale = header.Real64(CfwbScale);
-    block.ChannelScale[i] = static_cast<Single>(1 / scale);
-    block.ChannelOffset[i] = static_cast<Single>(scale * header.Real64(CfwbOffset));
-    if (std::isnan(block.ChannelScale[i])) return false;
-    state.Channels[i].ChannelTitle = FixedText(state.Texts, header.Bytes(CfwbTitle, CfwbTextBytes));
-    state.Channels[i].ChannelUnitName =
-        FixedText(state.Texts, header.Bytes(CfwbUnits, CfwbTextBytes));
+    const std::int64_t position = opening.DataFile.Position();
+    const Header<CfwbChannelBytes> header(opening.DataFile);
+    const Double scale = header[CfwbScale];
+    block.ChannelScale[i] = Narrowed(1 / scale, "CFWB counts per unit", position);
+    block.ChannelOffset[i] = Narrowed(scale * header[CfwbOffset], "CFWB offset in units", position);
+    opening.Store.Channels[i].ChannelTitle = header[CfwbTitle];
+    opening.Store.Channels[i].ChannelUnitName = header[CfwbUnits];
   }
-  return true;
 }
 
-// Of the parts of the stamp the low 16 bits count, and of the second what is whole. A trigger that
-// is no number counts as none.
+// Of the second what is whole. A trigger that is not a number is taken as none.
 Date StartOf(const HeaderView& header) {
   constexpr Double farthest = 1e12;
-  const Double trigger = header.Real64(CfwbTrigger);
-  const Double second = std::trunc(header.Real64(CfwbSecond));
+  const Double trigger = header[CfwbTrigger];
+  const Double second = std::trunc(header[CfwbSecond]);
   const auto held =
       static_cast<std::int64_t>(std::isnan(second) ? 0 : std::clamp(second, -farthest, farthest));
-  return DateSerial(header.Int16(CfwbYear), header.Int16(CfwbMonth), header.Int16(CfwbDay)) +
-         TimeSerial(header.Int16(CfwbHour), header.Int16(CfwbMinute), held) -
+  return DateSerial(header[CfwbYear], header[CfwbMonth], header[CfwbDay]) +
+         TimeSerial(header[CfwbHour], header[CfwbMinute], held) -
          (std::isfinite(trigger) ? trigger : 0) / SecondsPerDay;
 }
 
 }  // namespace
 
-bool ReadCfwbFile(ImportState& state) {
-  BinaryFile& file = *state.DataFile;
-  if (file.Size() < CfwbSmallestFile) return state.Refuse(Refusal::NoData);
-  std::array<Byte, CfwbHeadBytes> bytes{};
-  file.Seek(0);
-  file.ReadByteArray(bytes.data(), CfwbHeadBytes);
-  const HeaderView header(bytes);
-  if (!CheckHeader(state, header)) return false;
+void ReadCfwbFile(Opening& opening) {
+  BinaryFile& file = opening.DataFile;
+  opening.NeedBytes(CfwbSmallestFile, "a CFWB file");
+  const Header<CfwbHeadBytes> header(file, 0);
+  CheckHeader(header);
 
-  BlockRec& block = state.Blocks.emplace_back();
+  BlockRec& block = opening.Store.Blocks.emplace_back();
   block.ADCName = u"BIN";
   block.Resolution = 16;
-  block.SamplingRate = static_cast<Single>(1 / header.Real64(CfwbSecondsPerTick));
-  block.DimensionChannels(static_cast<Integer>(header.Int32(CfwbChannels)));
-  if (!std::isfinite(block.SamplingRate) || !ReadChannels(state, block))
-    return state.Refuse(Refusal::FormatError);
+  block.SamplingRate =
+      Narrowed(1 / header[CfwbSecondsPerTick], "CFWB rate", CfwbSecondsPerTick.Position());
+  block.DimensionChannels(static_cast<Integer>(header[CfwbChannels]));
+  ReadChannels(opening, block);
   block.DataPtr = file.Position();
   block.FillFrom(file.Size() - block.DataPtr);
-  if (header.Int32(CfwbSamples) > block.SizeChannel)
-    state.Warn("data-cut-off", file.Size(),
-               Sentence("The header claims ", header.Int32(CfwbSamples),
-                        " frames, and the file holds ", block.SizeChannel, "."));
+  if (header[CfwbSamples] > block.SizeChannel)
+    opening.Warn("data-cut-off", file.Size(), "The header claims ", header[CfwbSamples],
+                 " frames, and the file holds ", block.SizeChannel, ".");
   block.StartDateTime = StartOf(header);
-  state.FinishFile(CfwbMark, header.Int16(CfwbVersion), 0, CfwbFileType, CfwbFileSubType);
-  return true;
+  opening.FinishFile(CfwbMark, header[CfwbVersion], 0, CfwbFileType, CfwbFileSubType);
 }
 
 }  // namespace lmimport

@@ -18,7 +18,7 @@
 //   comment  long position, long stamp, text
 //
 // Samples are signed 16-bit words. The head of the file and its channels must be whole; of the
-// blocks, the first that isn't ends the file, and those before it stand.
+// blocks, the first that isn't ends the file, and those before it are kept.
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -45,12 +45,13 @@ bool IsChannelCount(Integer count) {
 
 class ChartFile {
  public:
-  explicit ChartFile(ImportState& state) : state_(state), file_(*state.DataFile) {}
+  explicit ChartFile(Opening& opening)
+      : opening_(opening), store_(opening.Store), file_(opening.DataFile) {}
 
-  bool Read();
+  void Read();
 
  private:
-  bool ReadHeader();
+  void ReadHeader();
   void ReadHeaderTexts();
   bool ReadChannel(ChannelRec& channel);
   BlockEnd ReadBlock(BlockRec& block);
@@ -64,71 +65,80 @@ class ChartFile {
     file_.ReadArray(table.data(), static_cast<std::int64_t>(N));
   }
 
-  ImportState& state_;
+  Opening& opening_;
+  RecordingStore& store_;
   BinaryFile& file_;
-  std::int64_t chunkFrames_ = 0;     // what the data chunk of the block in hand holds
+  std::int64_t chunkFrames_ = 0;     // what the data chunk of the current block holds
   Long shortChunks_ = 0;             // blocks that claim more frames than their data chunk holds
   std::size_t firstShortChunk_ = 0;  // from 0
 };
 
-bool ChartFile::Read() {
-  FileRec& header = state_.FileRec;
-  if (!ReadHeader()) return false;
+void ChartFile::Read() {
+  FileRec& header = store_.FileRec;
+  ReadHeader();
   ReadHeaderTexts();
   for (Integer i = 0; i < header.ChannelCount; ++i) {
-    if (!ReadChannel(state_.Channels[static_cast<std::size_t>(i)]))
-      return state_.Refuse(Refusal::FormatError);
+    const std::int64_t start = file_.Position();
+    if (!ReadChannel(store_.Channels[static_cast<std::size_t>(i)]))
+      RefuseAsDamaged(start, "Channel ", i + 1, " of ", header.ChannelCount,
+                      " is damaged or missing.");
   }
   std::int64_t total = 0;
   for (Integer i = 0; i < header.BlockCount; ++i) {
     const std::int64_t start = file_.Position();
     BlockRec block;
     const BlockEnd end = ReadBlock(block);
-    if (end == BlockEnd::Damaged && i == 0) return state_.Refuse(Refusal::FormatError);
+    if (end != BlockEnd::Whole && i == 0)
+      Refuse(end == BlockEnd::Damaged ? Refusal::FormatError : Refusal::UnknownFormat, "damaged",
+             start, "The first of ", header.BlockCount, " blocks is damaged or missing.");
     if (end != BlockEnd::Whole) {
-      state_.Warn("blocks-cut", start,
-                  Sentence("Of the ", header.BlockCount, " blocks that the header claims, block ",
-                           i + 1, " is damaged or missing; it and all behind it are left out."));
+      opening_.Warn("blocks-cut", start, "Of the ", header.BlockCount,
+                    " blocks that the header claims, block ", i + 1,
+                    " is damaged or missing; it and all that follow are left out.");
       header.BlockCount = i;
       break;
     }
     total += block.SizeChannel;
     if (block.SizeChannel > chunkFrames_ && shortChunks_++ == 0)
-      firstShortChunk_ = state_.Blocks.size();
-    state_.Blocks.push_back(std::move(block));
+      firstShortChunk_ = store_.Blocks.size();
+    store_.Blocks.push_back(std::move(block));
   }
   header.TotalSamples = HeldAsLong(total);
   NoteShortChunks();
   header.CurrentBlock = 0;
-  state_.FileType = ChartFileType;
-  state_.FileSubType = 0;
-  return header.BlockCount > 0;
+  store_.FileType = ChartFileType;
 }
 
-bool ChartFile::ReadHeader() {
-  FileRec& header = state_.FileRec;
+void ChartFile::ReadHeader() {
+  constexpr std::int64_t versionPosition = 4;
+  constexpr std::int64_t countPosition = 10;
+  FileRec& header = store_.FileRec;
   file_.Seek(0);
   header.Signature = file_.ReadValue<Long>();
-  if (header.Signature != ChartSignature) return state_.Refuse(Refusal::UnknownFormat);
   header.VersionMajor = file_.ReadValue<Integer>();
   header.VersionMinor = file_.ReadValue<Integer>();
   header.VersionBuild = file_.ReadValue<Integer>();
-  if (header.VersionMajor < 3 || (header.VersionMajor == 3 && header.VersionMinor < 2))
-    return state_.Refuse(Refusal::UnsupportedFormat,
-                         Sentence(" (v", header.VersionMajor, ".", header.VersionMinor, ")"));
+  if (header.VersionMajor < 3 || (header.VersionMajor == 3 && header.VersionMinor < 2)) {
+    const std::string version = Sentence("v", header.VersionMajor, ".", header.VersionMinor);
+    throw RefusedOpen{Refusal::UnsupportedFormat, "version-not-read", versionPosition,
+                      Sentence("The chart is of ", version, "; v3.2 and later are read."),
+                      " (" + version + ")"};
+  }
   header.ChannelCount = file_.ReadValue<Integer>();
   ReadTable(header.ChartFileWords);
   header.BlockCount = file_.ReadValue<Integer>();
   file_.ReadValue<Integer>();  // current block
   Long totalSamples = 0;
-  if (file_.ReadInt32Array(&totalSamples, 1) < 1) return false;
+  if (file_.ReadInt32Array(&totalSamples, 1) < 1)
+    RefuseAsUnknown(file_.Size(), "The file ends at byte ", file_.Size(),
+                    ", in the middle of the chart header.");
   if (!IsChannelCount(header.ChannelCount) || header.BlockCount < 1)
-    return state_.Refuse(Refusal::FormatError);
-  return true;
+    RefuseAsDamaged(countPosition, "The header states ", header.ChannelCount, " channels and ",
+                    header.BlockCount, " blocks.");
 }
 
 void ChartFile::ReadHeaderTexts() {
-  FileRec& header = state_.FileRec;
+  FileRec& header = store_.FileRec;
   file_.Skip(SkippedInHeader);
   file_.ReadCountedString(header.ChartFileName);
   file_.ReadCountedString(header.FileNotes);
@@ -225,25 +235,25 @@ void ChartFile::ReadComments(BlockRec& block) {
   }
   block.CommentCount = static_cast<Long>(block.Comments.size());
   if (block.CommentCount < claimed)
-    state_.Note("comments-cut", start,
-                Sentence("Block ", state_.Blocks.size() + 1, " claims ", claimed,
-                         " comments, and the file holds ", block.CommentCount, "."));
+    opening_.Note("comments-cut", {start, static_cast<int>(store_.Blocks.size())}, "Block ",
+                  store_.Blocks.size() + 1, " claims ", claimed, " comments, and the file holds ",
+                  block.CommentCount, ".");
 }
 
 void ChartFile::NoteShortChunks() {
   if (shortChunks_ == 0) return;
-  const BlockRec& block = state_.Blocks[firstShortChunk_];
-  state_.Warn("data-beyond-chunk", block.DataPtr,
-              Sentence("Block ", firstShortChunk_ + 1, " claims ", block.SizeChannel,
-                       " frames, and its data chunk holds fewer: what reads behind them are no "
-                       "samples. So it is with ",
-                       shortChunks_, " of ", state_.Blocks.size(), " blocks."));
+  const BlockRec& block = store_.Blocks[firstShortChunk_];
+  opening_.Warn("data-beyond-chunk", {block.DataPtr, static_cast<int>(firstShortChunk_)}, "Block ",
+                firstShortChunk_ + 1, " claims ", block.SizeChannel,
+                " frames, and its data chunk holds fewer: what is read past its end is "
+                "not samples. So it is with ",
+                shortChunks_, " of ", store_.Blocks.size(), " blocks.");
 }
 
 }  // namespace
 
-bool ReadChartFile(ImportState& state) {
-  return ChartFile(state).Read();
+void ReadChartFile(Opening& opening) {
+  ChartFile(opening).Read();
 }
 
 }  // namespace lmimport

@@ -1,5 +1,5 @@
 // MATLAB version 4 MAT-files, by the published layout of the format; little-endian only. The file
-// has no header: variables stand one behind the other, and what is none ends the walk.
+// has no header: variables follow each other, and what is none ends the walk.
 //
 //   offset  type    field
 //        0  int32   type, by its decimal digits: 1000s byte order, 100s zero, 10s number, 1s matrix
@@ -48,10 +48,10 @@ std::int64_t PartBytes(const Mat4Head& head, std::int64_t width) {
 
 class Matlab4File {
  public:
-  explicit Matlab4File(ImportState& state)
-      : state_(state), file_(*state.DataFile), variables_(state) {}
+  explicit Matlab4File(Opening& opening)
+      : opening_(opening), file_(opening.DataFile), variables_(opening) {}
 
-  bool Read();
+  void Read();
 
  private:
   std::int64_t ReadVariable(std::int64_t start);
@@ -59,26 +59,24 @@ class Matlab4File {
   void ReadRates(const Mat4Head& head, std::int64_t position);
   static bool FindShape(const Mat4Head& head, BlockRec& block);
 
-  ImportState& state_;
+  Opening& opening_;
   BinaryFile& file_;
   MatlabVariables variables_;
 };
 
-bool Matlab4File::Read() {
+void Matlab4File::Read() {
   constexpr std::int64_t leastLeft = 24;
   const std::int64_t size = file_.Size();
   for (std::int64_t next = 0; next + leastLeft < size;) {
     const std::int64_t start = next;
     next = ReadVariable(start);
     if (next > start) continue;
-    state_.Note("walk-ended", start,
-                "The walk of the variables ends here, at what is none of a little-endian file.");
+    opening_.Note("walk-ended", start,
+                  "The walk of the variables ends here, at what isn't a variable of a "
+                  "little-endian file.");
     break;
   }
-  const bool read = variables_.Finish(4);
-  variables_.NoteFindings();
-  if (read || state_.RefusedFor) return read;
-  return state_.Refuse(Refusal::UnsupportedFormat);
+  variables_.Finish(4);
 }
 
 // Gives the position of the next variable, or -1 where the walk ends.
@@ -92,6 +90,7 @@ std::int64_t Matlab4File::ReadVariable(std::int64_t start) {
   if (head.Type / 100 != 0 || kind < 0 || kind >= static_cast<Long>(Mat4Numbers.size()))
     return endOfWalk;
   if (head.Rows < 1 || head.Columns < 1 || head.NameLength < 0) return endOfWalk;
+  if (head.NameLength > file_.Size() - file_.Position()) return endOfWalk;
   const Mat4Number& number = Mat4Numbers[static_cast<std::size_t>(kind)];
   BlockRec block;
   block.DataPtr = start + Mat4HeadBytes + head.NameLength;
@@ -99,9 +98,9 @@ std::int64_t Matlab4File::ReadVariable(std::int64_t start) {
       block.DataPtr + PartBytes(head, number.Width) * (head.IsComplex() ? 2 : 1);
   if (head.NameLength > 1) {
     file_.ReadFixedString(block.Title, head.NameLength - 1);
-    // Rates that are no doubles are passed over before their name counts for anything.
+    // Rates that aren't doubles are passed over before their name is looked at.
     if (MatlabVariables::IsRateName(block.Title) && number.SampleType != SampleDouble) {
-      variables_.LeaveOut("rates that are no doubles");
+      variables_.LeaveOut("rates that aren't doubles");
       return next;
     }
     const MatlabVariables::Kind found = variables_.Classify(block.Title);
@@ -152,8 +151,8 @@ void Matlab4File::ReadSamples(const Mat4Head& head, const Mat4Number& number, Bl
 
 }  // namespace
 
-bool ReadMatlab4File(ImportState& state) {
-  return Matlab4File(state).Read();
+void ReadMatlab4File(Opening& opening) {
+  Matlab4File(opening).Read();
 }
 
 }  // namespace lmimport

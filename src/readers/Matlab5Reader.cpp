@@ -12,7 +12,7 @@
 //     dimensions   tag with 4 or 8 bytes: one dimension, or rows and columns
 //     name         tag and characters, up to the next multiple of 8
 //     real part    tag and samples
-//   The tags of name and real part can be short: one word of type and size, the data behind it.
+//   The tags of name and real part can be short: one word of type and size, then the data.
 #include <algorithm>
 
 #include "readers/MatlabVariables.h"
@@ -67,10 +67,10 @@ std::int64_t RaisedToEight(std::int64_t position) {
 
 class Matlab5File {
  public:
-  explicit Matlab5File(ImportState& state)
-      : state_(state), file_(*state.DataFile), variables_(state) {}
+  explicit Matlab5File(Opening& opening)
+      : opening_(opening), file_(opening.DataFile), variables_(opening) {}
 
-  bool Read();
+  void Read();
 
  private:
   bool CheckHeader();
@@ -94,23 +94,20 @@ class Matlab5File {
     return {word, file_.ReadValue<Long>()};
   }
 
-  ImportState& state_;
+  Opening& opening_;
   BinaryFile& file_;
   MatlabVariables variables_;
   std::string versionText_;
   std::string detail_;  // of the last variable that was left out, for the message
-  Byte class_ = 0;      // of the variable in hand; 0 for a bare element
+  Byte class_ = 0;      // of the current variable; 0 for a bare element
   Byte flags_ = 0;
   bool tall_ = false;
 };
 
-bool Matlab5File::Read() {
-  if (file_.Size() < Mat5SmallestFile) return state_.Refuse(Refusal::NoData);
+void Matlab5File::Read() {
+  opening_.NeedBytes(Mat5SmallestFile, "a MATLAB level 5 file");
   if (CheckHeader()) Walk();
-  const bool read = variables_.Finish(5);
-  variables_.NoteFindings();
-  if (read || state_.RefusedFor) return read;
-  return state_.Refuse(Refusal::UnsupportedFormat, detail_.empty() ? "" : " (" + detail_ + ")");
+  variables_.Finish(5, detail_.empty() ? "" : " (" + detail_ + ")");
 }
 
 bool Matlab5File::CheckHeader() {
@@ -136,9 +133,8 @@ void Matlab5File::Walk() {
     file_.Seek(next);
     const Tag tag = ReadTag();
     if (tag.Size < leastSize) {
-      state_.Note("walk-ended", next,
-                  Sentence("The walk of the variables ends here, at an element of ", tag.Size,
-                           " bytes; what stands behind it isn't looked at."));
+      opening_.Note("walk-ended", next, "The walk of the variables ends here, at an element of ",
+                    tag.Size, " bytes; what follows isn't looked at.");
       return;
     }
     const std::int64_t end = next + Mat5TagBytes + tag.Size;
@@ -307,8 +303,8 @@ void Matlab5File::LeaveOut(std::string_view reason, std::string detail) {
 
 }  // namespace
 
-bool ReadMatlab5File(ImportState& state) {
-  return Matlab5File(state).Read();
+void ReadMatlab5File(Opening& opening) {
+  Matlab5File(opening).Read();
 }
 
 }  // namespace lmimport

@@ -14,7 +14,7 @@ constexpr Single LargestSingle = std::numeric_limits<Single>::max();
 constexpr std::u16string_view DataSuffix = u"_Data";
 constexpr std::u16string_view RateSuffix = u"_SamplingRate";
 
-// At least one character stands before the suffix.
+// At least one character precedes the suffix.
 bool HasSuffix(const String& name, std::u16string_view suffix) {
   return name.size() > suffix.size() && name.ends_with(suffix);
 }
@@ -80,9 +80,6 @@ void FitChannelScale(Single Min, Single Max, Single& Scale, Single& Offset) {
   }
 }
 
-MatlabVariables::MatlabVariables(ImportState& state)
-    : state_(state), date_(state.DataFile->FileDateTime()) {}
-
 MatlabVariables::Kind MatlabVariables::Classify(String& title) {
   if (HasSuffix(title, DataSuffix)) {
     title.resize(title.size() - DataSuffix.size());
@@ -108,14 +105,9 @@ void MatlabVariables::SetRates(std::vector<Double> rates) {
 }
 
 bool MatlabVariables::HasRoom() {
-  if (static_cast<std::int64_t>(state_.Blocks.size()) < LargestBlockCount) return true;
+  if (std::ssize(opening_.Store.Blocks) < LargestBlockCount) return true;
   LeaveOut("beyond the largest number of blocks");
   return false;
-}
-
-void MatlabVariables::Scan(BlockRec& block) {
-  if (block.SampleType == SampleSingle) ScanSingleFrames(*state_.DataFile, block, state_.Progress);
-  if (block.SampleType == SampleDouble) ScanDoubleFrames(*state_.DataFile, block, state_.Progress);
 }
 
 bool MatlabVariables::Add(BlockRec block) {
@@ -124,36 +116,54 @@ bool MatlabVariables::Add(BlockRec block) {
   block.Resolution = 16;
   block.DimensionChannels(block.ChannelCount);
   std::fill(block.ChannelScale.begin(), block.ChannelScale.end(), tenUnits);
-  Scan(block);
   block.ADCName = u"MATLAB";
-  block.SamplingRate = state_.SettledSamplingRate();
-  block.StartDateTime = date_;
-  state_.Blocks.push_back(std::move(block));
+  block.SamplingRate = opening_.Rules.SamplingRate;
+  opening_.Store.Blocks.push_back(std::move(block));
   return true;
 }
 
 void MatlabVariables::AddImaginary(std::int64_t dataPtr) {
-  BlockRec imaginary = state_.Blocks.back();
-  state_.Blocks.back().Title += u"Re";
+  std::vector<BlockRec>& blocks = opening_.Store.Blocks;
+  BlockRec imaginary = blocks.back();
+  blocks.back().Title += u"Re";
   if (!HasRoom()) return;
   imaginary.Title += u"Im";
   imaginary.DataPtr = dataPtr;
-  Scan(imaginary);
-  state_.Blocks.push_back(std::move(imaginary));
+  blocks.push_back(std::move(imaginary));
 }
 
-bool MatlabVariables::Finish(Integer versionMajor) {
-  if (state_.Blocks.empty()) return false;
-  for (std::size_t i = 0; i < std::min(rates_.size(), state_.Blocks.size()); ++i) {
+void MatlabVariables::GiveRates() {
+  std::vector<BlockRec>& blocks = opening_.Store.Blocks;
+  for (std::size_t i = 0; i < std::min(rates_.size(), blocks.size()); ++i) {
     const auto rate = static_cast<Single>(rates_[i]);
-    if (rate > 0 && !std::isfinite(rate)) return state_.Refuse(Refusal::FormatError);
+    if (rate > 0 && !std::isfinite(rate))
+      RefuseAsDamaged(-1, "Rate ", i + 1, " of the rate variable is ", rates_[i],
+                      ", too large for a rate.");
     if (rate > 0)
-      state_.Blocks[i].SamplingRate = rate;
+      blocks[i].SamplingRate = rate;
     else
       LeaveOut("rates that are not above 0");
   }
-  state_.FinishFile(FourCharacters("MATL"), versionMajor, 0, MatlabFileType);
-  return true;
+}
+
+void MatlabVariables::Finish(Integer versionMajor, std::string detail) {
+  std::vector<BlockRec>& blocks = opening_.Store.Blocks;
+  if (blocks.empty()) {
+    NoteFindings();
+    throw RefusedOpen{Refusal::UnsupportedFormat, "coding-not-read", -1,
+                      "The file has no variable that is shown as samples" + detail + ".", detail};
+  }
+  GiveRates();
+  NoteFindings();
+  const Date date = opening_.DateOfFile();
+  for (BlockRec& block : blocks) block.StartDateTime = date;
+  opening_.DoOrDefer(Later::Ranges, [](Opening& later) {
+    for (BlockRec& block : later.Store.Blocks) {
+      if (block.SampleType == SampleSingle) ScanSingleFrames(later.DataFile, block, later.Progress);
+      if (block.SampleType == SampleDouble) ScanDoubleFrames(later.DataFile, block, later.Progress);
+    }
+  });
+  opening_.FinishFile(FourCharacters("MATL"), versionMajor, 0, MatlabFileType);
 }
 
 std::int64_t& MatlabVariables::CountOf(Counts& counts, std::string_view what) {
@@ -164,19 +174,18 @@ std::int64_t& MatlabVariables::CountOf(Counts& counts, std::string_view what) {
 
 void MatlabVariables::NoteFindings() {
   if (!warnings_.empty())
-    state_.Warn("variables-misread", 0,
-                Sentence("Of the variables that are shown as signals: ", Listed(warnings_), "."));
-  const bool someOnly = !rates_.empty() && rates_.size() < state_.Blocks.size();
+    opening_.Warn("variables-misread", -1,
+                  "Of the variables that are shown as signals: ", Listed(warnings_), ".");
+  const bool someOnly = !rates_.empty() && rates_.size() < opening_.Store.Blocks.size();
   if (someOnly || rateVariables_ > 1)
-    state_.Warn(
-        "rates-by-order", 0,
-        Sentence("Rates go to the blocks in their order, not by name, and only those of the "
-                 "last of ",
-                 rateVariables_, " rate variables count: ", rates_.size(), " for ",
-                 state_.Blocks.size(), " blocks."));
-  if (rates_.size() > state_.Blocks.size()) LeaveOut("variable of more rates than blocks");
+    opening_.Warn("rates-by-order", -1,
+                  "Rates go to the blocks in their order, not by name, and only those of the "
+                  "last of ",
+                  rateVariables_, " rate variables are used: ", rates_.size(), " for ",
+                  opening_.Store.Blocks.size(), " blocks.");
+  if (rates_.size() > opening_.Store.Blocks.size()) LeaveOut("variable of more rates than blocks");
   if (!leftOut_.empty())
-    state_.Note("variables-left-out", 0, Sentence("Left out: ", Listed(leftOut_), "."));
+    opening_.Note("variables-left-out", -1, "Left out: ", Listed(leftOut_), ".");
 }
 
 }  // namespace lmimport

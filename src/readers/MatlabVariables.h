@@ -2,7 +2,7 @@
 // become, and the round scale that is fitted to the range of floating-point samples.
 #pragma once
 
-#include "model/ImportState.h"
+#include "model/Opening.h"
 
 namespace lmimport {
 
@@ -26,7 +26,7 @@ class MatlabVariables {
  public:
   enum class Kind { Samples, Rate, LeftOut };
 
-  explicit MatlabVariables(ImportState& state);
+  explicit MatlabVariables(Opening& opening) : opening_(opening) {}
 
   /// By the naming convention: "x_Data" holds samples, and its title loses the suffix;
   /// "x_SamplingRate" holds rates; any other name holds samples until the first of those names.
@@ -48,25 +48,22 @@ class MatlabVariables {
   /// imaginary one, whose samples lie at `dataPtr`.
   void AddImaginary(std::int64_t dataPtr);
 
-  /// Rates, FileRec and type. False when there is no block, or when a rate isn't finite, which is
-  /// refused as damage.
-  bool Finish(Integer versionMajor);
+  /// Ranges, rates, FileRec, type, and the findings of all this. Refuses a file without a block,
+  /// with a detail for the message, and one with a rate that isn't finite, as damage.
+  void Finish(Integer versionMajor, std::string detail = {});
 
   /// Counted, and told once at the end: a reason for a variable to be left out, or something that a
   /// user would take wrong about one that is shown.
   void LeaveOut(std::string_view reason) { ++CountOf(leftOut_, reason); }
   void Warn(std::string_view what) { ++CountOf(warnings_, what); }
 
-  /// The findings of all this.
-  void NoteFindings();
-
  private:
   static std::int64_t& CountOf(Counts& counts, std::string_view what);
   bool HasRoom();
-  void Scan(BlockRec& block);
+  void GiveRates();
+  void NoteFindings();
 
-  ImportState& state_;
-  Date date_;
+  Opening& opening_;
   bool named_ = false;
   std::vector<Double> rates_;
   Long rateVariables_ = 0;

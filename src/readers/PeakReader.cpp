@@ -7,9 +7,8 @@
 //    60  int16  sound channels         24  int32    frames per second
 //   columns: two of the whole, then a   columns: a minimum and a maximum of each sound channel
 //   minimum and a maximum of each
-#include "model/Version.h"
+#include "model/HeaderView.h"
 #include "readers/AdcTables.h"
-#include "readers/HeaderView.h"
 #include "readers/Readers.h"
 
 namespace lmimport {
@@ -21,59 +20,54 @@ constexpr Long PeakMagicOfLayout1 = FourCharacters("SFPK");
 constexpr Long PeakFileType = 11;
 constexpr Long PeakLowestRate = 2;
 
-constexpr std::size_t PeakRateOfLayout0 = 4;
-constexpr std::size_t PeakChannelsOfLayout0 = 60;
-constexpr std::size_t PeakChannelsOfLayout1 = 20;
-constexpr std::size_t PeakRateOfLayout1 = 24;
+constexpr Field<Long> PeakMagic{0}, PeakRateOfLayout0{4}, PeakRateOfLayout1{24};
+constexpr Field<Integer> PeakChannelsOfLayout0{60}, PeakChannelsOfLayout1{20};
 
 // `first` is the column of the first sound channel.
-void FillTitles(ImportState& state, Integer columns, std::size_t first) {
+void FillTitles(std::vector<ChannelRec>& channels, Integer columns, std::size_t first) {
   if (first > 0) {
-    state.Channels[0].ChannelTitle = u"Cache Low";
-    state.Channels[1].ChannelTitle = u"Cache Hight";
+    channels[0].ChannelTitle = u"Cache Low";
+    channels[1].ChannelTitle = u"Cache Hight";
   }
   for (std::size_t i = first; i < static_cast<std::size_t>(columns); i += 2) {
     const std::size_t sound = (i - first) / 2 + 1;
-    state.Channels[i].ChannelTitle = FromUtf8(Sentence("Ch", sound, " - Min"));
-    state.Channels[i + 1].ChannelTitle = FromUtf8(Sentence("Ch", sound, " - Max"));
+    channels[i].ChannelTitle = FromUtf8(Sentence("Ch", sound, " - Min"));
+    channels[i + 1].ChannelTitle = FromUtf8(Sentence("Ch", sound, " - Max"));
   }
 }
 
 }  // namespace
 
-bool ReadPeakFile(ImportState& state) {
-  BinaryFile& file = *state.DataFile;
-  if (file.Size() < PeakSmallestFile) return state.Refuse(Refusal::NoData);
-  std::array<Byte, PeakHeadBytes> bytes{};
-  file.Seek(0);
-  file.ReadByteArray(bytes.data(), PeakHeadBytes);
-  const HeaderView header(bytes);
-  const bool layout1 = header.Int32(0) == PeakMagicOfLayout1;
-  const Integer sounds = header.Int16(layout1 ? PeakChannelsOfLayout1 : PeakChannelsOfLayout0);
-  const Long rate = header.Int32(layout1 ? PeakRateOfLayout1 : PeakRateOfLayout0);
+void ReadPeakFile(Opening& opening) {
+  BinaryFile& file = opening.DataFile;
+  opening.NeedBytes(PeakSmallestFile, "a peak cache");
+  const Header<PeakHeadBytes> header(file, 0);
+  const bool layout1 = header[PeakMagic] == PeakMagicOfLayout1;
+  const Integer sounds = header[layout1 ? PeakChannelsOfLayout1 : PeakChannelsOfLayout0];
+  const Long rate = header[layout1 ? PeakRateOfLayout1 : PeakRateOfLayout0];
   const std::size_t first = layout1 ? 0 : 2;
   const Long columns = 2 * sounds + static_cast<Long>(first);
-  if (sounds < 1 || columns > LargestChannelCount) return state.Refuse(Refusal::UnknownFormat);
-  const Long frames =
-      HeldAsLong((file.Size() - std::int64_t{PeakHeadBytes}) / (std::int64_t{columns} * 2));
-  if (rate < PeakLowestRate || frames < 2) return state.Refuse(Refusal::UnknownFormat);
+  const bool hasColumns = sounds >= 1 && columns <= LargestChannelCount;
+  const std::int64_t frames =
+      hasColumns ? (file.Size() - std::int64_t{PeakHeadBytes}) / (std::int64_t{columns} * 2) : 0;
+  if (rate < PeakLowestRate || frames < 2)
+    RefuseAsUnknown(0, "The header of a peak cache states ", sounds, " sound channels at ", rate,
+                    " Hz, and the file holds ", frames, " frames of them.");
 
-  BlockRec& block = state.Blocks.emplace_back();
+  BlockRec& block = opening.Store.Blocks.emplace_back();
   block.ADCName = u"Sound";
   block.SamplingRate = static_cast<Single>(rate);
   block.DimensionChannels(static_cast<Integer>(columns));
   for (Single& scale : block.ChannelScale) scale = AdcScale(block.ADCName, 0);
-  FillTitles(state, block.ChannelCount, first);
-  block.SizeChannel = frames;
+  FillTitles(opening.Store.Channels, block.ChannelCount, first);
+  block.SizeChannel = HeldAsLong(frames);
   block.DataPtr = PeakHeadBytes;
-  block.StartDateTime = file.FileDateTime();
+  block.StartDateTime = opening.DateOfFile();
   block.Title = FromUtf8(Sentence("Cache: ", rate));
-  state.FinishFile(FourCharacters("WAVE"), LibraryMajor, LibraryMinor, PeakFileType,
-                   layout1 ? 1 : 0);
-  state.Note("peaks", 0,
-             "The channels are the lowest and highest samples of stretches of a sound, not the "
-             "sound.");
-  return true;
+  opening.FinishFile(FourCharacters("WAVE"), PeakFileType, layout1 ? 1 : 0);
+  opening.Note("peaks", 0,
+               "The channels are the lowest and highest samples of stretches of a sound, not the "
+               "sound.");
 }
 
 }  // namespace lmimport

@@ -7,7 +7,6 @@
 //   any, too   none: the defaults                    3, 0
 #include <array>
 
-#include "model/Version.h"
 #include "readers/AdcTables.h"
 #include "readers/Readers.h"
 #include "readers/Sidecars.h"
@@ -32,44 +31,44 @@ constexpr std::array Sidecars = {
     Sidecar{u".bin", u"_binheader.txt", ReadBinHeader, BinaryFileType, 2},
 };
 
-// True when a sidecar described the block; FileType and FileSubType are set either way.
-bool ReadSidecars(ImportState& state, BlockRec& block) {
-  const String extension = LastFour(state.FileName);
+constexpr Sidecar NoSidecar = {{}, nullptr, nullptr, RawFileType, 0};
+
+// The sidecar that described the block.
+const Sidecar& ReadSidecars(Opening& opening, BlockRec& block) {
+  const String extension = LastFour(opening.Store.FileName);
   for (const Sidecar& sidecar : Sidecars) {
     if (sidecar.Extension != extension) continue;
-    state.FileType = sidecar.FileType;
-    state.FileSubType = sidecar.FileSubType;
-    if (ReadBeside(state, sidecar.Ending, sidecar.Read, block)) return true;
+    if (ReadBeside(opening, sidecar.Ending, sidecar.Read, block)) return sidecar;
     block = BlockRec();
-    state.Channels = {};
+    opening.Store.Channels.assign(LargestChannelCount, {});
   }
-  state.FileType = RawFileType;
-  state.FileSubType = 0;
-  return false;
+  return NoSidecar;
 }
 
-// A channel count that is none is put right in the store, where the host reads them back.
-void FillFromDefaults(ImportState& state, BlockRec& block) {
-  if (state.DefaultChannelCount < 1 || state.DefaultChannelCount > LargestChannelCount)
-    state.DefaultChannelCount = 1;
+void FillFromDefaults(Opening& opening, BlockRec& block) {
+  if (!opening.Rules.Raw)
+    Refuse(Refusal::UnknownFormat, "undescribed", -1,
+           "The file is of no format that is read, and nothing describes its samples.");
   block.ADCName = u"DAT";
   block.Resolution = 16;
-  block.SamplingRate = state.SettledSamplingRate();
-  block.DimensionChannels(state.DefaultChannelCount);
+  block.SamplingRate = opening.Rules.Raw->SamplingRate;
+  block.DimensionChannels(opening.Rules.Raw->ChannelCount);
   for (Single& scale : block.ChannelScale) scale = AdcScale(block.ADCName, 0);
-  block.FillFrom(state.DataFile->Size());
-  block.StartDateTime = state.DataFile->FileDateTime();
+  block.FillFrom(opening.DataFile.Size());
+  block.StartDateTime = opening.DateOfFile();
 }
 
 }  // namespace
 
-bool ReadRawFile(ImportState& state) {
-  BlockRec& block = state.Blocks.emplace_back();
-  if (!ReadSidecars(state, block)) FillFromDefaults(state, block);
-  if (block.SizeChannel < 2) return state.Refuse(Refusal::NoData);
-  state.FinishFile(FourCharacters("data"), LibraryMajor, LibraryMinor, state.FileType,
-                   state.FileSubType);
-  return true;
+void ReadRawFile(Opening& opening) {
+  opening.Store.Format = "raw";
+  BlockRec& block = opening.Store.Blocks.emplace_back();
+  const Sidecar& sidecar = ReadSidecars(opening, block);
+  if (&sidecar == &NoSidecar) FillFromDefaults(opening, block);
+  if (block.SizeChannel < 2)
+    Refuse(Refusal::NoData, "no-data", opening.DataFile.Size(), "The file holds ",
+           opening.DataFile.Size(), " bytes, less than two frames of ", block.FrameBytes(), ".");
+  opening.FinishFile(FourCharacters("data"), sidecar.FileType, sidecar.FileSubType);
 }
 
 }  // namespace lmimport

@@ -1,22 +1,22 @@
-// The readers: each fills the store from the file that stands open in it, as the contract at the
-// store tells. True: the recording stands. False: the file is refused.
+// The readers: each fills the store from the recording that is open, as RecordingStore.h tells, or
+// refuses it.
 #pragma once
 
-#include "model/ImportState.h"
+#include "model/Opening.h"
 
 namespace lmimport {
 
-bool ReadAbfFile(ImportState& state);
-bool ReadAbinFile(ImportState& state);
-bool ReadAdcLabFile(ImportState& state);
-bool ReadArFile(ImportState& state);
-bool ReadCfwbFile(ImportState& state);
-bool ReadChartFile(ImportState& state);
-bool ReadMatlab4File(ImportState& state);
-bool ReadMatlab5File(ImportState& state);
-bool ReadPeakFile(ImportState& state);
-bool ReadRawFile(ImportState& state);
-bool ReadWaveFile(ImportState& state);
-bool ReadWinDaqFile(ImportState& state);
+void ReadAbfFile(Opening& opening);
+void ReadAbinFile(Opening& opening);
+void ReadAdcLabFile(Opening& opening);
+void ReadArFile(Opening& opening);
+void ReadCfwbFile(Opening& opening);
+void ReadChartFile(Opening& opening);
+void ReadMatlab4File(Opening& opening);
+void ReadMatlab5File(Opening& opening);
+void ReadPeakFile(Opening& opening);
+void ReadRawFile(Opening& opening);
+void ReadWaveFile(Opening& opening);
+void ReadWinDaqFile(Opening& opening);
 
 }  // namespace lmimport

@@ -2,33 +2,44 @@
 
 #include <algorithm>
 
+#include "platform/System.h"
+
 namespace lmimport {
 namespace {
 
-// Empty where no file of that name is there.
-String NameBeside(const String& fileName, const String& ending) {
-  String capitals = ending;
-  for (char16_t& c : capitals) {
+String InCapitals(String text) {
+  for (char16_t& c : text) {
     if (c >= u'a' && c <= u'z') c = static_cast<char16_t>(c - u'a' + u'A');
   }
-  const String base =
-      fileName.substr(0, fileName.size() - std::min<std::size_t>(fileName.size(), 4));
-  for (const String& name : {base + ending, base + capitals}) {
-    if (PathTools::FileExists(name)) return name;
-  }
-  return {};
+  return text;
 }
 
 }  // namespace
 
-bool ReadBeside(ImportState& state, const String& ending, SidecarReader read, BlockRec& block) {
-  const String name = NameBeside(state.FileName, ending);
-  if (name.empty()) return false;
-  if (read(state, name, block)) return true;
-  state.Warn("sidecar-passed-over", 0,
-             Sentence(ToUtf8(name),
-                      " stands beside the recording and was passed over: it can't be "
-                      "read, is locked, or is not of its format."));
+bool ReadBeside(Opening& opening, const String& ending, SidecarReader read, BlockRec& block) {
+  const String& name = opening.Store.FileName;
+  const String base = name.substr(0, name.size() - std::min<std::size_t>(name.size(), 4));
+  for (const String& path : {base + ending, base + InCapitals(ending)}) {
+    const std::string title = ToUtf8(path.substr(path.rfind(platform::PathSeparator) + 1));
+    try {
+      BinaryFile sidecar(opening.Texts, opening.DataFile.Source()->Beside(title));
+      if (!sidecar.IsOpen()) continue;
+      if (read(opening, sidecar, block)) {
+        opening.Store.Sidecar = title;
+        return true;
+      }
+    } catch (const std::system_error&) {
+      // It can't be read.
+    } catch (RefusedOpen& refused) {
+      refused.Text = ToUtf8(path) + ": " + refused.Text;
+      refused.Position = -1;  // which is not of the recording
+      throw;
+    }
+    opening.Warn("sidecar-passed-over", -1, ToUtf8(path),
+                 " lies beside the recording and was passed over: it can't be read, is "
+                 "locked, or is not of its format.");
+    return false;
+  }
   return false;
 }
 

@@ -1,9 +1,9 @@
 // Text headers beside raw data ("_binheader.txt") and wave files ("_wavheader.txt"): 8-bit text,
 // one "key=value" a line, each line ended by a line feed; other control characters are dropped.
 //
-//   [Ch2]              the lines behind it are about channel 2 of the block, from 0, up to the next
+//   [Ch2]              the lines that follow are about channel 2 of the block, from 0, up to the next
 //                      line without a key; an empty line is one, too
-//   NumAChannels=4     channels; makes the ranges new, so it stands before them
+//   NumAChannels=4     channels; makes the ranges new, so it precedes them
 //   MaxRange=10        of a channel: the value at the highest count
 //   MinRange=-10       of a channel: the value at the lowest count
 //   Name=, YUnit=      of a channel
@@ -33,9 +33,27 @@ std::string Quoted(std::u16string_view value) {
   return ToUtf8(value.substr(0, longest));
 }
 
+Single Number(std::string_view key, std::u16string_view value) {
+  if (!BeginsWithNumber(value))
+    Refuse(Refusal::TextFault, "not-a-number", -1, key, " is not a number: ", Quoted(value));
+  const Single number = ParseSingle(value);
+  if (std::isinf(number))
+    Refuse(Refusal::RangeFault, "number-too-large", -1, key,
+           " is too large for a Single: ", Quoted(value));
+  return number;
+}
+
+Double WholeNumberOf32Bits(std::string_view key, std::u16string_view value) {
+  const Double number = WholeNumber(value);
+  if (number < std::numeric_limits<Long>::min() || number > std::numeric_limits<Long>::max())
+    Refuse(Refusal::RangeFault, "number-too-large", -1, key,
+           " doesn't fit 32 bits: ", Quoted(value));
+  return number;
+}
+
 class TextHeader {
  public:
-  TextHeader(ImportState& state, BlockRec& block) : state_(state), block_(block) {
+  TextHeader(Opening& opening, BlockRec& block) : opening_(opening), block_(block) {
     if (block.ChannelCount > 0) DimensionRanges();
   }
 
@@ -50,7 +68,7 @@ class TextHeader {
     std::string Text;
     std::string Value;
     std::size_t KeyLength = 0;
-    bool HasKey = false;  // something else than blanks stood before the last "="
+    bool HasKey = false;  // something else than blanks precedes the last "="
 
     void Add(char c);
   };
@@ -59,9 +77,8 @@ class TextHeader {
   void Act(std::u16string_view key, std::u16string_view value);
   void ActOnChannel(std::u16string_view key, std::u16string_view value, std::size_t channel);
   void DimensionRanges();
-  void CheckRanges() const;
 
-  ImportState& state_;
+  Opening& opening_;
   BlockRec& block_;
   std::vector<Single> maxRange_;
   std::vector<Single> minRange_;
@@ -94,31 +111,32 @@ void TextHeader::Read(std::string_view text) {
 void TextHeader::EndLine(const Line& line) {
   const std::string_view text = line.Text;
   if (line.HasKey) {
-    const String key = TrimBlanks(state_.Texts.Text(text.substr(0, line.KeyLength)));
-    return Act(key, TrimBlanks(state_.Texts.Text(line.Value)));
+    const String key = TrimBlanks(opening_.Texts.Text(text.substr(0, line.KeyLength)));
+    return Act(key, TrimBlanks(opening_.Texts.Text(line.Value)));
   }
   section_ = NoSection;
-  if (text.starts_with("[Ch")) section_ = WholeNumber(state_.Texts.Text(text.substr(3)));
+  if (!text.starts_with("[Ch")) return;
+  section_ = WholeNumberOf32Bits("section", opening_.Texts.Text(text.substr(3)));
 }
 
 void TextHeader::Act(std::u16string_view key, std::u16string_view value) {
   if (key == u"NumAChannels") {
     const Double count = WholeNumber(value);
     if (!(count >= 1 && count <= LargestChannelCount))
-      throw std::length_error("NumAChannels is not from 1 to 32: " + Quoted(value));
+      Refuse(Refusal::LengthFault, "channel-count", -1,
+             "NumAChannels is not from 1 to 32: ", Quoted(value));
     block_.DimensionChannels(static_cast<Integer>(count));
     DimensionRanges();
   } else if (key == u"MaxADCValue") {
-    maxAdc_ = WholeNumber(value);
-    if (std::abs(maxAdc_) > std::numeric_limits<Long>::max())
-      throw std::range_error("MaxADCValue doesn't fit 32 bits: " + Quoted(value));
+    maxAdc_ = WholeNumberOf32Bits("MaxADCValue", value);
   } else if (key == u"Resolution") {
     const Double bits = WholeNumber(value);
     if (!(bits >= 0 && bits <= std::numeric_limits<Byte>::max()))
-      throw std::range_error("Resolution is not from 0 to 255: " + Quoted(value));
+      Refuse(Refusal::RangeFault, "number-too-large", -1,
+             "Resolution is not from 0 to 255: ", Quoted(value));
     block_.Resolution = static_cast<Byte>(bits);
   } else if (key == u"Samplerate") {
-    block_.SamplingRate = ParseSingle(value);
+    block_.SamplingRate = Number("Samplerate", value);
   } else if (section_ >= 0 && section_ < block_.ChannelCount) {
     ActOnChannel(key, value, static_cast<std::size_t>(section_));
   }
@@ -126,31 +144,15 @@ void TextHeader::Act(std::u16string_view key, std::u16string_view value) {
 
 void TextHeader::ActOnChannel(std::u16string_view key, std::u16string_view value,
                               std::size_t channel) {
-  if (key == u"MaxRange") maxRange_[channel] = ParseSingle(value);
-  if (key == u"MinRange") minRange_[channel] = ParseSingle(value);
-  if (key == u"Name") state_.Channels[channel].ChannelTitle = value;
-  if (key == u"YUnit") state_.Channels[channel].ChannelUnitName = value;
+  if (key == u"MaxRange") maxRange_[channel] = Number("MaxRange", value);
+  if (key == u"MinRange") minRange_[channel] = Number("MinRange", value);
+  if (key == u"Name") opening_.Store.Channels[channel].ChannelTitle = value;
+  if (key == u"YUnit") opening_.Store.Channels[channel].ChannelUnitName = value;
 }
 
 void TextHeader::DimensionRanges() {
   maxRange_.assign(static_cast<std::size_t>(block_.ChannelCount), 0);
   minRange_.assign(static_cast<std::size_t>(block_.ChannelCount), 0);
-}
-
-void TextHeader::CheckRanges() const {
-  Long without = 0;
-  std::size_t first = 0;
-  for (std::size_t i = maxRange_.size(); i-- > 0;) {
-    if (maxRange_[i] != minRange_[i]) continue;
-    ++without;
-    first = i;
-  }
-  if (without > 0)
-    state_.Warn("no-range", 0,
-                Sentence("The text header leaves ", without, " of ", maxRange_.size(),
-                         " channels, the first of them channel ", first + 1,
-                         ", without a range between MinRange and MaxRange: every sample of them "
-                         "reads as the same value."));
 }
 
 void TextHeader::FillBlock() {
@@ -159,39 +161,32 @@ void TextHeader::FillBlock() {
     maxAdc_ = std::exp2(block_.Resolution - 1);
   }
   for (std::size_t i = 0; i < block_.ChannelScale.size(); ++i) {
+    const Double top = maxRange_[i];
+    const Double bottom = minRange_[i];
     block_.ChannelIndex[i] = static_cast<Integer>(i);
-    block_.ChannelOffset[i] = (maxRange_[i] + minRange_[i]) / 2;
-    const Double halfRange = (Double{maxRange_[i]} - Double{minRange_[i]}) / 2;
-    block_.ChannelScale[i] = static_cast<Single>(maxAdc_ / halfRange);
-    if (std::isnan(block_.ChannelScale[i]))
-      throw std::domain_error(Sentence("the range of channel ", i + 1, " is no number"));
+    block_.ChannelOffset[i] =
+        Narrowed(Narrowed(top + bottom, "MaxRange + MinRange") / 2.0, "offset");
+    block_.ChannelScale[i] =
+        Narrowed(maxAdc_ / ((top - bottom) / 2), "counts per unit of a channel");
   }
-  if (!std::isfinite(block_.SamplingRate)) throw std::domain_error("Samplerate is no number");
   if (block_.SamplingRate <= 0) block_.SamplingRate = FallbackSamplingRate;
   if (block_.ADCName.empty()) block_.ADCName = u"BIN_SBunch6";
-  const BinaryFile& data = *state_.DataFile;
-  if (block_.SizeChannel == 0) block_.FillFrom(data.Size());
-  if (block_.StartDateTime == 0) block_.StartDateTime = data.FileDateTime();
-  CheckRanges();
+  if (block_.SizeChannel == 0) block_.FillFrom(opening_.DataFile.Size());
+  if (block_.StartDateTime == 0) block_.StartDateTime = opening_.DateOfFile();
 }
 
 }  // namespace
 
-bool ReadBinHeader(ImportState& state, const String& HeaderPath, BlockRec& Block) {
+bool ReadBinHeader(Opening& opening, BinaryFile& sidecar, BlockRec& Block) {
   constexpr std::int64_t largestText = 64LL * 1024 * 1024;
-  BinaryFile file(state.Texts);
-  if (!file.Open(HeaderPath, true, OrdinaryFile, ShareReading)) return false;
-  return ReadSidecar(HeaderPath, [&] {
-    if (file.Size() > largestText) return false;
-    std::string text(static_cast<std::size_t>(file.Size()), '\0');
-    text.resize(static_cast<std::size_t>(
-        file.ReadBytes(text.data(), static_cast<std::int64_t>(text.size()))));
-    TextHeader header(state, Block);
-    header.Read(text);
-    if (Block.ChannelCount < 1) return false;
-    header.FillBlock();
-    return true;
-  });
+  if (sidecar.Size() > largestText) return false;
+  std::string text(static_cast<std::size_t>(sidecar.Size()), '\0');
+  text.resize(static_cast<std::size_t>(sidecar.ReadBytes(text.data(), std::ssize(text))));
+  TextHeader header(opening, Block);
+  header.Read(text);
+  if (Block.ChannelCount < 1) return false;
+  header.FillBlock();
+  return true;
 }
 
 }  // namespace lmimport

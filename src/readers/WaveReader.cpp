@@ -11,14 +11,13 @@
 //       12  int16     bytes of a frame
 //       14  int16     bits of a sample
 //
-// "fact" chunks are passed over. Nothing else may stand before "fmt " or between it and "data".
+// "fact" chunks are passed over. No other chunk may precede "fmt " or lie between it and "data".
 // Each sample takes a whole signed 16-bit word. A text header beside the file can calibrate the
 // channels.
 #include <array>
 
-#include "model/Version.h"
+#include "model/HeaderView.h"
 #include "readers/AdcTables.h"
-#include "readers/HeaderView.h"
 #include "readers/Readers.h"
 #include "readers/Sidecars.h"
 
@@ -27,6 +26,7 @@ namespace {
 
 constexpr std::int64_t WaveSmallestFile = 48;
 constexpr std::size_t WaveFormatBytes = 16;
+constexpr std::int64_t WaveChunkHeadBytes = 8;
 constexpr Long WaveFileType = 4;
 constexpr Long WaveRiff = FourCharacters("RIFF");
 constexpr Long WaveForm = FourCharacters("WAVE");
@@ -34,6 +34,10 @@ constexpr Long WaveFormatChunk = FourCharacters("fmt ");
 constexpr Long WaveFactChunk = FourCharacters("fact");
 constexpr Long WaveDataChunk = FourCharacters("data");
 constexpr Integer WavePcm = 1;
+
+// of the body of "fmt "
+constexpr Field<Integer> WaveTag{0}, WaveChannels{2}, WaveFrameBytes{12}, WaveBits{14};
+constexpr Field<Long> WaveRate{4};
 
 struct Chunk {
   Long Id;
@@ -45,17 +49,6 @@ Chunk ReadChunkHead(BinaryFile& file) {
   return {id, file.ReadValue<Long>()};
 }
 
-// Goes on to the next chunk that isn't "fact". A size below 0 would lead back: it ends the walk
-// with a chunk that is not understood.
-Chunk SkipFacts(BinaryFile& file, Chunk chunk) {
-  while (chunk.Id == WaveFactChunk) {
-    if (chunk.Size < 0) return {WaveFactChunk, chunk.Size};
-    file.Skip(chunk.Size);
-    chunk = ReadChunkHead(file);
-  }
-  return chunk;
-}
-
 std::string ChunkName(Long id) {
   std::string name;
   for (int i = 0; i < 4; ++i) {
@@ -65,12 +58,21 @@ std::string ChunkName(Long id) {
   return name;
 }
 
-void NoteChunkInTheWay(ImportState& state, const BinaryFile& file, Long id, const char* wanted) {
-  constexpr std::int64_t headBytes = 8;
-  state.Warn("chunk-in-the-way", file.Position() - headBytes,
-             id == 0 ? Sentence("The chunks of the wave file end before \"", wanted, "\".")
-                     : Sentence("A chunk \"", ChunkName(id), "\" stands where \"", wanted,
-                                "\" is needed."));
+// Goes on to the wanted chunk, past those that are "fact"; any other refuses the file. So does a
+// "fact" of a size below 0, which would lead back. Gives the size of the body.
+Long FindChunk(BinaryFile& file, Long wanted) {
+  Chunk chunk = ReadChunkHead(file);
+  while (chunk.Id == WaveFactChunk && chunk.Size >= 0) {
+    file.Skip(chunk.Size);
+    chunk = ReadChunkHead(file);
+  }
+  if (chunk.Id != wanted)
+    Refuse(Refusal::UnknownFormat, "chunk-in-the-way", file.Position() - WaveChunkHeadBytes,
+           chunk.Id == 0
+               ? Sentence("The chunks of the wave file end before \"", ChunkName(wanted), "\".")
+               : Sentence("A chunk \"", ChunkName(chunk.Id), "\" lies where \"", ChunkName(wanted),
+                          "\" is needed."));
+  return chunk.Size;
 }
 
 struct Coding {
@@ -84,105 +86,76 @@ constexpr std::array Codings = {
     Coding{85, "MPEG layer 3"}, Coding{-2, "extensible"},
 };
 
-struct WaveFormat {
-  explicit WaveFormat(const HeaderView& body)
-      : Tag(body.Int16(0)),
-        Channels(body.Int16(2)),
-        SamplesPerSecond(body.Int32(4)),
-        FrameBytes(body.Int16(12)),
-        Bits(body.Int16(14)) {}
-
-  Integer Tag;
-  Integer Channels;
-  Long SamplesPerSecond;
-  Integer FrameBytes;
-  Integer Bits;
-};
-
-void NoteCoding(ImportState& state, std::int64_t position, const WaveFormat& format) {
+void CheckFormat(const HeaderView& format, std::int64_t position) {
+  const Integer bits = format[WaveBits];
+  const Integer channels = format[WaveChannels];
+  std::string detail;
+  if (format[WaveTag] != WavePcm)
+    detail = " (compressed)";
+  else if (bits > 16 || bits <= 8)
+    detail = Sentence(" (", bits, "-bit)");
+  else if (format[WaveFrameBytes] * 8 == bits * channels && channels >= 1 &&
+           channels <= LargestChannelCount)
+    return;
   std::string name = "unknown";
   for (const Coding& coding : Codings) {
-    if (coding.Tag == format.Tag) name = coding.Name;
+    if (coding.Tag == format[WaveTag]) name = coding.Name;
   }
-  state.Warn("coding-not-read", position,
-             Sentence("The samples are coded as ", name, " (format tag ",
-                      static_cast<std::uint16_t>(format.Tag), ") with ", format.Bits, " bits and ",
-                      format.FrameBytes, " bytes for ", format.Channels,
-                      " channels; only PCM of 9 to 16 bits, with a frame of channels * bits / 8 "
-                      "bytes and 1 to 32 channels, is read."));
+  throw RefusedOpen{
+      Refusal::UnsupportedFormat, "coding-not-read", position,
+      Sentence("The samples are coded as ", name, " (format tag ",
+               static_cast<std::uint16_t>(format[WaveTag]), ") with ", bits, " bits and ",
+               format[WaveFrameBytes], " bytes for ", channels,
+               " channels; only PCM of 9 to 16 bits, with a frame of channels * bits / "
+               "8 bytes and 1 to 32 channels, is read."),
+      std::move(detail)};
 }
 
-bool CheckFormat(ImportState& state, const WaveFormat& format) {
-  if (format.Tag != WavePcm) return state.Refuse(Refusal::UnsupportedFormat, " (compressed)");
-  if (format.Bits > 16 || format.Bits <= 8)
-    return state.Refuse(Refusal::UnsupportedFormat, Sentence(" (", format.Bits, "-bit)"));
-  if (format.FrameBytes * 8 != format.Bits * format.Channels || format.Channels < 1 ||
-      format.Channels > LargestChannelCount)
-    return state.Refuse(Refusal::UnsupportedFormat);
-  return true;
+void CheckData(Long dataSize, Integer frameBytes, std::int64_t position) {
+  if (dataSize / frameBytes >= 2) return;
+  if (dataSize == 0 || dataSize == -1)
+    Refuse(Refusal::NoData, "streamed", position,
+           "The file was streamed: its data chunk doesn't say how long it is.");
+  if (dataSize < 0)
+    Refuse(Refusal::NoData, "data-too-long", position, "The data chunk states ",
+           static_cast<std::uint32_t>(dataSize), " bytes; up to 2147483647 are read.");
+  Refuse(Refusal::NoData, "no-data", position, "The data chunk has ", dataSize,
+         " bytes, less than two frames of ", frameBytes, ".");
 }
 
-bool CheckData(ImportState& state, const WaveFormat& format, Long dataSize, std::int64_t position) {
-  if (dataSize / format.FrameBytes >= 2) return true;
-  if (dataSize == 0 || dataSize == -1) {
-    state.Warn("streamed", position,
-               "The file was streamed: its data chunk doesn't say how long it is.");
-  } else if (dataSize < 0) {
-    state.Warn("data-too-long", position,
-               Sentence("The data chunk states ", static_cast<std::uint32_t>(dataSize),
-                        " bytes; up to 2147483647 are read."));
-  }
-  return state.Refuse(Refusal::NoData);
-}
-
-void FillBlock(ImportState& state, const WaveFormat& format, Long dataSize) {
-  BlockRec& block = state.Blocks.emplace_back();
-  block.DataPtr = state.DataFile->Position();
+void FillBlock(Opening& opening, const HeaderView& format, Long dataSize) {
+  BlockRec& block = opening.Store.Blocks.emplace_back();
+  block.DataPtr = opening.DataFile.Position();
   block.ADCName = u"Sound";
-  block.SamplingRate = static_cast<Single>(format.SamplesPerSecond);
-  block.DimensionChannels(format.Channels);
+  block.SamplingRate = static_cast<Single>(format[WaveRate]);
+  block.DimensionChannels(format[WaveChannels]);
   for (Single& scale : block.ChannelScale) scale = AdcScale(block.ADCName, 0);
   block.FillFrom(dataSize);
-  block.StartDateTime = state.DataFile->FileDateTime();
-  block.Title = FromUtf8(Sentence(format.SamplesPerSecond / 1000.0, " kHz, ", format.Bits, "-bit"));
-  state.FileType = WaveFileType;
-  state.FileSubType = ReadBeside(state, u"_wavheader.txt", ReadBinHeader, block) ? 1 : 0;
+  block.StartDateTime = opening.DateOfFile();
+  block.Title = FromUtf8(Sentence(format[WaveRate] / 1000.0, " kHz, ", format[WaveBits], "-bit"));
+  const bool described = ReadBeside(opening, u"_wavheader.txt", ReadBinHeader, block);
+  opening.FinishFile(WaveForm, WaveFileType, described ? 1 : 0);
 }
 
 }  // namespace
 
-bool ReadWaveFile(ImportState& state) {
-  BinaryFile& file = *state.DataFile;
-  if (file.Size() < WaveSmallestFile) return state.Refuse(Refusal::NoData);
+void ReadWaveFile(Opening& opening) {
+  BinaryFile& file = opening.DataFile;
+  opening.NeedBytes(WaveSmallestFile, "a wave file");
   file.Seek(0);
   const Chunk riff = ReadChunkHead(file);
-  if (riff.Id != WaveRiff || file.ReadValue<Long>() != WaveForm) return ReadRawFile(state);
+  if (riff.Id != WaveRiff || file.ReadValue<Long>() != WaveForm) return ReadRawFile(opening);
 
-  const Chunk formatChunk = SkipFacts(file, ReadChunkHead(file));
-  if (formatChunk.Id != WaveFormatChunk) {
-    NoteChunkInTheWay(state, file, formatChunk.Id, "fmt ");
-    return state.Refuse(Refusal::UnknownFormat);
-  }
+  const Long formatSize = FindChunk(file, WaveFormatChunk);
   const std::int64_t formatPosition = file.Position();
-  std::array<Byte, WaveFormatBytes> body{};
-  file.ReadByteArray(body.data(), WaveFormatBytes);
-  const WaveFormat format{HeaderView(body)};
-  if (!CheckFormat(state, format)) {
-    NoteCoding(state, formatPosition, format);
-    return false;
-  }
+  const Header<WaveFormatBytes> format(file);
+  CheckFormat(format, formatPosition);
   constexpr Long bodyBytes = WaveFormatBytes;
-  if (formatChunk.Size > bodyBytes) file.Skip(formatChunk.Size - bodyBytes);
+  if (formatSize > bodyBytes) file.Skip(formatSize - bodyBytes);
 
-  const Chunk data = SkipFacts(file, ReadChunkHead(file));
-  if (data.Id != WaveDataChunk) {
-    NoteChunkInTheWay(state, file, data.Id, "data");
-    return false;
-  }
-  if (!CheckData(state, format, data.Size, file.Position())) return false;
-  FillBlock(state, format, data.Size);
-  state.FinishFile(WaveForm, LibraryMajor, LibraryMinor, state.FileType, state.FileSubType);
-  return true;
+  const Long dataSize = FindChunk(file, WaveDataChunk);
+  CheckData(dataSize, format[WaveFrameBytes], file.Position());
+  FillBlock(opening, format, dataSize);
 }
 
 }  // namespace lmimport

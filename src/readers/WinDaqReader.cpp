@@ -15,51 +15,44 @@
 //      110            channel entries: 8 double slope, in units per four counts; 16 double
 //                     intercept, in units; 24 six bytes of unit
 //
-// Behind the header stand samples, markers, annotation text (channel titles, each ended by a zero
+// The header is followed by samples, markers, annotation text (channel titles, each ended by a zero
 // byte) and comment texts, likewise ended, that the markers point to from the start of the
 // annotation text.
 //
 // A marker is one to three int32: its frame; a time stamp unless the frame is negative; a pointer
 // to its comment if the next value is at or below the negative number of frames, with the top bit
 // set and the distance in the others.
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
 #include "model/Date.h"
-#include "readers/FixedText.h"
-#include "readers/HeaderView.h"
+#include "model/HeaderView.h"
 #include "readers/Readers.h"
 
 namespace lmimport {
 namespace {
 
-constexpr std::int64_t SmallestFile = 154;
-constexpr std::size_t HeaderBytes = 110;
-constexpr std::size_t ChannelEntryBytes = 36;
-constexpr std::uint16_t EndOfHeader = 0x8001;
-constexpr Integer ChannelMask = 31;
-constexpr Long PointerMask = 0x7fffffff;
+constexpr std::int64_t WinDaqSmallestFile = 154;
+constexpr std::size_t WinDaqHeaderBytes = 110;
+constexpr std::size_t WinDaqEntryBytes = 36;
+constexpr std::uint16_t WinDaqEndOfHeader = 0x8001;
+constexpr Integer WinDaqChannelMask = 31;
+constexpr Long WinDaqPointerMask = 0x7fffffff;
 constexpr Long NoComment = -1;
-constexpr Integer HiResFlag = 1 << 1;
-constexpr Integer PackedFlag = 1 << 14;
+constexpr Integer WinDaqHiRes = 1 << 1;
+constexpr Integer WinDaqPacked = 1 << 14;
 constexpr Long WinDaqFileType = 6;
 
-constexpr std::size_t WinDaqChannels = 0;
-constexpr std::size_t WinDaqChannelTableOffset = 4;
-constexpr std::size_t WinDaqChannelEntrySize = 5;
-constexpr std::size_t WinDaqHeaderSize = 6;
-constexpr std::size_t WinDaqDataBytes = 8;
-constexpr std::size_t WinDaqTrailerBytes = 12;
-constexpr std::size_t WinDaqAnnotationBytes = 16;
-constexpr std::size_t WinDaqSampleInterval = 28;
-constexpr std::size_t WinDaqStartTime = 36;
-constexpr std::size_t WinDaqEndTime = 40;
-constexpr std::size_t WinDaqFlags = 100;
+constexpr Field<Integer> WinDaqChannels{0}, WinDaqHeaderSize{6}, WinDaqAnnotationBytes{16},
+    WinDaqFlags{100};
+constexpr Field<Byte> WinDaqChannelTableOffset{4}, WinDaqChannelEntrySize{5};
+constexpr Field<Long> WinDaqDataBytes{8}, WinDaqTrailerBytes{12}, WinDaqStartTime{36},
+    WinDaqEndTime{40};
+constexpr Field<Double> WinDaqSampleInterval{28};
 // of a channel entry
-constexpr std::size_t WinDaqSlope = 8;
-constexpr std::size_t WinDaqIntercept = 16;
-constexpr std::size_t WinDaqUnits = 24;
-constexpr std::size_t WinDaqUnitsBytes = 6;
+constexpr Field<Double> WinDaqSlope{8}, WinDaqIntercept{16};
+constexpr TextField WinDaqUnits{24, 6};
 
 struct Areas {
   std::int64_t Samples;
@@ -72,24 +65,25 @@ struct Areas {
 
 Areas AreasOf(const HeaderView& header) {
   Areas areas{};
-  areas.Samples = header.Int16(WinDaqHeaderSize);
-  areas.DataBytes = header.Int32(WinDaqDataBytes);
+  areas.Samples = header[WinDaqHeaderSize];
+  areas.DataBytes = header[WinDaqDataBytes];
   areas.Markers = areas.Samples + areas.DataBytes;
-  areas.MarkerBytes = header.Int32(WinDaqTrailerBytes);
+  areas.MarkerBytes = header[WinDaqTrailerBytes];
   areas.Annotations = areas.Markers + areas.MarkerBytes;
-  areas.AnnotationBytes = header.Int16(WinDaqAnnotationBytes);
+  areas.AnnotationBytes = header[WinDaqAnnotationBytes];
   return areas;
 }
 
 // Titles of the channels, in order; what has none keeps an empty one.
-void ReadTitles(ImportState& state, const Areas& areas, Integer channelCount) {
+void ReadTitles(Opening& opening, const Areas& areas, Integer channelCount) {
   String titles;
-  state.DataFile->SeekTo(areas.Annotations);
-  state.DataFile->ReadFixedString(titles, areas.AnnotationBytes - 1);
+  opening.DataFile.SeekTo(areas.Annotations);
+  opening.DataFile.ReadFixedString(titles, areas.AnnotationBytes - 1);
   std::size_t start = 0;
   for (Integer i = 0; i < channelCount && start <= titles.size(); ++i) {
     const std::size_t end = std::min(titles.find(u'\0', start), titles.size());
-    state.Channels[static_cast<std::size_t>(i)].ChannelTitle = titles.substr(start, end - start);
+    opening.Store.Channels[static_cast<std::size_t>(i)].ChannelTitle =
+        titles.substr(start, end - start);
     start = end + 1;
   }
 }
@@ -100,13 +94,13 @@ std::vector<Long> ReadMarkerTable(BinaryFile& file, const Areas& areas) {
   const std::int64_t claimed = areas.MarkerBytes / 4;
   std::vector<Long> values(static_cast<std::size_t>(std::clamp<std::int64_t>(there, 0, claimed)));
   file.SeekTo(areas.Markers);
-  file.ReadInt32Array(values.data(), static_cast<std::int64_t>(values.size()));
+  file.ReadInt32Array(values.data(), std::ssize(values));
   return values;
 }
 
 // Calls take(position, offset of the comment from the start of the annotation text or NoComment)
 // for each marker. A table that the file cuts off goes on with zeros, which are markers of frame 0,
-// and those are dropped. So only what is there needs to be walked, with zeros behind it.
+// and those are dropped. So only what is there needs to be walked, followed by zeros.
 template <class Take>
 void WalkMarkers(const std::vector<Long>& values, const Areas& areas, Integer channelCount,
                  Take take) {
@@ -120,44 +114,62 @@ void WalkMarkers(const std::vector<Long>& values, const Areas& areas, Integer ch
     const Long position = value(i);
     if (position >= 0) ++i;  // its time stamp
     Long comment = NoComment;
-    if (i + 1 < claimed && value(i + 1) <= lowestPosition) comment = value(++i) & PointerMask;
+    if (i + 1 < claimed && value(i + 1) <= lowestPosition) comment = value(++i) & WinDaqPointerMask;
     if (position != 0) take(position, comment);
   }
 }
 
-// The texts together are held to the size of the file: real ones lie apart in it, and a table of
-// markers that all point to one long text would otherwise fill the memory.
-void ReadComments(ImportState& state, const Areas& areas, BlockRec& block) {
-  BinaryFile& file = *state.DataFile;
-  const std::vector<Long> values = ReadMarkerTable(file, areas);
+// Gives the comments their texts. Many markers can point to one text, or into the middle of one: so
+// that all together cost no more than the file, each stretch between two places that are pointed to
+// is read once, and a text goes from its place to the next zero.
+void ReadTexts(BinaryFile& file, std::int64_t annotations, BlockRec& block) {
+  std::vector<std::int64_t> offsets;
+  for (const CommentRec& comment : block.Comments) {
+    if (comment.TextStart != NoComment) offsets.push_back(comment.TextStart);
+  }
+  std::ranges::sort(offsets);
+  offsets.erase(std::unique(offsets.begin(), offsets.end()), offsets.end());
+  std::vector<std::int64_t> starts;
+  starts.reserve(offsets.size());
+  for (std::size_t i = 0; i < offsets.size(); ++i) {
+    const bool last = i + 1 == offsets.size();
+    const std::int64_t limit = last ? file.Size() : offsets[i + 1] - offsets[i];
+    String stretch;
+    file.Seek(annotations + offsets[i]);
+    const bool ends = file.ReadTerminatedString(stretch, limit) < limit || last;
+    starts.push_back(std::ssize(block.SharedTexts));
+    block.SharedTexts += stretch;
+    if (ends) block.SharedTexts += u'\0';
+  }
+  for (CommentRec& comment : block.Comments) {
+    if (comment.TextStart == NoComment) continue;
+    const auto place = std::ranges::lower_bound(offsets, comment.TextStart) - offsets.begin();
+    comment.TextStart = starts[static_cast<std::size_t>(place)];
+  }
+}
+
+void ReadComments(Opening& opening, const Areas& areas) {
+  BlockRec& block = opening.Store.Blocks.front();
+  const std::vector<Long> values = ReadMarkerTable(opening.DataFile, areas);
   std::size_t count = 0;
   WalkMarkers(values, areas, block.ChannelCount, [&](Long, Long) { ++count; });
   block.Comments.reserve(count);
-  std::int64_t allowed = file.Size();
-  std::int64_t leftOut = 0;
   WalkMarkers(values, areas, block.ChannelCount, [&](Long position, Long offset) {
     CommentRec& comment = block.Comments.emplace_back();
     comment.Position = HeldAsLong(std::abs(std::int64_t{position}) + 1);
-    if (offset == NoComment) return;
-    file.Seek(areas.Annotations + offset);
-    allowed -= file.ReadTerminatedString(comment.Text, allowed);
-    if (allowed <= 0) ++leftOut;
+    comment.TextStart = offset;
   });
-  block.CommentCount = HeldAsLong(static_cast<std::int64_t>(count));
-  if (leftOut > 0)
-    state.Note("comment-texts-left-out", areas.Markers,
-               Sentence(leftOut,
-                        " comments have no text here, or only its beginning: the markers point to "
-                        "more text than the file has."));
+  ReadTexts(opening.DataFile, areas.Annotations, block);
+  block.CommentCount = HeldAsLong(std::ssize(block.Comments));
 }
 
 // Real recordings state the interval of one channel, while the layout has it run over all of them.
 // Where the header has both ends of the recording, they tell which it is.
-void CheckRate(ImportState& state, const HeaderView& header, const BlockRec& block) {
-  const Double interval = header.Real64(WinDaqSampleInterval);
-  if (block.ChannelCount == 1 || interval <= 0) return;
-  const auto stated = static_cast<Double>(header.Int32(WinDaqEndTime)) -
-                      static_cast<Double>(header.Int32(WinDaqStartTime));
+void CheckRate(Opening& opening, const HeaderView& header, const BlockRec& block) {
+  const Double interval = header[WinDaqSampleInterval];
+  if (block.ChannelCount == 1 || !(interval > 0)) return;
+  const auto stated =
+      static_cast<Double>(header[WinDaqEndTime]) - static_cast<Double>(header[WinDaqStartTime]);
   const Double ofOneChannel = interval * block.SizeChannel;
   const auto agrees = [stated](Double seconds) {
     return std::abs(seconds - stated) <= 1 + stated / 100;
@@ -170,79 +182,76 @@ void CheckRate(ImportState& state, const HeaderView& header, const BlockRec& blo
   if (stated > 0 && agrees(ofOneChannel))
     text +=
         Sentence(" The times of start and end in the header, ", stated, " s apart, say so too.");
-  state.Warn("rate-over-channels", static_cast<std::int64_t>(WinDaqSampleInterval), text);
+  opening.Warn("rate-over-channels", {WinDaqSampleInterval.Position(), 0}, std::move(text));
 }
 
-void CheckFlags(ImportState& state, const HeaderView& header) {
-  const Integer flags = header.Int16(WinDaqFlags);
-  constexpr auto position = static_cast<std::int64_t>(WinDaqFlags);
-  if ((flags & PackedFlag) != 0)
-    state.Warn("packed", position,
-               "The header says that the file is packed: its samples are no plain frames, and what "
-               "is read of them is wrong.");
-  if ((flags & HiResFlag) == 0)
-    state.Warn("low-bits", position,
-               "The header doesn't say HiRes, so the two low bits of each word are no data; they "
-               "are read with it, and raise a sample by up to three quarters of a 14-bit count.");
+void CheckFlags(Opening& opening, const HeaderView& header) {
+  const Integer flags = header[WinDaqFlags];
+  if ((flags & WinDaqPacked) != 0)
+    opening.Warn("packed", WinDaqFlags.Position(),
+                 "The header says that the file is packed: its samples are no plain frames, and "
+                 "what is read of them is wrong.");
+  if ((flags & WinDaqHiRes) == 0)
+    opening.Warn("low-bits", WinDaqFlags.Position(),
+                 "The header doesn't say HiRes, so the two low bits of each word are no data; they "
+                 "are read with it, and raise a sample by up to three quarters of a 14-bit count.");
 }
 
-// Rate and channels. False for numbers that are no rate and no scale.
-bool FillChannels(ImportState& state, const HeaderView& header, std::span<const Byte> entries,
-                  BlockRec& block) {
-  block.SamplingRate =
-      static_cast<Single>(block.ChannelCount / header.Real64(WinDaqSampleInterval));
-  if (block.SamplingRate <= 0) block.SamplingRate = 1;
-  if (!std::isfinite(block.SamplingRate)) return false;
+void FillChannels(Opening& opening, const HeaderView& header, BinaryFile& file, BlockRec& block) {
+  block.SamplingRate = Narrowed(block.ChannelCount / header[WinDaqSampleInterval], "WinDaq rate",
+                                WinDaqSampleInterval.Position());
+  if (!(block.SamplingRate > 0)) block.SamplingRate = 1;
   for (std::size_t i = 0; i < block.ChannelScale.size(); ++i) {
-    const HeaderView entry(entries.subspan(i * ChannelEntryBytes, ChannelEntryBytes));
+    const std::int64_t position = file.Position();
+    const Header<WinDaqEntryBytes> entry(file);
     // The slope is that of a 14-bit count, which is four counts of the word.
-    block.ChannelScale[i] = static_cast<Single>(4.0 / entry.Real64(WinDaqSlope));
-    block.ChannelOffset[i] = static_cast<Single>(entry.Real64(WinDaqIntercept));
-    if (std::isnan(block.ChannelScale[i])) return false;
-    state.Channels[i].ChannelUnitName =
-        FixedText(state.Texts, entry.Bytes(WinDaqUnits, WinDaqUnitsBytes));
+    block.ChannelScale[i] = Narrowed(4.0 / entry[WinDaqSlope], "WinDaq counts per unit", position);
+    block.ChannelOffset[i] = Narrowed(entry[WinDaqIntercept], "WinDaq intercept", position);
+    opening.Store.Channels[i].ChannelUnitName = entry[WinDaqUnits];
   }
-  return true;
 }
 
 }  // namespace
 
-bool ReadWinDaqFile(ImportState& state) {
-  BinaryFile& file = *state.DataFile;
-  const std::int64_t fileSize = file.Size();
-  if (fileSize < SmallestFile) return state.Refuse(Refusal::NoData);
-  std::array<Byte, HeaderBytes> headerBytes{};
-  file.Seek(0);
-  file.ReadByteArray(headerBytes.data(), HeaderBytes);
-  const HeaderView header(headerBytes);
-  if (header.Int8(WinDaqChannelTableOffset) != HeaderBytes ||
-      header.Int8(WinDaqChannelEntrySize) != ChannelEntryBytes)
-    return state.Refuse(Refusal::UnknownFormat);
-  const auto channelCount = static_cast<Integer>(header.Int16(WinDaqChannels) & ChannelMask);
-  if (channelCount == 0) return state.Refuse(Refusal::UnknownFormat);
-
-  std::array<Byte, ChannelMask * ChannelEntryBytes> entries{};
-  file.ReadByteArray(entries.data(), channelCount * std::int64_t{ChannelEntryBytes});
+void ReadWinDaqFile(Opening& opening) {
+  BinaryFile& file = opening.DataFile;
+  opening.NeedBytes(WinDaqSmallestFile, "a WinDaq file");
+  const Header<WinDaqHeaderBytes> header(file, 0);
+  if (header[WinDaqChannelTableOffset] != WinDaqHeaderBytes ||
+      header[WinDaqChannelEntrySize] != WinDaqEntryBytes)
+    RefuseAsUnknown(WinDaqChannelTableOffset.Position(),
+                    "The file is named .wdq, but bytes 4 and 5 are ",
+                    header[WinDaqChannelTableOffset], " and ", header[WinDaqChannelEntrySize],
+                    " and not 110 and 36.");
+  const auto channelCount = static_cast<Integer>(header[WinDaqChannels] & WinDaqChannelMask);
+  if (channelCount == 0)
+    RefuseAsUnknown(0, "The file is named .wdq, but its header states no channel.");
   const Areas areas = AreasOf(header);
   file.SeekTo(areas.Samples - 2);
-  if (file.ReadValue<std::uint16_t>() != EndOfHeader) return state.Refuse(Refusal::FormatError);
+  if (file.ReadValue<std::uint16_t>() != WinDaqEndOfHeader)
+    RefuseAsDamaged(areas.Samples > file.Size() ? file.Size() : WinDaqHeaderSize.Position(),
+                    areas.Samples > file.Size()
+                        ? Sentence("The file is named .wdq, but it ends at byte ", file.Size(),
+                                   " of a header of ", areas.Samples, ".")
+                        : Sentence("The header doesn't end at byte ", areas.Samples,
+                                   ", as it states: its end mark isn't there."));
 
-  BlockRec& block = state.Blocks.emplace_back();
+  BlockRec& block = opening.Store.Blocks.emplace_back();
   block.ADCName = u"WDQ";
   block.Resolution = 16;
   block.DimensionChannels(channelCount);
-  if (!FillChannels(state, header, entries, block)) return state.Refuse(Refusal::FormatError);
-  const std::int64_t dataBytes = areas.DataBytes < 2 ? fileSize - areas.Samples : areas.DataBytes;
-  block.FillFrom(dataBytes);
+  file.Seek(WinDaqHeaderBytes);
+  FillChannels(opening, header, file, block);
+  block.FillFrom(areas.DataBytes < 2 ? file.Size() - areas.Samples : areas.DataBytes);
   block.DataPtr = areas.Samples;
-  block.StartDateTime = DateSerial(1970, 1, 1) + header.Int32(WinDaqStartTime) / SecondsPerDay;
-  ReadTitles(state, areas, channelCount);
-  if (areas.MarkerBytes >= 4) ReadComments(state, areas, block);
+  block.StartDateTime = DateSerial(1970, 1, 1) + header[WinDaqStartTime] / SecondsPerDay;
+  ReadTitles(opening, areas, channelCount);
+  if (areas.MarkerBytes >= 4)
+    opening.DoOrDefer(Later::Comments, [areas](Opening& later) { ReadComments(later, areas); });
 
-  state.FinishFile(FourCharacters("ABIN"), 1, 0, WinDaqFileType);
-  CheckRate(state, header, block);
-  CheckFlags(state, header);
-  return true;
+  opening.FinishFile(FourCharacters("ABIN"), 1, 0, WinDaqFileType);
+  CheckRate(opening, header, opening.Store.Blocks.front());
+  CheckFlags(opening, header);
 }
 
 }  // namespace lmimport

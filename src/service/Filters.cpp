@@ -1,45 +1,35 @@
 #include "service/Filters.h"
 
-#include <array>
+#include <lmimport/Text.h>
+
+#include <algorithm>
+
+#include "recording/Formats.h"
 
 namespace lmimport {
 namespace {
 
-struct Filter {
-  const char16_t* Title;
-  const char16_t* Patterns;
-};
-
-// The index of a filter, from 1, is the FileType of its family.
-constexpr std::array<Filter, NumberOfFilters> Filters = {{
-    {u"Lumetra Chart", u"*.lmc"},
-    {u"Binary Files", u"*.bin"},
-    {u"Raw Data", u"*.dat;*.data"},
-    {u"Waveform Audio", u"*.wav"},
-    {u"ADCLab Files", u"*.alf"},
-    {u"WinDaq Files", u"*.wdq"},
-    {u"Axon Binary Files", u"*.abf"},
-    {u"Biopac 3.x Files", u"*.acq"},
-    {u"European Data Format", u"*.edf"},
-    {u"MATLAB Data Files", u"*.mat"},
-    {u"Peak Files", u"*.pk;*.sfk"},
-    {u"All Files", u"*.*"},
-}};
-
-const Filter* FindFilter(Long index) {
-  const bool known = index >= 1 && index <= NumberOfFilters;
-  return known ? &Filters[static_cast<std::size_t>(index - 1)] : nullptr;
+// The index of a filter, from 1, is the FileType of its family; null for the last, and for any other
+// number.
+const Format* FindFamily(Long index) {
+  const auto formats = ReadFormats();
+  const auto found = std::ranges::find_if(formats, [index](const Format& format) {
+    return format.FileType == index && !format.FilterTitle.empty();
+  });
+  return found != formats.end() ? &*found : nullptr;
 }
 
 }  // namespace
 
 String TitleOfFilter(Long index) {
-  const Filter* filter = FindFilter(index);
-  return filter != nullptr ? filter->Title : u"Supported Files";
+  if (index == NumberOfFilters) return u"All Files";
+  const Format* family = FindFamily(index);
+  return family != nullptr ? FromUtf8(family->FilterTitle) : u"Supported Files";
 }
 
 String PatternsOfFilter(Long index) {
-  if (const Filter* filter = FindFilter(index)) return filter->Patterns;
+  if (index == NumberOfFilters) return u"*.*";
+  if (const Format* family = FindFamily(index)) return FromUtf8(family->Patterns);
   String all = PatternsOfFilter(1);
   for (Long i = 2; i < NumberOfFilters; ++i) all.append(u";").append(PatternsOfFilter(i));
   return all;
@@ -50,7 +40,7 @@ String DialogFilter(Long index) {
     const String patterns = PatternsOfFilter(i);
     return TitleOfFilter(i).append(u" (").append(patterns).append(u")|").append(patterns);
   };
-  if (FindFilter(index) != nullptr) return single(index);
+  if (index >= 1 && index <= NumberOfFilters) return single(index);
   String all = TitleOfFilter(0).append(u"|").append(PatternsOfFilter(0));
   for (Long i = 1; i <= NumberOfFilters; ++i) all.append(u"|").append(single(i));
   return all;

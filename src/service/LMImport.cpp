@@ -1,24 +1,24 @@
 #include <lmimport/FileSelector.h>
 #include <lmimport/Findings.h>
+#include <lmimport/Import.h>
 #include <lmimport/LMIFile.h>
-#include <lmimport/LMImport.h>
 #include <lmimport/Text.h>
 
 #include <utility>
 
-#include "model/ImportState.h"
-#include "model/Version.h"
 #include "platform/FileDialog.h"
 #include "platform/System.h"
 #include "service/DesktopSelector.h"
 #include "service/Filters.h"
-#include "service/OpenPipeline.h"
+#include "service/ImportState.h"
+#include "service/OpenDataFile.h"
 #include "service/StartUp.h"
 
 namespace lmimport {
 namespace {
 
 constexpr Double SamplingRateLimit = 1e10;
+constexpr std::u16string_view LibraryName = u"Lumetra Import Library";
 
 const std::shared_ptr<FileSelector>& Selector(ImportState& state) {
   if (!state.FileSelector) {
@@ -50,7 +50,7 @@ LMImport::~LMImport() {
   state->CurrentFile.reset();
 }
 
-// What doesn't depend on the thread's store is given on the object's own thread only, all the same.
+// What doesn't depend on the thread's state is given on the object's own thread only, all the same.
 template <class T>
 T LMImport::OnOwnThread(T value) const {
   StateOf(thread_);
@@ -61,7 +61,7 @@ String LMImport::Name() const {
   return OnOwnThread(String(LibraryName));
 }
 String LMImport::Version() const {
-  return OnOwnThread(String(LibraryVersion));
+  return OnOwnThread(FromUtf8(LMIMPORT_VERSION));
 }
 Integer LMImport::Major() const {
   return OnOwnThread(LibraryMajor);
@@ -70,7 +70,7 @@ Integer LMImport::Minor() const {
   return OnOwnThread(LibraryMinor);
 }
 Integer LMImport::Revision() const {
-  return OnOwnThread(LibraryRevision);
+  return OnOwnThread(Integer{LMIMPORT_VERSION_PATCH});
 }
 
 bool LMImport::OpenFile(const String& FileName, LMIFilePtr& ObjectFile) {
@@ -78,12 +78,7 @@ bool LMImport::OpenFile(const String& FileName, LMIFilePtr& ObjectFile) {
   ObjectFile.reset();
   if (!state.CurrentFile) state.CurrentFile.reset(new LMIFile);
   state.CurrentFile->CloseInternal();
-  try {
-    if (!OpenDataFile(state, FileName)) return false;
-  } catch (...) {
-    state.ResetStore();
-    throw;
-  }
+  if (!OpenDataFile(state, FileName)) return false;
   ObjectFile = state.CurrentFile;
   return true;
 }
@@ -146,9 +141,9 @@ void LMImport::SetDefaultPath(const String& Path) {
 }
 
 Integer LMImport::DefaultChannelCount() {
-  Integer& count = StateOf(thread_).DefaultChannelCount;
-  if (count < 1) count = 1;
-  return count;
+  ImportState& state = StateOf(thread_);
+  state.SettleDefaults();
+  return state.DefaultChannelCount;
 }
 
 void LMImport::SetDefaultChannelCount(Integer Count) {
@@ -157,9 +152,9 @@ void LMImport::SetDefaultChannelCount(Integer Count) {
 }
 
 Double LMImport::DefaultSamplingRate() {
-  Single& rate = StateOf(thread_).DefaultSamplingRate;
-  if (!(rate > 0)) rate = FallbackSamplingRate;
-  return rate;
+  ImportState& state = StateOf(thread_);
+  state.SettleDefaults();
+  return state.DefaultSamplingRate;
 }
 
 void LMImport::SetDefaultSamplingRate(Double Rate) {

@@ -154,4 +154,67 @@ std::string OpenAndAsk(LMImport& import, const std::string& name, bool& isOpen) 
   return isOpen ? AskEverything(*file) : "";
 }
 
+namespace {
+
+// Frames and the samples of each channel, around both ends of a block.
+template <class T>
+bool ReadsOfRecordingAgree(const Recording& recording, std::size_t number) {
+  const Block& block = recording.Blocks()[number];
+  const std::size_t channels = block.Channels.size();
+  for (const std::int64_t first : {std::int64_t{0}, block.FrameCount / 2, block.FrameCount - 2}) {
+    std::vector<T> frames(Frames * channels);
+    std::vector<T> samples(Frames);
+    if (first < 0) continue;
+    const std::int64_t n = recording.ReadFrames(number, first, frames);
+    if (n != std::min<std::int64_t>(Frames, block.FrameCount - first)) return false;
+    for (std::size_t c = 0; c < channels; ++c) {
+      if (recording.Read(number, c, first, samples) != n) return false;
+      for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i)
+        if (!AreEqual(samples[i], frames[i * channels + c])) return false;
+    }
+  }
+  return true;
+}
+
+// The extremes of a few samples are among them.
+bool OverviewAgrees(const Recording& recording, std::size_t number) {
+  std::array<double, Frames> values{};
+  std::array<Extremes, 1> bin{};
+  const std::int64_t n = recording.Read(number, 0, 0, values);
+  recording.Overview(number, 0, 0, n, bin);
+  double smallest = std::nan("");
+  double largest = smallest;
+  for (const double value : std::span(values).first(static_cast<std::size_t>(n))) {
+    smallest = std::fmin(smallest, value);
+    largest = std::fmax(largest, value);
+  }
+  return AreEqual(bin[0].Smallest, smallest) && AreEqual(bin[0].Largest, largest);
+}
+
+}  // namespace
+
+std::string AskRecording(const Recording& recording) {
+  if (recording.Format().empty() || recording.FormatName().empty())
+    return "a recording of no format";
+  for (const Comment& comment : recording.Comments()) {
+    if (comment.BlockIndex >= recording.Blocks().size()) return "a comment of no block";
+  }
+  for (std::size_t i = 0; i < recording.Blocks().size(); ++i) {
+    if (!ReadsOfRecordingAgree<std::int16_t>(recording, i) ||
+        !ReadsOfRecordingAgree<std::int32_t>(recording, i) ||
+        !ReadsOfRecordingAgree<float>(recording, i) || !ReadsOfRecordingAgree<double>(recording, i))
+      return "reads of the same samples differ";
+    if (!OverviewAgrees(recording, i)) return "an overview of other samples";
+  }
+  return recording.Findings().size() > 16 ? "findings without a bound" : "";
+}
+
+std::string OpenAndAskRecording(const std::string& name) {
+  try {
+    return AskRecording(Recording::Open(name, {.Raw = RawData{}}));
+  } catch (const OpenError& error) {
+    return error.Findings().empty() ? "a refusal without a finding" : "";
+  }
+}
+
 }  // namespace lmimport::test

@@ -14,4 +14,8 @@ std::string AskEverything(LMIFile& file);
 /// and whether it was a file.
 std::string OpenAndAsk(LMImport& import, const std::string& name, bool& isOpen);
 
+/// The same of a Recording, with its other kinds of reads, and of an open of one.
+std::string AskRecording(const Recording& recording);
+std::string OpenAndAskRecording(const std::string& name);
+
 }  // namespace lmimport::test

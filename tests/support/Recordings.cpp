@@ -6,7 +6,7 @@
 
 namespace lmimport::test {
 
-std::vector<Recording> AllRecordings() {
+std::vector<BuiltRecording> AllRecordings() {
   const Chart chart{
       .Blocks = {ChartBlock{}, ChartBlock{.ChannelIndex = {1}, .Scale = {-3}, .Offset = {1}}}};
   const WinDaq winDaq{.Markers = {2, 77, CommentAt(20), -3}, .CommentTexts = "go"};
@@ -42,8 +42,8 @@ std::vector<Recording> AllRecordings() {
           {"adclab", {5, 0}, "plain.alf", PlainAlf()},
           {"adclab", {5, 0}, "device.alf", DeviceAlf()},
           {"ar", {3, 0}, "ar.dat", Ar()},
-          {"peak0", {11, 0}, "peak0.pk", Peak(0, 2)},
-          {"peak1", {11, 1}, "peak1.pk", Peak(1, 2)},
+          {"peak", {11, 0}, "peak0.pk", Peak(0, 2)},
+          {"peak", {11, 1}, "peak1.pk", Peak(1, 2)},
           {"matlab4", {10, 0}, "four.mat", Mat4(30, 2, 3, false, "x_Data", counts)},
           {"matlab5",
            {10, 0},
@@ -59,7 +59,7 @@ std::vector<Recording> AllRecordings() {
            Acq{.Channels = {{.Samples = {1, 2}}, {.Samples = {3, 4}}}}.Build()}};
 }
 
-void PrintTo(const Recording& recording, std::ostream* out) {
+void PrintTo(const BuiltRecording& recording, std::ostream* out) {
   *out << recording.Name;
 }
 

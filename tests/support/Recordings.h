@@ -10,7 +10,7 @@
 
 namespace lmimport::test {
 
-struct Recording {
+struct BuiltRecording {
   std::string Target;          // the fuzz target of its reader
   std::pair<Long, Long> Type;  // FileType and FileSubType
   std::string Name;
@@ -19,9 +19,9 @@ struct Recording {
   std::string SidecarBytes = {};
 };
 
-std::vector<Recording> AllRecordings();
+std::vector<BuiltRecording> AllRecordings();
 
 /// The name, where a test says which one it is about.
-void PrintTo(const Recording& recording, std::ostream* out);
+void PrintTo(const BuiltRecording& recording, std::ostream* out);
 
 }  // namespace lmimport::test

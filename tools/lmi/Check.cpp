@@ -3,44 +3,83 @@
 
 #include "Commands.h"
 #include "Output.h"
-#include "ProgressLine.h"
 #include "Text.h"
 
 namespace lmi {
+namespace {
+
 using namespace lmimport;
 
-LMIFilePtr OpenOrExplain(LMImport& import, const std::string& name, std::string& failure) {
-  try {
-    LMIFilePtr file;
-    const ProgressLine progress(OneLine(FromUtf8(name)));
-    if (!import.OpenFile(FromUtf8(name), file)) failure = ToUtf8(import.ErrorString());
-    return file;
-  } catch (const std::exception& fault) {
-    failure = fault.what();
-    return {};
-  }
+std::string FindFile(const OpenSettings& settings, const std::string& name) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const fs::path beside = fs::path(settings.DefaultPath) / name;
+  const bool found = settings.DefaultPath.empty() || fs::exists(name, error);
+  return found || !fs::exists(beside, error) ? name : beside.string();
 }
 
-int Check(LMImport& import, const InfoOptions& options) {
+// What a recording reads only when asked is read for its findings.
+void ReadAll(Opened& opened) {
+  try {
+    opened.Recording->Comments();
+    for (std::size_t i = 0; i < opened.Recording->Blocks().size(); ++i) {
+      double value = 0;
+      opened.Recording->Read(i, 0, 0, std::span(&value, 1));
+    }
+  } catch (const std::exception& fault) {
+    opened.Failure = fault.what();
+  }
+  opened.Findings = opened.Recording->Findings();
+}
+
+void PrintLines(const std::string& name, const Opened& opened) {
+  if (!opened.Failure.empty())
+    Print("{}: failed: {}\n", OneLine(name), OneLine(WithoutName(opened.Failure, name)));
+  for (const Finding& finding : opened.Findings)
+    Print("{}: {}\n", OneLine(name), FindingText(finding));
+}
+
+}  // namespace
+
+Opened OpenOrExplain(const OpenSettings& settings, const std::string& name, ProgressLine& line) {
+  Opened opened;
+  OpenOptions options;
+  options.CodePage = settings.CodePage;
+  options.Raw = RawData{settings.Channels, settings.Rate};
+  options.Progress = line.Handler();
+  try {
+    opened.Recording = Recording::Open(FindFile(settings, name), options);
+    opened.Findings = opened.Recording->Findings();
+  } catch (const OpenError& error) {
+    opened.Failure = error.what();
+    opened.Findings = error.Findings();
+    std::erase_if(opened.Findings, [&opened](const Finding& finding) {
+      return opened.Failure.find(finding.Text) != std::string::npos;
+    });
+  } catch (const std::exception& fault) {
+    opened.Failure = fault.what();
+  }
+  return opened;
+}
+
+int Check(const InfoOptions& options) {
   constexpr int warned = 3;
   bool anyWarning = false;
   bool anyFailure = false;
   auto all = nlohmann::ordered_json::array();
   for (const std::string& name : options.Files) {
-    std::string failure;
-    OpenOrExplain(import, name, failure);
-    if (!failure.empty()) PrintFailure(name, failure);
-    anyFailure = anyFailure || !failure.empty();
-    const std::vector<Finding> findings = Findings();
-    anyWarning = anyWarning || std::ranges::any_of(findings, &Finding::Warning);
+    ProgressLine line(OneLine(name));
+    Opened opened = OpenOrExplain(options.Open, name, line);
+    if (opened) ReadAll(opened);
+    anyFailure = anyFailure || !opened.Failure.empty();
+    anyWarning = anyWarning || std::ranges::any_of(opened.Findings, &Finding::Warning);
     if (options.Json) {
       nlohmann::ordered_json file = {{"FileName", name}};
-      if (!failure.empty()) file["ErrorString"] = failure;
-      file["Findings"] = FindingsToJson();
+      if (!opened.Failure.empty()) file["ErrorString"] = opened.Failure;
+      file["Findings"] = FindingsToJson(opened.Findings);
       all.push_back(std::move(file));
     } else {
-      for (const Finding& finding : findings)
-        Print("{}: {}\n", OneLine(FromUtf8(name)), FindingText(finding));
+      PrintLines(name, opened);
     }
   }
   if (options.Json) Print("{}\n", JsonText(all));
@@ -48,10 +87,10 @@ int Check(LMImport& import, const InfoOptions& options) {
   return anyFailure ? 1 : anyWarning ? warned : 0;
 }
 
-int Formats(const LMImport& import) {
-  Print("{:>4}  {:<22}  {}\n", "Type", "Format", "Files");
-  for (Long i = 1; i <= import.FilterCount(); ++i)
-    Print("{:>4}  {:<22}  {}\n", i, ToUtf8(import.FilterTitle(i)), ToUtf8(import.FilterFiles(i)));
+int Formats() {
+  Print("{:>4}  {:<8}  {:<22}  {}\n", "Type", "Id", "Format", "Files");
+  for (const FormatDescription& format : KnownFormats())
+    Print("{:>4}  {:<8}  {:<22}  {}\n", format.Number, format.Id, format.Name, format.Patterns);
   Flush();
   return 0;
 }

@@ -2,41 +2,62 @@
 // is said.
 #pragma once
 
-#include <lmimport/lmimport.h>
+#include <lmimport/Recording.h>
 
 #include <string>
 #include <vector>
 
+#include "ProgressLine.h"
+
 namespace lmi {
 
-/// The file, or a null pointer and why there is none.
-lmimport::LMIFilePtr OpenOrExplain(lmimport::LMImport& import, const std::string& name,
-                                   std::string& failure);
+/// How files are found and opened.
+struct OpenSettings {
+  std::string DefaultPath;  // folder in which files are looked for too; empty: none
+  int Channels = 1;         // of raw data that nothing describes
+  double Rate = 100;
+  int CodePage = 0;
+};
+
+/// A recording, or why there is none, and the findings either way.
+struct Opened {
+  std::optional<lmimport::Recording> Recording;
+  std::string Failure;
+  std::vector<lmimport::Finding> Findings;  // of a failure without what it says itself
+
+  explicit operator bool() const { return Recording.has_value(); }
+};
+
+/// Long work is shown on the line, as long as that lives.
+Opened OpenOrExplain(const OpenSettings& settings, const std::string& name, ProgressLine& line);
 
 struct InfoOptions {
+  OpenSettings Open;
   std::vector<std::string> Files;
   bool Json = false;
 };
 
-int Info(lmimport::LMImport& import, const InfoOptions& options);
+int Info(const InfoOptions& options);
 
-/// The findings of each file, one line each. 3 when there is a warning and no file failed.
-int Check(lmimport::LMImport& import, const InfoOptions& options);
+/// The findings of each file, and why it can't be opened, one line each. 3 when there is a warning
+/// and no file failed.
+int Check(const InfoOptions& options);
 
-/// The table of filters.
-int Formats(const lmimport::LMImport& import);
+/// The table of formats.
+int Formats();
 
 struct ReadOptions {
+  OpenSettings Open;
   std::string File;
-  lmimport::Integer Block = 1;
+  std::int64_t Block = 1;
   std::vector<std::string> Channels;  // numbers from 1 or titles; none: all
-  lmimport::Long Start = 1;
-  lmimport::Long Count = INT32_MAX;  // the rest of the block
-  std::string As = "double";         // or "integer", "single"
-  std::string Format = "csv";        // or "raw"
+  std::int64_t Start = 1;
+  std::int64_t Count = INT64_MAX;  // the rest of the block
+  std::string As = "double";       // or "integer", "single"
+  std::string Format = "csv";      // or "raw"
   bool Times = false;
 };
 
-int Read(lmimport::LMImport& import, const ReadOptions& options);
+int Read(const ReadOptions& options);
 
 }  // namespace lmi

@@ -1,5 +1,6 @@
 // "lmi info": what a recording is, as a table or as JSON.
 #include <algorithm>
+#include <cmath>
 
 #include "Commands.h"
 #include "Output.h"
@@ -11,167 +12,193 @@ namespace {
 using namespace lmimport;
 using nlohmann::ordered_json;
 
-constexpr Long ShownFrames = 4;
-constexpr Long ShownComments = 20;
+constexpr std::size_t ShownFrames = 4;
+constexpr std::size_t ShownComments = 20;
 constexpr std::size_t LongestTitle = 40;  // in the table
+constexpr double SecondsPerDay = 86400;
 
-struct Channel {
-  Double Factor;
-  Double Offset;
-  Double Lowest;  // of the values that 16-bit counts stand for
-  Double Highest;
-  std::vector<Double> First;
+// A recording as it is shown: the comments of each block, and where there are none, why.
+class Shown {
+ public:
+  explicit Shown(const Recording& recording)
+      : recording_(recording), comments_(recording.Blocks().size()) {
+    for (const Comment& comment : recording.Comments())
+      comments_[comment.BlockIndex].push_back(&comment);
+  }
+
+  const Recording& File() const { return recording_; }
+  const lmimport::Block& Block(std::size_t block) const { return recording_.Blocks()[block]; }
+  const std::vector<const Comment*>& Comments(std::size_t block) const { return comments_[block]; }
+
+  std::optional<Date> Start(std::size_t block) const {
+    const std::optional<Date> start = recording_.Start();
+    return start ? std::optional(*start + Block(block).StartTime / SecondsPerDay) : start;
+  }
+
+  // The frame at which a comment is, from 1.
+  std::int64_t Frame(const Comment& comment) const {
+    const lmimport::Block& block = Block(comment.BlockIndex);
+    return 1 + std::llround((comment.Time - block.StartTime) * block.SamplingRate);
+  }
+
+  std::vector<double> First(std::size_t block, std::size_t channel) const {
+    std::vector<double> values(ShownFrames);
+    const std::int64_t count = recording_.Read(block, channel, 0, values);
+    values.resize(static_cast<std::size_t>(count));
+    return values;
+  }
+
+ private:
+  const Recording& recording_;
+  std::vector<std::vector<const Comment*>> comments_;
 };
 
-Channel DescribeChannel(LMIBlock& block, Integer index) {
-  Channel channel{};
-  channel.Factor = block.ChannelDoubleA(index);
-  channel.Offset = block.ChannelDoubleB(index);
-  const Double smallest = INT16_MIN * channel.Factor + channel.Offset;
-  const Double largest = INT16_MAX * channel.Factor + channel.Offset;
-  channel.Lowest = std::min(smallest, largest);
-  channel.Highest = std::max(smallest, largest);
-  block.GetChannelDoubleArray(index, 1, ShownFrames, channel.First);
-  return channel;
+// Of the values that counts can be.
+std::pair<double, double> RangeOf(const Block& block, const Channel& channel) {
+  const double highest = std::ldexp(1.0, block.SampleBits - 1);
+  const double one = -highest * channel.Factor + channel.Offset;
+  const double other = (highest - 1) * channel.Factor + channel.Offset;
+  return {std::min(one, other), std::max(one, other)};
 }
 
-std::string Shortened(const String& text) {
-  return OneLine(text.size() <= LongestTitle ? text : text.substr(0, LongestTitle - 3) + u"...");
+std::string RangeText(const Block& block, const Channel& channel) {
+  if (block.RealSamples) return "-";
+  const auto [lowest, highest] = RangeOf(block, channel);
+  return fmt::format("{:.5g} .. {:.5g}", lowest, highest);
 }
 
-void PrintChannels(LMIBlock& block) {
+// Counted in characters, of which all but the first byte have the top bits 10.
+std::size_t Width(std::string_view text) {
+  const auto isFirst = [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; };
+  return static_cast<std::size_t>(std::ranges::count_if(text, isFirst));
+}
+
+std::string Shortened(const std::string& text) {
+  const std::string line = OneLine(text);
+  if (Width(line) <= LongestTitle) return line;
+  std::size_t end = 0;
+  while (Width(std::string_view(line).substr(0, end + 1)) <= LongestTitle - 3) ++end;
+  return line.substr(0, end) + "...";
+}
+
+std::string Padded(const std::string& text, std::size_t width) {
+  return text + std::string(width - std::min(width, Width(text)), ' ');
+}
+
+void PrintChannels(const Shown& shown, std::size_t number) {
+  const Block& block = shown.Block(number);
   std::size_t titleWidth = 5;
   std::size_t unitWidth = 4;
-  for (Integer i = 1; i <= block.ChannelCount(); ++i) {
-    titleWidth = std::max(titleWidth, std::min(LongestTitle, block.ChannelTitle(i).size()));
-    unitWidth = std::max(unitWidth, std::min(LongestTitle, block.ChannelUnitName(i).size()));
+  for (const Channel& channel : block.Channels) {
+    titleWidth = std::max(titleWidth, Width(Shortened(channel.Title)));
+    unitWidth = std::max(unitWidth, Width(Shortened(channel.Unit)));
   }
-  const auto row = [&](const auto& number, const std::string& title, const std::string& unit,
+  const auto row = [&](const auto& index, const std::string& title, const std::string& unit,
                        const std::string& factor, const std::string& offset,
                        const std::string& range, const std::string& first) {
-    Print("  {:>3}  {:<{}}  {:<{}}  {:>12}  {:>12}  {:>24}  {}\n", number, title, titleWidth, unit,
-          unitWidth, factor, offset, range, first);
+    Print("  {:>3}  {}  {}  {:>12}  {:>12}  {:>24}  {}\n", index, Padded(title, titleWidth),
+          Padded(unit, unitWidth), factor, offset, range, first);
   };
   row("#", "Title", "Unit", "Factor", "Offset", "Range", "First values");
-  for (Integer i = 1; i <= block.ChannelCount(); ++i) {
-    const Channel channel = DescribeChannel(block, i);
+  for (std::size_t c = 0; c < block.Channels.size(); ++c) {
+    const Channel& channel = block.Channels[c];
     std::string first;
-    for (const Double value : channel.First) first += fmt::format(" {:10.6g}", value);
-    row(i, Shortened(block.ChannelTitle(i)), Shortened(block.ChannelUnitName(i)),
+    for (const double value : shown.First(number, c)) first += fmt::format(" {:10.6g}", value);
+    row(c + 1, Shortened(channel.Title), Shortened(channel.Unit),
         fmt::format("{:.7g}", channel.Factor), fmt::format("{:.7g}", channel.Offset),
-        fmt::format("{:.5g} .. {:.5g}", channel.Lowest, channel.Highest), first);
+        RangeText(block, channel), first);
   }
 }
 
-void PrintComments(const LMIBlock& block) {
-  const Long count = block.CommentCount();
-  if (count == 0) return;
-  Print("  {:>3}  {:>10}  {:>12}  {}\n", "#", "Frame", "Time", "Comment");
-  for (Long i = 1; i <= std::min(count, ShownComments); ++i) {
-    const Long position = block.CommentPosition(i);
-    Print("  {:>3}  {:>10}  {:>12}  {}\n", i, position,
-          SecondsText(position - 1.0, block.SamplingRate()), OneLine(block.CommentText(i)));
+void PrintComments(const Shown& shown, std::size_t number) {
+  const auto& comments = shown.Comments(number);
+  if (comments.empty()) return;
+  Print("\n  {:>3}  {:>10}  {:>12}  {}\n", "#", "Frame", "Time", "Comment");
+  for (std::size_t i = 0; i < std::min(comments.size(), ShownComments); ++i) {
+    const std::int64_t frame = shown.Frame(*comments[i]);
+    Print("  {:>3}  {:>10}  {:>12}  {}\n", i + 1, frame,
+          SecondsText(static_cast<double>(frame - 1), shown.Block(number).SamplingRate),
+          OneLine(comments[i]->Text));
   }
-  if (count > ShownComments)
-    Print("       {} more comments (--json lists all)\n", count - ShownComments);
+  if (comments.size() > ShownComments)
+    Print("       {} more comments (--json lists all)\n", comments.size() - ShownComments);
 }
 
-void PrintText(std::string_view label, const String& text) {
+void PrintText(std::string_view label, const std::string& text) {
   const std::string line = OneLine(text);
   if (!line.empty()) Print("  {:<10}{}\n", label, line);
 }
 
-void PrintBlock(LMIBlock& block) {
-  Print("\nBlock {}\n", block.BlockIndex());
-  PrintText("Device", block.ADCName());
-  PrintText("Title", block.Title());
-  PrintText("Notes", block.Notes());
-  PrintText("Data pad", block.DataPad());
-  const std::string start = DateText(block.StartDateTime(), ' ');
+void PrintBlock(const Shown& shown, std::size_t number) {
+  const Block& block = shown.Block(number);
+  Print("\nBlock {}\n", number + 1);
+  PrintText("Device", block.Device);
+  PrintText("Title", block.Title);
+  PrintText("Notes", block.Notes);
+  const std::string start = DateText(shown.Start(number).value_or(0), ' ');
   Print("  {:<10}{}\n", "Start", start.empty() ? "not stated" : start);
-  Print("  {:<10}{} Hz\n", "Rate", static_cast<Single>(block.SamplingRate()));
-  Print("  {:<10}{} frames, {}\n", "Length", block.SizeChannel(),
-        SecondsText(block.SizeChannel(), block.SamplingRate()));
-  Print("  {:<10}{}\n\n", "Channels", block.ChannelCount());
-  PrintChannels(block);
-  if (block.CommentCount() > 0) Print("\n");
-  PrintComments(block);
+  Print("  {:<10}{} Hz\n", "Rate", static_cast<float>(block.SamplingRate));
+  Print("  {:<10}{} frames, {}\n", "Length", block.FrameCount,
+        SecondsText(static_cast<double>(block.FrameCount), block.SamplingRate));
+  Print("  {:<10}{}\n\n", "Channels", block.Channels.size());
+  PrintChannels(shown, number);
+  PrintComments(shown, number);
 }
 
-void PrintFindings() {
-  const std::vector<Finding> findings = Findings();
-  if (!findings.empty()) Print("\nFindings\n");
-  for (const Finding& finding : findings) Print("  {}\n", FindingText(finding));
+void PrintDescription(const Recording& recording) {
+  const Block& block = recording.Blocks().front();
+  if (!recording.Sidecar().empty())
+    Print("  {:<10}by {}\n", "Described", OneLine(recording.Sidecar()));
+  else if (recording.Format() == "raw")
+    Print(
+        "  {:<10}by nothing: raw 16-bit data, channels: {}, at {} Hz by default (--channels, "
+        "--rate)\n",
+        "Described", block.Channels.size(), static_cast<float>(block.SamplingRate));
 }
 
-// The ending of the file that described the samples, by the variants of the formats that have one;
-// empty: none did. Null where the format needs none.
-const char* Sidecar(LMIFile& file) {
-  const auto variant = std::pair(file.FileType(), file.FileSubType());
-  if (variant == std::pair(3, 1)) return ".par";
-  if (variant == std::pair(3, 2)) return ".rvp";
-  if (variant == std::pair(2, 2)) return "_binheader.txt";
-  if (variant == std::pair(4, 1)) return "_wavheader.txt";
-  if (variant == std::pair(3, 0) && file.Block(1)->ADCName() == u"DAT") return "";
-  return nullptr;
+void PrintFile(const Shown& shown) {
+  const Recording& recording = shown.File();
+  Print("{}\n", OneLine(recording.Path().filename().string()));
+  PrintText("File", recording.Path().string());
+  Print("  {:<10}{} ({})\n", "Format", recording.FormatName(), recording.Format());
+  PrintDescription(recording);
+  PrintText("Notes", recording.Notes());
+  Print("  {:<10}{}\n", "Blocks", recording.Blocks().size());
+  for (std::size_t i = 0; i < recording.Blocks().size(); ++i) PrintBlock(shown, i);
 }
 
-void PrintSidecar(LMIFile& file) {
-  const char* sidecar = Sidecar(file);
-  if (sidecar == nullptr) return;
-  const String name = file.FileTitle();
-  Print("  {:<10}", "Described");
-  if (*sidecar == '\0') {
-    Print("by nothing: raw 16-bit data, channels: {}, at {} Hz by default (--channels, --rate)\n",
-          file.Block(1)->ChannelCount(), static_cast<Single>(file.Block(1)->SamplingRate()));
-  } else {
-    Print("by {}{}\n", OneLine(name.substr(0, name.size() - std::min<std::size_t>(name.size(), 4))),
-          sidecar);
-  }
-}
-
-void PrintFile(const LMImport& import, LMIFile& file) {
-  Print("{}\n", OneLine(file.FileTitle()));
-  PrintText("File", file.FileName());
-  Print("  {:<10}{} (type {}, variant {})\n", "Format", ToUtf8(import.FilterTitle(file.FileType())),
-        file.FileType(), file.FileSubType());
-  PrintSidecar(file);
-  PrintText("Notes", file.Notes());
-  PrintText("Data pad", file.DataPad());
-  Print("  {:<10}{}\n", "Blocks", file.BlockCount());
-  for (Long i = 1; i <= file.BlockCount(); ++i) PrintBlock(*file.Block(static_cast<Integer>(i)));
-}
-
-ordered_json BlockToJson(LMIBlock& block) {
+ordered_json BlockToJson(const Shown& shown, std::size_t number) {
+  const Block& block = shown.Block(number);
   ordered_json channels = ordered_json::array();
-  for (Integer i = 1; i <= block.ChannelCount(); ++i) {
-    const Channel channel = DescribeChannel(block, i);
-    channels.push_back({{"ChannelIndex", i},
-                        {"ChannelGlobalIndex", block.ChannelGlobalIndex(i)},
-                        {"ChannelTitle", ToUtf8(block.ChannelTitle(i))},
-                        {"ChannelUnitName", ToUtf8(block.ChannelUnitName(i))},
-                        {"ChannelDoubleA", channel.Factor},
-                        {"ChannelDoubleB", channel.Offset},
-                        {"Range", {channel.Lowest, channel.Highest}},
-                        {"First", channel.First}});
+  for (std::size_t c = 0; c < block.Channels.size(); ++c) {
+    const Channel& channel = block.Channels[c];
+    const auto [lowest, highest] = RangeOf(block, channel);
+    channels.push_back(
+        {{"ChannelIndex", c + 1},
+         {"ChannelGlobalIndex", channel.Number},
+         {"ChannelTitle", channel.Title},
+         {"ChannelUnitName", channel.Unit},
+         {"ChannelDoubleA", channel.Factor},
+         {"ChannelDoubleB", channel.Offset},
+         {"Range", block.RealSamples ? ordered_json() : ordered_json{lowest, highest}},
+         {"First", shown.First(number, c)}});
   }
-  return {{"BlockIndex", block.BlockIndex()},
-          {"ADCName", ToUtf8(block.ADCName())},
-          {"Title", ToUtf8(block.Title())},
-          {"Notes", ToUtf8(block.Notes())},
-          {"DataPad", ToUtf8(block.DataPad())},
-          {"StartDateTime", block.StartDateTime()},
-          {"Start", DateText(block.StartDateTime(), 'T')},
-          {"SamplingRate", block.SamplingRate()},
-          {"SizeChannel", block.SizeChannel()},
-          {"SizeData", block.SizeData()},
-          {"DataPtr", block.DataPtr()},
-          {"ChannelCount", block.ChannelCount()},
+  const std::optional<Date> start = shown.Start(number);
+  return {{"BlockIndex", number + 1},
+          {"ADCName", block.Device},
+          {"Title", block.Title},
+          {"Notes", block.Notes},
+          {"StartDateTime", start ? ordered_json(*start) : ordered_json()},
+          {"Start", DateText(start.value_or(0), 'T')},
+          {"SamplingRate", block.SamplingRate},
+          {"SizeChannel", block.FrameCount},
+          {"SizeData", block.FrameCount * std::ssize(block.Channels)},
+          {"ChannelCount", block.Channels.size()},
           {"Channels", std::move(channels)},
-          {"CommentCount", block.CommentCount()}};
+          {"CommentCount", shown.Comments(number).size()}};
 }
 
-// An object without its closing brace, for what is written behind it piece by piece.
+// An object without its closing brace, for what is written after it piece by piece.
 std::string OpenObject(const ordered_json& object) {
   std::string text = JsonText(object);
   text.pop_back();
@@ -179,24 +206,32 @@ std::string OpenObject(const ordered_json& object) {
 }
 
 // Comments go out one by one: a file can hold millions.
-void PrintBlockJson(LMIBlock& block) {
-  Print("{}, \"Comments\": [", OpenObject(BlockToJson(block)));
-  for (Long i = 1; i <= block.CommentCount(); ++i) {
-    const ordered_json comment = {{"CommentPosition", block.CommentPosition(i)},
-                                  {"CommentText", ToUtf8(block.CommentText(i))}};
-    Print("{}{}", i > 1 ? ",\n" : "\n", JsonText(comment));
+void PrintBlockJson(const Shown& shown, std::size_t number) {
+  Print("{}, \"Comments\": [", OpenObject(BlockToJson(shown, number)));
+  const char* between = "\n";
+  for (const Comment* comment : shown.Comments(number)) {
+    const ordered_json object = {{"CommentPosition", shown.Frame(*comment)},
+                                 {"CommentText", comment->Text}};
+    Print("{}{}", between, JsonText(object));
+    between = ",\n";
   }
   Print("]}}");
 }
 
-// A fault of the recording ends its list of blocks and is given.
-std::string PrintBlocksJson(LMIFile& file) {
-  Print(", \"Blocks\": [");
+// A fault of the recording ends the list of blocks.
+std::string PrintFileJson(const Recording& recording) {
+  const ordered_json head = {
+      {"FileName", recording.Path().string()},  {"FileTitle", recording.Path().filename().string()},
+      {"Format", recording.Format()},           {"FormatName", recording.FormatName()},
+      {"Sidecar", recording.Sidecar()},         {"Notes", recording.Notes()},
+      {"BlockCount", recording.Blocks().size()}};
+  Print("{}, \"Blocks\": [", OpenObject(head));
   std::string failure;
   try {
-    for (Long i = 1; i <= file.BlockCount(); ++i) {
-      Print("{}", i > 1 ? ",\n" : "\n");
-      PrintBlockJson(*file.Block(static_cast<Integer>(i)));
+    const Shown shown(recording);
+    for (std::size_t i = 0; i < recording.Blocks().size(); ++i) {
+      Print("{}", i > 0 ? ",\n" : "\n");
+      PrintBlockJson(shown, i);
     }
   } catch (const std::exception& fault) {
     failure = fault.what();
@@ -206,56 +241,47 @@ std::string PrintBlocksJson(LMIFile& file) {
   return failure;
 }
 
-// One file, opened, as an object; "" or the failure.
-std::string PrintFileJson(LMIFile& file) {
-  const ordered_json head = {
-      {"FileName", ToUtf8(file.FileName())}, {"FileTitle", ToUtf8(file.FileTitle())},
-      {"FileType", file.FileType()},         {"FileSubType", file.FileSubType()},
-      {"Notes", ToUtf8(file.Notes())},       {"DataPad", ToUtf8(file.DataPad())},
-      {"BlockCount", file.BlockCount()}};
-  Print("{}", OpenObject(head));
-  return PrintBlocksJson(file);
-}
-
-// The same as a table.
-std::string PrintFileTable(const LMImport& import, LMIFile& file) {
-  try {
-    PrintFile(import, file);
-    return {};
-  } catch (const std::exception& fault) {
-    return fault.what();
-  }
-}
-
-void InfoOfFile(LMImport& import, const std::string& name, bool json, std::string& failure) {
-  const LMIFilePtr file = OpenOrExplain(import, name, failure);
-  if (json && file) {
-    failure = PrintFileJson(*file);
-  } else if (json) {
-    Print("{}", OpenObject({{"FileName", name}}));
-  } else if (file) {
-    failure = PrintFileTable(import, *file);
+void InfoAsJson(const std::string& name, Opened& opened) {
+  if (opened) {
+    opened.Failure = PrintFileJson(*opened.Recording);
+    opened.Findings = opened.Recording->Findings();
   } else {
-    Print("{}\n", OneLine(FromUtf8(name)));
+    Print("{}", OpenObject({{"FileName", name}}));
   }
-  if (!json && !failure.empty()) Print("  {:<10}{}\n", "Failed", OneLine(FromUtf8(failure)));
-  if (!json) return PrintFindings();
-  if (!failure.empty()) Print(", \"ErrorString\": {}", JsonText(failure));
-  Print(", \"Findings\": {}}}", JsonText(FindingsToJson()));
+  if (!opened.Failure.empty()) Print(", \"ErrorString\": {}", JsonText(opened.Failure));
+  Print(", \"Findings\": {}}}", JsonText(FindingsToJson(opened.Findings)));
+}
+
+void InfoAsTable(Opened& opened) {
+  if (!opened) return;
+  try {
+    PrintFile(Shown(*opened.Recording));
+  } catch (const std::exception& fault) {
+    opened.Failure = fault.what();
+  }
+  opened.Findings = opened.Recording->Findings();
+  if (!opened.Findings.empty()) Print("\nFindings\n");
+  for (const Finding& finding : opened.Findings) Print("  {}\n", FindingText(finding));
 }
 
 }  // namespace
 
-int Info(LMImport& import, const InfoOptions& options) {
+int Info(const InfoOptions& options) {
   int status = 0;
+  bool isFirst = true;
   if (options.Json) Print("[\n");
   for (const std::string& name : options.Files) {
-    if (&name != &options.Files.front()) Print("{}", options.Json ? ",\n" : "\n");
-    std::string failure;
-    InfoOfFile(import, name, options.Json, failure);
-    if (failure.empty()) continue;
+    ProgressLine line(OneLine(name));
+    Opened opened = OpenOrExplain(options.Open, name, line);
+    if (!isFirst && (options.Json || opened)) Print("{}", options.Json ? ",\n" : "\n");
+    isFirst = isFirst && !options.Json && !opened;
+    options.Json ? InfoAsJson(name, opened) : InfoAsTable(opened);
+    if (opened.Failure.empty()) continue;
     Flush();
-    PrintFailure(name, failure);
+    PrintFailure(name, opened.Failure);
+    for (const Finding& finding : opened.Findings) {
+      if (!opened) PrintFailure(name, FindingText(finding));
+    }
     status = 1;
   }
   if (options.Json) Print("\n]\n");

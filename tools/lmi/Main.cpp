@@ -1,5 +1,7 @@
 // The command line: what is asked for, and with which defaults. Exit status 0, 1 when a file
 // failed, 2 when the command line makes no sense; check has 3, too.
+#include <lmimport/Version.h>
+
 #include <CLI/CLI.hpp>
 #include <csignal>
 
@@ -11,57 +13,55 @@ namespace {
 
 constexpr int UsageError = 2;
 
-struct Defaults {
-  std::string Path;
-  int Channels = 0;
-  double Rate = 0;
-  int CodePage = 0;
-};
+// A number that counts something from 1.
+CLI::Validator FromOne(const std::string& what) {
+  return {[what](const std::string& text) {
+            std::int64_t number = 0;
+            const bool counts = CLI::detail::lexical_cast(text, number) && number >= 1;
+            return counts ? "" : what + ", and " + text + " is none";
+          },
+          "from 1"};
+}
 
-void AddDefaults(CLI::App& command, Defaults& defaults) {
-  command.add_option("--default-path", defaults.Path, "folder in which files are looked for too")
+void AddOpenSettings(CLI::App& command, lmi::OpenSettings& settings) {
+  command
+      .add_option("--default-path", settings.DefaultPath,
+                  "folder in which files are looked for too")
       ->check(CLI::ExistingDirectory);
   command
-      .add_option("--channels", defaults.Channels, "channels of raw data that nothing describes")
+      .add_option("--channels", settings.Channels, "channels of raw data that nothing describes")
       ->check(CLI::Range(1, 32));
-  command.add_option("--rate", defaults.Rate, "samples per second of such data")
+  command.add_option("--rate", settings.Rate, "samples per second of such data")
       ->check(CLI::Validator(
           [](const std::string& text) {
             const double rate = std::strtod(text.c_str(), nullptr);
-            return rate > 0 && rate < 1e10 ? "" : "not above 0 and below 1e10";
+            return rate > 1e-38 && rate < 1e10 ? "" : "not above 0 and below 1e10";
           },
           "above 0, below 1e10"));
   command
-      .add_option("--code-page", defaults.CodePage,
+      .add_option("--code-page", settings.CodePage,
                   "code page of the texts in files; 65001 for UTF-8")
       ->check(CLI::IsMember({0, 874, 1250, 1251, 1252, 1253, 1254, 1255, 1256, 1257, 1258, 65001}));
 }
 
-void Apply(const Defaults& defaults, lmimport::LMImport& import) {
-  if (!defaults.Path.empty()) import.SetDefaultPath(lmimport::FromUtf8(defaults.Path));
-  if (defaults.Channels != 0)
-    import.SetDefaultChannelCount(static_cast<lmimport::Integer>(defaults.Channels));
-  if (defaults.Rate != 0) import.SetDefaultSamplingRate(defaults.Rate);
-  lmimport::SetCodePage(defaults.CodePage);
-}
-
-void AddInfo(CLI::App& app, const char* name, const char* what, Defaults& defaults,
-             lmi::InfoOptions& options) {
+void AddInfo(CLI::App& app, const char* name, const char* what, lmi::InfoOptions& options) {
   CLI::App* info = app.add_subcommand(name, what);
   info->add_option("FILE", options.Files, "recordings")->required();
   info->add_flag("--json", options.Json, "for programs, with the names of the interface");
-  AddDefaults(*info, defaults);
+  AddOpenSettings(*info, options.Open);
 }
 
-void AddRead(CLI::App& app, Defaults& defaults, lmi::ReadOptions& options) {
+void AddRead(CLI::App& app, lmi::ReadOptions& options) {
   CLI::App* read = app.add_subcommand("read", "write samples to standard output");
   read->add_option("FILE", options.File, "recording")->required();
-  read->add_option("--block", options.Block, "block, from 1")->check(CLI::PositiveNumber);
+  read->add_option("--block", options.Block, "block, from 1")
+      ->check(FromOne("blocks count from 1"));
   read->add_option("--channel", options.Channels, "number from 1, or title; may be given again")
       ->allow_extra_args(false);
-  read->add_option("--start", options.Start, "first frame, from 1")->check(CLI::PositiveNumber);
+  read->add_option("--start", options.Start, "first frame, from 1")
+      ->check(FromOne("frames count from 1"));
   read->add_option("--count", options.Count, "frames; without it, to the end of the block")
-      ->check(CLI::PositiveNumber);
+      ->check(FromOne("at least 1 frame is read"));
   read->add_option("--as", options.As, "integer (counts), single or double (values)")
       ->check(CLI::IsMember({"integer", "single", "double"}));
   read->add_option("--format", options.Format, "csv, or raw: little-endian, frame by frame")
@@ -71,30 +71,27 @@ void AddRead(CLI::App& app, Defaults& defaults, lmi::ReadOptions& options) {
     if (options.Times && options.Format == "raw")
       throw CLI::ValidationError("--times", "has no place in --format raw");
   });
-  AddDefaults(*read, defaults);
+  AddOpenSettings(*read, options.Open);
 }
 
 int Run(int argc, char** argv) {
-  lmimport::LMImport import;
   CLI::App app("Reads recordings of data-acquisition systems.", "lmi");
-  app.set_version_flag("--version", lmimport::ToUtf8(import.Name() + u" " + import.Version()));
+  app.set_version_flag("--version", "Lumetra Import Library " LMIMPORT_VERSION);
   app.require_subcommand(1);
-  Defaults defaults;
   lmi::InfoOptions info;
   lmi::ReadOptions read;
-  AddInfo(app, "info", "show what recordings are", defaults, info);
-  AddInfo(app, "check", "list what is wrong with recordings, or misleading", defaults, info);
-  AddRead(app, defaults, read);
+  AddInfo(app, "info", "show what recordings are", info);
+  AddInfo(app, "check", "list what is wrong with recordings, or misleading", info);
+  AddRead(app, read);
   app.add_subcommand("formats", "list the formats and their files");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : UsageError;
   }
-  Apply(defaults, import);
-  if (app.got_subcommand("formats")) return lmi::Formats(import);
-  if (app.got_subcommand("check")) return lmi::Check(import, info);
-  return app.got_subcommand("info") ? lmi::Info(import, info) : lmi::Read(import, read);
+  if (app.got_subcommand("formats")) return lmi::Formats();
+  if (app.got_subcommand("check")) return lmi::Check(info);
+  return app.got_subcommand("info") ? lmi::Info(info) : lmi::Read(read);
 }
 
 }  // namespace

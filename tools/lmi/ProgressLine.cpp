@@ -1,7 +1,6 @@
 #include "ProgressLine.h"
 
 #include <fmt/core.h>
-#include <lmimport/lmimport.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -10,17 +9,18 @@ namespace lmi {
 
 ProgressLine::ProgressLine(std::string name)
     : name_(std::move(name)),
-      firstShown_(std::chrono::steady_clock::now() + std::chrono::milliseconds(500)) {
-  if (::isatty(STDERR_FILENO) == 0) return;
-  lmimport::SetProgressHandler([this](double fraction) {
-    Show(fraction);
-    return true;
-  });
-}
+      firstShown_(std::chrono::steady_clock::now() + std::chrono::milliseconds(500)) {}
 
 ProgressLine::~ProgressLine() {
-  lmimport::SetProgressHandler({});
   if (isShown_) fmt::print(stderr, "\r\x1b[K");
+}
+
+std::function<bool(double Fraction)> ProgressLine::Handler() {
+  if (::isatty(STDERR_FILENO) == 0) return {};
+  return [this](double fraction) {
+    Show(fraction);
+    return true;
+  };
 }
 
 void ProgressLine::Show(double fraction) {

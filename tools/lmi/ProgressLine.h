@@ -2,18 +2,20 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <string>
 
 namespace lmi {
 
-/// From when it is made to its end, the opens of this thread are shown on standard error, if that
-/// is a terminal.
 class ProgressLine {
  public:
   explicit ProgressLine(std::string name);
   ~ProgressLine();
   ProgressLine(const ProgressLine&) = delete;
   ProgressLine& operator=(const ProgressLine&) = delete;
+
+  /// Shows how far work is on standard error, if that is a terminal; must not outlive the line.
+  std::function<bool(double Fraction)> Handler();
 
  private:
   void Show(double fraction);

@@ -24,16 +24,17 @@ constexpr std::size_t PieceSamples = 1 << 18;
 // A percentage on the terminal, for reads that take longer than a moment.
 class Progress {
  public:
-  explicit Progress(Long total) : total_(total), shown_(Clock::now() + FirstAfter) {}
+  explicit Progress(std::int64_t total) : total_(total), shown_(Clock::now() + FirstAfter) {}
   ~Progress() {
     if (visible_) fmt::print(stderr, "\r\x1b[K");
   }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  void Show(Long done) {
+  void Show(std::int64_t done) {
     if (Clock::now() < shown_ || !wanted_) return;
-    fmt::print(stderr, "\r{:3.0f} %", 100.0 * done / total_);
+    fmt::print(stderr, "\r{:3.0f} %",
+               100.0 * static_cast<double>(done) / static_cast<double>(total_));
     shown_ = Clock::now() + Interval;
     visible_ = true;
   }
@@ -44,65 +45,48 @@ class Progress {
   static constexpr std::chrono::milliseconds Interval{100};
   // Not between samples that go to the same terminal.
   const bool wanted_ = ::isatty(STDERR_FILENO) != 0 && ::isatty(STDOUT_FILENO) == 0;
-  Long total_;
+  std::int64_t total_;
   Clock::time_point shown_;
   bool visible_ = false;
 };
 
-Long GetChannel(LMIBlock& block, Integer channel, Long start, Long count, std::span<Integer> to) {
-  return block.GetChannelInteger(channel, start, count, to);
-}
-Long GetChannel(LMIBlock& block, Integer channel, Long start, Long count, std::span<Single> to) {
-  return block.GetChannelSingle(channel, start, count, to);
-}
-Long GetChannel(LMIBlock& block, Integer channel, Long start, Long count, std::span<Double> to) {
-  return block.GetChannelDouble(channel, start, count, to);
-}
-Long GetData(LMIBlock& block, Long start, Long count, std::span<Integer> to) {
-  return block.GetDataInteger(start, count, to);
-}
-Long GetData(LMIBlock& block, Long start, Long count, std::span<Single> to) {
-  return block.GetDataSingle(start, count, to);
-}
-Long GetData(LMIBlock& block, Long start, Long count, std::span<Double> to) {
-  return block.GetDataDouble(start, count, to);
-}
-
-// The chosen channels of one block, as frames of just these channels.
+// The chosen channels of one block, as frames of just these channels. All numbers count from 0.
 template <class T>
 class Selection {
  public:
-  Selection(LMIBlock& block, std::vector<Integer> channels)
-      : block_(block), channels_(std::move(channels)) {
-    const auto all = static_cast<std::size_t>(block.ChannelCount());
-    frames_ = static_cast<Long>(PieceSamples / all);
-    whole_.resize(static_cast<std::size_t>(frames_) * all);
-    picked_.reserve(static_cast<std::size_t>(frames_) * channels_.size());
+  Selection(const Recording& recording, std::size_t block, std::vector<std::size_t> channels)
+      : recording_(recording), block_(block), channels_(std::move(channels)) {
+    const std::size_t all = recording.Blocks()[block].Channels.size();
+    whole_.resize(PieceSamples / all * all);
+    picked_.reserve(whole_.size() / all * channels_.size());
   }
 
   std::size_t Channels() const { return channels_.size(); }
 
-  /// At most `count` frames from `start` on; empty behind the end of the block.
-  std::span<const T> Read(Long start, Long count) {
-    count = std::min(count, frames_);
+  /// At most `count` frames from `first` on; empty past the end of the block.
+  std::span<const T> Read(std::int64_t first, std::int64_t count) {
+    const std::size_t all = recording_.Blocks()[block_].Channels.size();
+    const std::int64_t frames =
+        std::min(count, std::ssize(whole_) / static_cast<std::int64_t>(all));
+    const auto target = [&](std::size_t channels) {
+      return std::span<T>(whole_).first(static_cast<std::size_t>(frames) * channels);
+    };
     if (channels_.size() == 1) {
-      const Long n = GetChannel(block_, channels_[0], start, count, std::span<T>(whole_));
+      const std::int64_t n = recording_.Read(block_, channels_[0], first, target(1));
       return std::span<const T>(whole_).first(static_cast<std::size_t>(n));
     }
-    const auto all = static_cast<std::size_t>(block_.ChannelCount());
-    const auto n = static_cast<std::size_t>(GetData(block_, start, count, std::span<T>(whole_)));
+    const std::int64_t n = recording_.ReadFrames(block_, first, target(all));
     picked_.clear();
-    for (std::size_t frame = 0; frame < n; ++frame) {
-      for (const Integer channel : channels_)
-        picked_.push_back(whole_[frame * all + static_cast<std::size_t>(channel - 1)]);
+    for (std::size_t frame = 0; frame < static_cast<std::size_t>(n); ++frame) {
+      for (const std::size_t channel : channels_) picked_.push_back(whole_[frame * all + channel]);
     }
     return picked_;
   }
 
  private:
-  LMIBlock& block_;
-  std::vector<Integer> channels_;
-  Long frames_;
+  const Recording& recording_;
+  std::size_t block_;
+  std::vector<std::size_t> channels_;
   std::vector<T> whole_;
   std::vector<T> picked_;
 };
@@ -114,13 +98,13 @@ std::string CsvField(const std::string& text) {
   return quoted + "\"";
 }
 
-void WriteCsvHead(const LMIBlock& block, const std::vector<Integer>& channels,
+void WriteCsvHead(const Block& block, const std::vector<std::size_t>& channels,
                   const ReadOptions& options) {
   std::string line = options.Times ? "Time [s]" : "";
-  for (const Integer channel : channels) {
-    std::string name = OneLine(block.ChannelTitle(channel));
-    if (name.empty()) name = fmt::format("Channel {}", channel);
-    const std::string unit = OneLine(block.ChannelUnitName(channel));
+  for (const std::size_t channel : channels) {
+    std::string name = OneLine(block.Channels[channel].Title);
+    if (name.empty()) name = fmt::format("Channel {}", channel + 1);
+    const std::string unit = OneLine(block.Channels[channel].Unit);
     // Counts are in no unit.
     if (!unit.empty() && options.As != "integer") name += fmt::format(" [{}]", unit);
     if (!line.empty()) line += ',';
@@ -131,14 +115,14 @@ void WriteCsvHead(const LMIBlock& block, const std::vector<Integer>& channels,
 }
 
 template <class T>
-void WriteCsv(std::span<const T> samples, std::size_t channels, Long firstFrame,
+void WriteCsv(std::span<const T> samples, std::size_t channels, std::int64_t firstFrame,
               const double* rate) {
   fmt::memory_buffer lines;
   const auto out = std::back_inserter(lines);
   for (std::size_t i = 0; i < samples.size(); ++i) {
     if (i % channels == 0) {
       if (i > 0) lines.push_back('\n');
-      const std::size_t frame = static_cast<std::size_t>(firstFrame - 1) + i / channels;
+      const std::size_t frame = static_cast<std::size_t>(firstFrame) + i / channels;
       if (rate != nullptr)
         fmt::format_to(out, FMT_COMPILE("{},"), static_cast<double>(frame) / *rate);
     } else {
@@ -151,88 +135,86 @@ void WriteCsv(std::span<const T> samples, std::size_t channels, Long firstFrame,
 }
 
 template <class T>
-void WriteSamples(LMIBlock& block, const std::vector<Integer>& channels,
-                  const ReadOptions& options) {
-  Selection<T> selection(block, channels);
-  const double rate = block.SamplingRate();
-  const std::int64_t end =
-      std::min<std::int64_t>(block.SizeChannel(), std::int64_t{options.Start} + options.Count - 1);
+void WriteSamples(const Recording& recording, std::size_t blockNumber,
+                  const std::vector<std::size_t>& channels, const ReadOptions& options) {
+  Selection<T> selection(recording, blockNumber, channels);
+  const Block& block = recording.Blocks()[blockNumber];
+  const std::int64_t first = std::min(options.Start - 1, block.FrameCount);
+  const std::int64_t end = first + std::min(options.Count, block.FrameCount - first);
   const bool raw = options.Format == "raw";
   if (!raw) WriteCsvHead(block, channels, options);
-  Progress progress(static_cast<Long>(std::max<std::int64_t>(1, end - options.Start + 1)));
-  for (std::int64_t frame = options.Start; frame <= end;) {
-    const auto first = static_cast<Long>(frame);
-    const std::span<const T> samples = selection.Read(first, static_cast<Long>(end - frame + 1));
+  Progress progress(std::max<std::int64_t>(1, end - first));
+  for (std::int64_t frame = first; frame < end;) {
+    const std::span<const T> samples = selection.Read(frame, end - frame);
     if (raw) {
       Write(samples.data(), samples.size_bytes());
     } else {
-      WriteCsv(samples, selection.Channels(), first, options.Times ? &rate : nullptr);
+      WriteCsv(samples, selection.Channels(), frame, options.Times ? &block.SamplingRate : nullptr);
     }
     frame += static_cast<std::int64_t>(samples.size() / selection.Channels());
-    progress.Show(static_cast<Long>(frame - options.Start));
+    progress.Show(frame - first);
   }
   Flush();
 }
 
-// A channel by its number, else by its title.
-Integer FindChannel(const LMIBlock& block, const std::string& name) {
-  int number = 0;
+// A channel by its number, else by its title; from 0.
+std::size_t FindChannel(const Block& block, const std::string& name) {
+  std::size_t number = 0;
   const auto parsed = std::from_chars(name.data(), name.data() + name.size(), number);
   const bool isNumber = parsed.ec == std::errc() && parsed.ptr == name.data() + name.size();
-  if (isNumber && number >= 1 && number <= block.ChannelCount())
-    return static_cast<Integer>(number);
-  Integer found = 0;
-  for (Integer i = 1; i <= block.ChannelCount(); ++i) {
-    if (ToUtf8(block.ChannelTitle(i)) != name) continue;
-    if (found != 0)
-      throw std::invalid_argument(
-          fmt::format("channels {} and {} are both called \"{}\"; say the number", found, i, name));
-    found = i;
-  }
-  if (found == 0)
+  if (isNumber && number >= 1 && number <= block.Channels.size()) return number - 1;
+  const auto isNamed = [&name](const Channel& channel) { return channel.Title == name; };
+  const auto found = std::ranges::find_if(block.Channels, isNamed);
+  if (found == block.Channels.end())
     throw std::invalid_argument(
-        fmt::format("there is no channel \"{}\" among the {}", name, block.ChannelCount()));
-  return found;
+        fmt::format("there is no channel \"{}\" among the {}", name, block.Channels.size()));
+  const auto other = std::find_if(found + 1, block.Channels.end(), isNamed);
+  const auto place = [&block](auto channel) { return channel - block.Channels.begin() + 1; };
+  if (other != block.Channels.end())
+    throw std::invalid_argument(
+        fmt::format("channels {} and {} are both called \"{}\"; say the number", place(found),
+                    place(other), name));
+  return static_cast<std::size_t>(place(found) - 1);
 }
 
-std::vector<Integer> FindChannels(const LMIBlock& block, const std::vector<std::string>& names) {
-  std::vector<Integer> channels;
-  channels.reserve(static_cast<std::size_t>(block.ChannelCount()));
+std::vector<std::size_t> FindChannels(const Block& block, const std::vector<std::string>& names) {
+  std::vector<std::size_t> channels;
+  channels.reserve(block.Channels.size());
   for (const std::string& name : names) channels.push_back(FindChannel(block, name));
-  if (names.empty()) {
-    for (Integer i = 1; i <= block.ChannelCount(); ++i) channels.push_back(i);
-  }
+  for (std::size_t i = 0; names.empty() && i < block.Channels.size(); ++i) channels.push_back(i);
   return channels;
 }
 
-void ReadFile(LMIFile& file, const ReadOptions& options) {
-  const LMIBlockPtr block = file.Block(options.Block);
-  if (!block)
+void ReadFile(const Recording& recording, const ReadOptions& options) {
+  const std::vector<Block>& blocks = recording.Blocks();
+  if (options.Block > std::ssize(blocks))
     throw std::invalid_argument(
-        fmt::format("there is no block {} among the {}", options.Block, file.BlockCount()));
-  const std::vector<Integer> channels = FindChannels(*block, options.Channels);
-  if (options.As == "integer") return WriteSamples<Integer>(*block, channels, options);
-  if (options.As == "single") return WriteSamples<Single>(*block, channels, options);
-  WriteSamples<Double>(*block, channels, options);
+        fmt::format("there is no block {} among the {}", options.Block, blocks.size()));
+  const auto block = static_cast<std::size_t>(options.Block - 1);
+  const std::vector<std::size_t> channels = FindChannels(blocks[block], options.Channels);
+  if (options.As == "integer")
+    return WriteSamples<std::int16_t>(recording, block, channels, options);
+  if (options.As == "single") return WriteSamples<float>(recording, block, channels, options);
+  WriteSamples<double>(recording, block, channels, options);
 }
 
 }  // namespace
 
-int Read(LMImport& import, const ReadOptions& options) {
-  std::string failure;
-  const LMIFilePtr file = OpenOrExplain(import, options.File, failure);
-  if (file) {
-    for (const Finding& finding : Findings()) {
-      if (finding.Warning) PrintFailure(options.File, "warning: " + ToUtf8(finding.Text));
-    }
+int Read(const ReadOptions& options) {
+  ProgressLine line(OneLine(options.File));
+  Opened opened = OpenOrExplain(options.Open, options.File, line);
+  for (const Finding& finding : opened.Findings) {
+    if (finding.Warning) PrintFailure(options.File, FindingText(finding));
+  }
+  if (opened) {
     try {
-      ReadFile(*file, options);
+      ReadFile(*opened.Recording, options);
     } catch (const std::exception& fault) {
-      failure = fault.what();
+      opened.Failure = fault.what();
     }
   }
-  if (failure.empty()) return 0;
-  PrintFailure(options.File, failure);
+  if (opened.Failure.empty()) return 0;
+  PrintFailure(options.File, opened.Failure);
   return 1;
 }
 

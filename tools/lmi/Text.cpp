@@ -1,6 +1,7 @@
 #include "Text.h"
 
 #include <fmt/core.h>
+#include <lmimport/Text.h>
 
 #include <chrono>
 #include <cmath>
@@ -30,7 +31,8 @@ std::string SecondsText(double frames, double rate) {
   return rate > 0 ? fmt::format("{:.3f} s", frames / rate) : "-";
 }
 
-std::string OneLine(lmimport::String text) {
+std::string OneLine(std::string_view utf8) {
+  lmimport::String text = lmimport::FromUtf8(utf8);
   for (std::size_t i = 0; i < text.size(); ++i) {
     char16_t& c = text[i];
     const bool pair =
@@ -47,17 +49,26 @@ std::string OneLine(lmimport::String text) {
 }
 
 std::string FindingText(const lmimport::Finding& finding) {
-  return fmt::format("{} {}, at byte {}: {}", finding.Warning ? "warning" : "note", finding.Code,
-                     finding.Position, OneLine(finding.Text));
+  std::string place;
+  if (finding.Block >= 0) place += fmt::format(", block {}", finding.Block + 1);
+  if (finding.Channel >= 0) place += fmt::format(", channel {}", finding.Channel + 1);
+  if (finding.Position >= 0) place += fmt::format(", at byte {}", finding.Position);
+  return fmt::format("{} {}{}: {}", finding.Warning ? "warning" : "note", finding.Code, place,
+                     OneLine(finding.Text));
 }
 
-nlohmann::ordered_json FindingsToJson() {
+nlohmann::ordered_json FindingsToJson(const std::vector<lmimport::Finding>& findings) {
   auto list = nlohmann::ordered_json::array();
-  for (const lmimport::Finding& finding : lmimport::Findings())
+  const auto orNull = [](bool stated, auto value) {
+    return stated ? nlohmann::ordered_json(value) : nlohmann::ordered_json();
+  };
+  for (const lmimport::Finding& finding : findings)
     list.push_back({{"Warning", finding.Warning},
                     {"Code", finding.Code},
-                    {"Position", finding.Position},
-                    {"Text", lmimport::ToUtf8(finding.Text)}});
+                    {"Position", orNull(finding.Position >= 0, finding.Position)},
+                    {"Block", orNull(finding.Block >= 0, finding.Block + 1)},
+                    {"Channel", orNull(finding.Channel >= 0, finding.Channel + 1)},
+                    {"Text", finding.Text}});
   return list;
 }
 
@@ -65,11 +76,16 @@ std::string JsonText(const nlohmann::ordered_json& value) {
   return value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
+std::string WithoutName(const std::string& reason, std::string_view file) {
+  const std::string start = fmt::format("Can't open \"{}\": ", file);
+  return reason.starts_with(start) ? reason.substr(start.size()) : reason;
+}
+
 void PrintFailure(std::string_view file, std::string_view reason) {
   const std::string quoted = fmt::format("\"{}\"", file);
-  const std::string line = OneLine(lmimport::FromUtf8(reason.find(quoted) == std::string_view::npos
-                                                          ? fmt::format("{}: {}", file, reason)
-                                                          : std::string(reason)));
+  const std::string line =
+      OneLine(reason.find(quoted) == std::string_view::npos ? fmt::format("{}: {}", file, reason)
+                                                            : std::string(reason));
   fmt::print(stderr, "lmi: {}\n", line);
 }
 

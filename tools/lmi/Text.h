@@ -1,7 +1,7 @@
 // How the command writes texts, dates, findings and failures.
 #pragma once
 
-#include <lmimport/lmimport.h>
+#include <lmimport/Findings.h>
 
 #include <nlohmann/json.hpp>
 #include <string>
@@ -16,18 +16,20 @@ std::string DateText(lmimport::Date date, char between);
 /// "3.520 s" for so many frames; "-" where the rate gives none.
 std::string SecondsText(double frames, double rate);
 
-/// The text on one line that can't disturb a terminal: control characters, marks of the direction
-/// of writing and bytes that are no text become blanks.
-std::string OneLine(lmimport::String text);
+/// UTF-8 text on one line that can't disturb a terminal: control characters, marks of the direction
+/// of writing and bytes that aren't text become blanks.
+std::string OneLine(std::string_view text);
 
-/// "warning data-cut-off, at byte 300: ..."
+/// "warning data-cut-off, block 1, channel 2, at byte 300: ..."
 std::string FindingText(const lmimport::Finding& finding);
 
-/// Those of the last open.
-nlohmann::ordered_json FindingsToJson();
+nlohmann::ordered_json FindingsToJson(const std::vector<lmimport::Finding>& findings);
 
-/// Bytes of a name that are no UTF-8 are replaced.
+/// Bytes of a name that aren't UTF-8 are replaced.
 std::string JsonText(const nlohmann::ordered_json& value);
+
+/// The reason, without the name of the file where it only begins with it: "Can't open "NAME": why".
+std::string WithoutName(const std::string& reason, std::string_view file);
 
 /// One line on standard error with the file and the reason, the file only where the reason doesn't
 /// name it already.

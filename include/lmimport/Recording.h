@@ -1,0 +1,183 @@
+// A recording for any host: any number open at once, on any thread.
+#pragma once
+
+#include <lmimport/ByteSource.h>
+#include <lmimport/Findings.h>
+
+#include <filesystem>
+#include <functional>
+#include <limits>
+#include <optional>
+#include <system_error>
+
+namespace lmimport {
+
+/// Written: a recording is shown as LMImport shows it.
+enum class Reading { Written };
+
+/// How 16-bit data that nothing describes is read.
+struct RawData {
+  int ChannelCount = 1;       // 1 to 32
+  double SamplingRate = 100;  // of each channel, above 0 and below 10 to the power of 10
+};
+
+struct OpenOptions {
+  Reading As = Reading::Written;
+  int CodePage = 1252;  // of 8-bit texts: 1250 to 1258, 874, 65001 for UTF-8; 0: the system's
+  std::optional<RawData> Raw = {};  // without it, data that nothing describes is refused
+  /// Of long work: is called with the part that is done, from 0 to 1, when the work begins and then
+  /// some ten times a second, on the thread that opens or reads; gives false to give the work up.
+  std::function<bool(double Fraction)> Progress = {};
+};
+
+struct Channel {
+  std::string Title;
+  std::string Unit;
+  int Number = 1;  // in the file, from 1
+  double Factor = 1;
+  double Offset = 0;  // value = count * Factor + Offset; 1 and 0 where the file has values
+};
+
+struct Block {
+  std::string Device;
+  std::string Title;
+  std::string Notes;
+  double StartTime = 0;         // seconds from the start of the recording
+  double SamplingRate = 0;      // samples per second of each channel
+  std::int64_t FrameCount = 0;  // samples of each channel
+  int SampleBits = 16;          // as stored
+  bool RealSamples = false;     // Single or Double, values as they are
+  std::vector<Channel> Channels;
+};
+
+struct Comment {
+  double Time = 0;                                             // seconds from the recording's start
+  double Duration = std::numeric_limits<double>::quiet_NaN();  // seconds; NaN: none stated
+  std::size_t BlockIndex = 0;                                  // the block that it belongs to
+  std::string Text;
+};
+
+/// Of a source that is no file, Seconds and Nanoseconds are 0.
+struct FileStamp {
+  std::int64_t Size = 0;     // bytes
+  std::int64_t Seconds = 0;  // last write, since 1970, UTC
+  std::int64_t Nanoseconds = 0;
+};
+
+/// NaN where there is no sample.
+struct Extremes {
+  double Smallest;
+  double Largest;
+};
+
+/// Why an open failed; an error_code of the category "lmimport".
+enum class OpenFault { UnknownFormat = 1, UnsupportedFormat, FormatError, NoData, GivenUp };
+LMIMPORT_API std::error_code make_error_code(OpenFault Fault);  // named by the standard library
+
+/// What Recording::Open throws. code() is an OpenFault, or the system's own error; what() is one
+/// sentence with the name of the file.
+class LMIMPORT_API OpenError : public std::system_error {
+ public:
+  OpenError(std::error_code Code, const std::string& Sentence, std::vector<Finding> Findings);
+  const char* what() const noexcept override { return sentence_->c_str(); }
+
+  /// What was noticed until the open failed; one of them says why it did.
+  const std::vector<Finding>& Findings() const { return *findings_; }
+
+ private:
+  std::shared_ptr<const std::string> sentence_;
+  std::shared_ptr<const std::vector<Finding>> findings_;
+};
+
+/// An open recording: immutable, cheap to copy, and good on any thread, also on several at a time.
+/// It depends on its options and its bytes alone, and writes nothing that outlives it. Texts are
+/// UTF-8, indices count from 0, and a range is [first, first + size of the target).
+///
+/// An open reads headers. Comments, the ranges that counts of real numbers need, and what must be
+/// unpacked into a temporary file are read when they are first asked for, once. What can't be read
+/// then leaves as std::system_error, an OpenError where it is the file's or the host's doing, and
+/// the next call tries again.
+class LMIMPORT_API Recording {
+ public:
+  /// Throws OpenError; std::invalid_argument for options that make no sense.
+  static Recording Open(const std::filesystem::path& path, const OpenOptions& options = {});
+
+  /// `name` is that of a file: its ending tells the format where the first bytes don't, and names
+  /// of files beside it are made of it.
+  static Recording Open(std::shared_ptr<const ByteSource> source, std::string_view name,
+                        const OpenOptions& options = {});
+
+  // Copying costs a counter, and so does moving: what was moved from stays open.
+  Recording(const Recording&) = default;
+  Recording& operator=(const Recording&) = default;
+
+  const std::filesystem::path& Path() const;  // with its folder; of a source, its name
+  std::string_view Format() const;            // short and stable, such as "edf": see KnownFormats
+  std::string_view FormatName() const;        // "European Data Format"
+  const std::string& Sidecar() const;  // file name of what described the samples; empty: nothing
+  std::optional<Date> Start() const;   // nothing where the file states none
+  FileStamp Stamp() const;             // as the file was opened
+  const std::string& Notes() const;
+  const std::vector<Block>& Blocks() const;  // in the order of the file
+
+  /// By time, those that the file holds; read when first asked for. Where a block has no rate, its
+  /// comments have its start time.
+  const std::vector<Comment>& Comments() const;
+
+  std::vector<Finding> Findings() const;  // so far: what is read later may add some
+
+  /// Samples of one channel: fills the target as far as the channel goes, and gives how far.
+  /// Counts as int16_t, held at its limits, and int32_t, exact for every kind of integer; of real
+  /// numbers those of the scale that LMImport gives them, rounded to nearest, ties to even, NaN as
+  /// 0. Values as float and double. What a cut-off file lacks reads as stored zeros. A block or
+  /// channel that doesn't exist and a `first` below 0 throw std::out_of_range.
+  std::int64_t Read(std::size_t block, std::size_t channel, std::int64_t first,
+                    std::span<std::int16_t> target) const;
+  std::int64_t Read(std::size_t block, std::size_t channel, std::int64_t first,
+                    std::span<std::int32_t> target) const;
+  std::int64_t Read(std::size_t block, std::size_t channel, std::int64_t first,
+                    std::span<float> target) const;
+  std::int64_t Read(std::size_t block, std::size_t channel, std::int64_t first,
+                    std::span<double> target) const;
+
+  /// The same for whole frames: the sample of channel c in frame first + i comes to element
+  /// i * channels + c. Gives the number of frames, as many as the target has room for.
+  std::int64_t ReadFrames(std::size_t block, std::int64_t first,
+                          std::span<std::int16_t> target) const;
+  std::int64_t ReadFrames(std::size_t block, std::int64_t first,
+                          std::span<std::int32_t> target) const;
+  std::int64_t ReadFrames(std::size_t block, std::int64_t first, std::span<float> target) const;
+  std::int64_t ReadFrames(std::size_t block, std::int64_t first, std::span<double> target) const;
+
+  /// Smallest and largest value, as Read gives them as double, of `count` samples in as many parts
+  /// as `bins` has, as equal as whole samples can be, in one pass. NaN among the samples is passed
+  /// over. Throws as Read does, also for a `count` below 0.
+  void Overview(std::size_t block, std::size_t channel, std::int64_t first, std::int64_t count,
+                std::span<Extremes> bins) const;
+
+ private:
+  class State;
+  explicit Recording(std::shared_ptr<const State> state) : state_(std::move(state)) {}
+  template <class T>
+  std::int64_t ReadAs(std::size_t block, std::size_t channel, std::int64_t first,
+                      std::span<T> target) const;
+  template <class T>
+  std::int64_t ReadFramesAs(std::size_t block, std::int64_t first, std::span<T> target) const;
+
+  std::shared_ptr<const State> state_;
+};
+
+/// A format that is read.
+struct FormatDescription {
+  std::string_view Id;
+  std::string_view Name;
+  std::string_view Patterns;  // of file names, separated by ";"; empty: no ending of its own
+  int Number;                 // LMIFile::FileType
+};
+LMIMPORT_API std::vector<FormatDescription> KnownFormats();
+
+}  // namespace lmimport
+
+/// So that an error_code is compared with an OpenFault.
+template <>
+struct std::is_error_code_enum<lmimport::OpenFault> : std::true_type {};

@@ -1,0 +1,90 @@
+#include "model/FileSource.h"
+
+#include <lmimport/Text.h>
+
+#include "platform/System.h"
+
+namespace lmimport {
+namespace {
+
+std::string Reason(const std::error_code& error) {
+  if (error == std::errc::is_a_directory) return "it is a folder";
+  if (error == std::errc::operation_not_supported) return "it is no plain file";
+  if (error == std::errc::too_many_symbolic_link_levels) return "it is a symbolic link";
+  if (error == std::errc::too_many_links) return "it has other names, too";
+  if (error == std::errc::text_file_busy) return "it is in use by another program";
+  return error.message();
+}
+
+// Lets a fault of the operating system go on to the host with the name of the file.
+template <class Operation>
+auto Named(const String& pathName, const char* what, const Operation& operation) {
+  try {
+    return operation();
+  } catch (const std::system_error& fault) {
+    throw std::system_error(fault.code(),
+                            std::string("Can't ") + what + " \"" + ToUtf8(pathName) + "\"");
+  }
+}
+
+}  // namespace
+
+std::error_code FileSource::Open(const String& Path, platform::Access access, platform::Lock lock,
+                                 unsigned rights) {
+  const std::string name = ToUtf8(Path);
+  if (name.find('\0') != std::string::npos)
+    return std::make_error_code(std::errc::invalid_argument);
+  const std::error_code error = file_.Open(name, access, lock, rights);
+  if (!error) pathName_ = FromUtf8(platform::AbsoluteName(name));
+  return error;
+}
+
+std::int64_t FileSource::Size() const {
+  return Named(pathName_, "get the size of", [this] { return file_.Size(); });
+}
+
+std::size_t FileSource::ReadAt(std::int64_t position, std::span<std::byte> target) const {
+  return Named(pathName_, "read",
+               [&] { return file_.ReadAt(position, target.data(), target.size()); });
+}
+
+std::shared_ptr<const ByteSource> FileSource::Beside(std::string_view name) const {
+  const std::size_t folder = pathName_.rfind(platform::PathSeparator) + 1;
+  const String path = pathName_.substr(0, folder) + FromUtf8(name);
+  if (!platform::FileExists(ToUtf8(path))) return {};
+  auto beside = std::make_shared<FileSource>();
+  const std::error_code error = beside->Open(path, platform::Access::Read, platform::Lock::Shared);
+  if (error) throw std::system_error(error, WhyNotOpened(path, error));
+  return beside;
+}
+
+platform::FileTimes FileSource::Times() const {
+  return Named(pathName_, "get the date of", [this] { return file_.Times(); });
+}
+
+unsigned FileSource::RightsBeside() const {
+  return Named(pathName_, "get the rights of", [this] { return file_.RightsBeside(); });
+}
+
+void FileSource::WriteAt(std::int64_t position, const void* source, std::int64_t size) {
+  Named(pathName_, "write",
+        [&] { file_.WriteAt(position, source, static_cast<std::size_t>(size)); });
+}
+
+void FileSource::Resize(std::int64_t size) {
+  Named(pathName_, "set the size of", [&] { file_.Resize(size); });
+}
+
+void FileSource::Flush() {
+  Named(pathName_, "write", [this] { file_.Flush(); });
+}
+
+void FileSource::Share() {
+  Named(pathName_, "share", [this] { file_.Share(); });
+}
+
+std::string WhyNotOpened(const String& path, const std::error_code& error) {
+  return "Can't open \"" + ToUtf8(path) + "\": " + Reason(error);
+}
+
+}  // namespace lmimport

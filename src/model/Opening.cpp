@@ -1,0 +1,75 @@
+#include "model/Opening.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+namespace lmimport {
+
+void BlockRec::DimensionChannels(Integer count) {
+  const auto size = static_cast<std::size_t>(count);
+  ChannelCount = count;
+  ChannelIndex.resize(size);
+  std::iota(ChannelIndex.begin(), ChannelIndex.end(), Integer{0});
+  ChannelScale.assign(size, 0);
+  ChannelOffset.assign(size, 0);
+}
+
+void BlockRec::FillFrom(std::int64_t bytes) {
+  SizeChannel = HeldAsLong(std::max<std::int64_t>(bytes, 0) / FrameBytes());
+}
+
+String BlockRec::TextOf(const CommentRec& comment) const {
+  if (comment.TextStart < 0) return comment.Text;
+  return SharedTexts.c_str() + comment.TextStart;
+}
+
+Single Narrowed(Double value, std::string_view field, std::int64_t position) {
+  const auto narrowed = static_cast<Single>(value);
+  if (std::isinf(narrowed) && std::isfinite(value))
+    Refuse(Refusal::RangeFault, "number-too-large", position, field, " of ", value,
+           " is too large for a Single");
+  return narrowed;
+}
+
+void Opening::NeedBytes(std::int64_t size, std::string_view what, Refusal why) const {
+  const std::int64_t there = DataFile.Size();
+  if (there < size)
+    Refuse(why, why == Refusal::NoData ? "no-data" : "not-of-format", there, "The file ends at byte ", there, ", and ", what, " needs ", size,
+           ".");
+}
+
+void Opening::CheckNumbers(const BlockRec& block) {
+  if (!std::isfinite(block.SamplingRate))
+    RefuseAsDamaged(-1, "The header states no rate that is a number.");
+  const auto nan = std::ranges::find_if(block.ChannelScale, [](Single s) { return std::isnan(s); });
+  if (nan != block.ChannelScale.end())
+    RefuseAsDamaged(-1, "The scale of channel ", nan - block.ChannelScale.begin() + 1,
+                    " is not a number.");
+}
+
+void Opening::DoOrDefer(Later kind, std::function<void(Opening&)> work) {
+  if (Rules.AllAtOnce)
+    work(*this);
+  else
+    Store.Works[static_cast<std::size_t>(kind)] = std::move(work);
+}
+
+void Opening::FinishFile(Long signature, Integer versionMajor, Integer versionMinor, Long fileType,
+                         Long fileSubType) {
+  Store.FileType = fileType;
+  Store.FileSubType = fileSubType;
+  std::int64_t total = 0;
+  for (const BlockRec& block : Store.Blocks) total += block.SizeChannel;
+  FileRec& file = Store.FileRec;
+  file.Signature = signature;
+  file.VersionMajor = versionMajor;
+  file.VersionMinor = versionMinor;
+  file.FileSamplingRate = Store.Blocks.front().SamplingRate;
+  file.ChannelCount = Store.Blocks.front().ChannelCount;
+  file.TotalSamples = HeldAsLong(total);
+  file.BlockCount = static_cast<Integer>(Store.Blocks.size());
+  file.CurrentBlock = 0;
+}
+
+}  // namespace lmimport

@@ -1,0 +1,135 @@
+// What one open works with.
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include "model/BinaryFile.h"
+#include "model/Progress.h"
+#include "model/RecordingStore.h"
+
+namespace lmimport {
+
+/// Samples per second where neither a file nor the host says better.
+inline constexpr Single FallbackSamplingRate = 100;
+
+/// Why an open ends. The first four have a message each; the others are faults, of the kinds of the
+/// standard library.
+enum class Refusal : Long {
+  UnknownFormat = 0,
+  UnsupportedFormat = 1,
+  FormatError = 2,
+  NoData = 3,
+  DomainFault,
+  RangeFault,
+  TextFault,  // a text that isn't what it should be: std::invalid_argument
+  LengthFault,
+  SystemFault,  // the file system didn't give what the open needs
+};
+
+/// The one way in which an open is refused: thrown by readers, and turned by each face into what its
+/// hosts expect.
+struct RefusedOpen {
+  Refusal Why;
+  std::string_view Code;  // of the finding, these three
+  std::int64_t Position;
+  std::string Text;
+  std::string Detail = {};     // follows the message as it is
+  std::error_code Error = {};  // of a SystemFault
+};
+
+/// Ends the open; the parts make up the text of the finding.
+template <class... Parts>
+[[noreturn]] void Refuse(Refusal why, std::string_view code, std::int64_t position,
+                         const Parts&... parts) {
+  throw RefusedOpen{why, code, position, Sentence(parts...)};
+}
+template <class... Parts>
+[[noreturn]] void RefuseAsUnknown(std::int64_t position, const Parts&... parts) {
+  Refuse(Refusal::UnknownFormat, "not-of-format", position, parts...);
+}
+template <class... Parts>
+[[noreturn]] void RefuseAsDamaged(std::int64_t position, const Parts&... parts) {
+  Refuse(Refusal::FormatError, "damaged", position, parts...);
+}
+
+/// The number as a Single. A finite one that is too large for it is a fault that names the field.
+Single Narrowed(Double value, std::string_view field, std::int64_t position = -1);
+
+/// Where a finding is.
+struct Place {
+  Place(std::int64_t position, int block = -1, int channel = -1)
+      : Position(position), Block(block), Channel(channel) {}
+  std::int64_t Position;
+  int Block;
+  int Channel;
+};
+
+/// What describes raw data that nothing else does.
+struct RawDefaults {
+  Integer ChannelCount = 1;
+  Single SamplingRate = FallbackSamplingRate;
+};
+
+struct OpenRules {
+  std::optional<RawDefaults> Raw = RawDefaults();  // nothing: such data is refused
+  Single SamplingRate = FallbackSamplingRate;      // where a format leaves it to the host
+  bool AllAtOnce = true;      // comments, ranges and rewriting are part of the open
+  bool KeepsFlatFile = true;  // what is rewritten stays beside the recording
+  bool DatesByFile = true;    // a block without a start has the date of the file
+};
+
+/// A reader finds the recording open in DataFile, its first bytes in Magic and its name in
+/// Store.FileName, and fills the store. When it gives up, the half-filled store just goes.
+struct Opening {
+  Opening(const TextTools& texts, OpenRules rules, Progress& progress,
+          std::shared_ptr<const ByteSource> source = {})
+      : Texts(texts), Rules(rules), Progress(progress), DataFile(Texts, std::move(source)) {}
+  Opening(const Opening&) = delete;
+  Opening& operator=(const Opening&) = delete;
+
+  const TextTools Texts;
+  const OpenRules Rules;
+  class Progress& Progress;
+  BinaryFile DataFile;
+  Long Magic = 0;  // first four bytes of the file
+  RecordingStore Store;
+
+  /// Refuses a file that is too short for `what`, such as "a WinDaq file".
+  void NeedBytes(std::int64_t size, std::string_view what, Refusal why = Refusal::NoData) const;
+
+  /// Refuses a block whose rate isn't finite, or of which a scale is NaN.
+  static void CheckNumbers(const BlockRec& block);
+
+  template <class... Parts>
+  void Note(std::string_view code, const Place& place, const Parts&... parts) {
+    Add(false, code, place, Sentence(parts...));
+  }
+  template <class... Parts>
+  void Warn(std::string_view code, const Place& place, const Parts&... parts) {
+    Add(true, code, place, Sentence(parts...));
+  }
+
+  /// Does the work now, or leaves it in the store. It must not refer to this object, only to the
+  /// one that it is called with, whose store is a copy.
+  void DoOrDefer(Later kind, std::function<void(Opening&)> work);
+
+  /// The date of the file, for a format that states no start; 0 where such a date is no start.
+  Date DateOfFile() const { return Rules.DatesByFile ? DataFile.FileDateTime() : 0; }
+
+  /// The end of most readers: the type of the file, and FileRec of the blocks as they are, with rate
+  /// and channels of the first. Without a version of its own, a format has that of the library.
+  void FinishFile(Long signature, Integer versionMajor, Integer versionMinor, Long fileType,
+                  Long fileSubType = 0);
+  void FinishFile(Long signature, Long fileType, Long fileSubType = 0) {
+    FinishFile(signature, LibraryMajor, LibraryMinor, fileType, fileSubType);
+  }
+
+ private:
+  void Add(bool warning, std::string_view code, const Place& place, std::string text) {
+    Store.Found.push_back(
+        {warning, code, place.Position, place.Block, place.Channel, std::move(text)});
+  }
+};
+
+}  // namespace lmimport

@@ -1,0 +1,52 @@
+// What is known of one recording. Readers fill it; after the open it is never changed, so any number
+// of threads look at it at once.
+#pragma once
+
+#include <lmimport/ByteSource.h>
+#include <lmimport/Findings.h>
+#include <lmimport/Version.h>
+
+#include <functional>
+
+#include "model/Records.h"
+
+namespace lmimport {
+
+struct Opening;
+
+inline constexpr Integer LibraryMajor = LMIMPORT_VERSION_MAJOR;
+inline constexpr Integer LibraryMinor = LMIMPORT_VERSION_MINOR;
+
+/// What an open can leave for the moment when it is asked for.
+enum class Later { Comments, Samples, Ranges };
+inline constexpr std::size_t LaterKinds = 3;
+
+/// A reader leaves it so:
+///  - DataFile holds the samples;
+///  - each block has SizeChannel frames one after the other at DataPtr, a frame being one
+///    little-endian sample of each channel in the order of ChannelIndex;
+///  - an integer sample n stands for the value n / ChannelScale + ChannelOffset, a real one is the
+///    value; rates and scales are not NaN, and rates are finite.
+/// Where there is work for later, this holds once it is done.
+struct RecordingStore {
+  std::string_view Format;  // id in the table of formats
+  Long FileType = 0;
+  Long FileSubType = 0;
+  String FileName;      // with its folder
+  std::string Sidecar;  // file name of what described the samples; empty: nothing did
+  struct FileRec FileRec;
+  std::vector<ChannelRec> Channels;  // by global channel; all that there can be
+  std::vector<BlockRec> Blocks;
+  std::shared_ptr<const ByteSource> DataFile;
+  std::vector<Finding> Found;
+  std::array<std::function<void(Opening&)>, LaterKinds> Works;  // left for later; empty: none
+
+  const std::function<void(Opening&)>& Work(Later kind) const {
+    return Works[static_cast<std::size_t>(kind)];
+  }
+  const ChannelRec& ChannelOf(const BlockRec& block, std::size_t channel) const {
+    return Channels[static_cast<std::size_t>(block.ChannelIndex[channel])];
+  }
+};
+
+}  // namespace lmimport

@@ -1,0 +1,149 @@
+#include "recording/GeneralFindings.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "recording/Formats.h"
+
+namespace lmimport {
+namespace {
+
+constexpr std::size_t HeadBytes = 64;
+
+// How many there are of something, and the first of them.
+struct Tally {
+  std::int64_t Count = 0;
+  int Block = -1;
+  int Channel = -1;
+
+  void Add(std::size_t block, std::size_t channel) {
+    if (Count++ > 0) return;
+    Block = static_cast<int>(block);
+    Channel = static_cast<int>(channel);
+  }
+  void Warn(Opening& opening, std::string_view code, std::string_view what) const {
+    if (Count > 0)
+      opening.Warn(code, {-1, Block, Channel}, what, Count, Count == 1 ? " channel" : " channels",
+                   ", counted in all blocks.");
+  }
+};
+
+// One warning for all blocks, with the numbers of the first that ends early. Samples that are to be
+// unpacked are as many as it says.
+void NoteCutData(Opening& opening) {
+  const RecordingStore& store = opening.Store;
+  if (store.Work(Later::Samples)) return;
+  const std::int64_t size = store.DataFile->Size();
+  Tally cut;
+  std::string first;
+  for (std::size_t i = 0; i < store.Blocks.size(); ++i) {
+    const BlockRec& block = store.Blocks[i];
+    const std::int64_t there = std::max<std::int64_t>(0, size - block.DataPtr) / block.FrameBytes();
+    if (block.OpenLength) {
+      opening.Note("length-open", {block.DataPtr, static_cast<int>(i)},
+                   "The length of the recording is open; the file holds ", there,
+                   " frames, and those past them read as stored zeros.");
+      continue;
+    }
+    if (there >= block.SizeChannel) continue;
+    cut.Add(i, 0);
+    if (cut.Count > 1) continue;
+    first = Sentence("Block ", i + 1, " claims ", block.SizeChannel, " frames, and the file holds ",
+                     there, "; the rest reads as stored zeros.");
+  }
+  if (cut.Count > 1)
+    first += Sentence(" So it is with ", cut.Count, " of ", store.Blocks.size(), " blocks.");
+  if (cut.Count > 0) opening.Warn("data-cut-off", {size, cut.Block}, first);
+}
+
+// What readers take as it is stated, and no value comes of.
+void NoteNumbers(Opening& opening) {
+  const RecordingStore& store = opening.Store;
+  Tally rates;
+  Tally lengths;
+  Tally noScales;
+  Tally noRanges;
+  Tally offsets;
+  for (std::size_t i = 0; i < store.Blocks.size(); ++i) {
+    const BlockRec& block = store.Blocks[i];
+    if (block.SamplingRate <= 0) rates.Add(i, 0);
+    if (block.SizeChannel == std::numeric_limits<Long>::max() && !block.OpenLength)
+      lengths.Add(i, 0);
+    if (block.HasRealSamples()) continue;
+    for (std::size_t c = 0; c < block.ChannelScale.size(); ++c) {
+      if (block.ChannelScale[c] == 0) noScales.Add(i, c);
+      if (std::isinf(block.ChannelScale[c])) noRanges.Add(i, c);
+      if (!std::isfinite(block.ChannelOffset[c])) offsets.Add(i, c);
+    }
+  }
+  if (rates.Count > 0)
+    opening.Warn("no-rate", {-1, rates.Block}, "The rate of ", rates.Count, " of ",
+                 store.Blocks.size(), " blocks is not above 0; the first block states ",
+                 store.Blocks.front().SamplingRate, " Hz.");
+  if (lengths.Count > 0)
+    opening.Warn("length-held", {-1, lengths.Block}, "The length of ", lengths.Count, " of ",
+                 store.Blocks.size(),
+                 " blocks is shown as 2147483647 frames, the largest; what follows them "
+                 "isn't shown.");
+  noScales.Warn(opening, "no-scale",
+                "All values but 0 are infinite by a scale of 0 counts per unit: ");
+  noRanges.Warn(opening, "no-range", "All samples read as one value, since a count is 0 units: ");
+  offsets.Warn(opening, "no-offset", "The value of count 0 is infinite or not a number: ");
+}
+
+// Long enough, and of nothing but printable characters and line ends, in ASCII or UTF-8.
+bool IsText(std::string_view head) {
+  constexpr std::size_t shortest = 16;
+  constexpr std::size_t perhapsCut = 3;  // bytes of a last character
+  if (head.size() < shortest) return false;
+  const String text = FromUtf8(head.substr(0, head.size() - perhapsCut));
+  return std::all_of(text.begin(), text.end() - 1, [](char16_t c) {
+    const bool lineEnd = c == u'\t' || c == u'\r' || c == u'\n';
+    return lineEnd || (c >= u' ' && c != 0x7f && (c < 0xdc80 || c > 0xdcff));
+  });
+}
+
+}  // namespace
+
+void NoteGeneralFindings(Opening& opening) {
+  NoteCutData(opening);
+  NoteNumbers(opening);
+}
+
+// Comments that only repeat the last record count with it.
+void NoteCommentsPastEnd(Opening& opening) {
+  Tally behind;
+  for (std::size_t i = 0; i < opening.Store.Blocks.size(); ++i) {
+    const BlockRec& block = opening.Store.Blocks[i];
+    const auto isBehind = [&block](const CommentRec& comment) {
+      return comment.Position > block.SizeChannel;
+    };
+    for (const CommentRec& comment : block.Comments) {
+      if (isBehind(comment)) behind.Add(i, 0);
+    }
+    if (!block.Comments.empty() && isBehind(block.Comments.back()))
+      behind.Count += block.CommentCount - std::ssize(block.Comments);
+  }
+  if (behind.Count > 0)
+    opening.Note("comments-behind-end", {-1, behind.Block}, behind.Count,
+                 behind.Count == 1 ? " comment is" : " comments are",
+                 " past the last frame of the block.");
+}
+
+void NoteUnreadFormat(Opening& opening, bool read) {
+  const RecordingStore& store = opening.Store;
+  if (read && (store.Format != "raw" || !store.Sidecar.empty())) return;
+  std::array<char, HeadBytes> bytes{};
+  opening.DataFile.Seek(0);
+  const std::int64_t done = opening.DataFile.ReadBytes(bytes.data(), HeadBytes);
+  const std::string_view head(bytes.data(), static_cast<std::size_t>(done));
+  std::string known = KnownUnreadFormat(head, store.FileName);
+  // A format of text can be refused for many reasons, and raw data for none.
+  if (known.empty() && read && IsText(head)) known = "begins like text";
+  if (known.empty()) return;
+  opening.Warn("format-not-read", 0, "The file ", known,
+               read ? ", and is shown as raw 16-bit data." : ", a format that isn't read.");
+}
+
+}  // namespace lmimport

@@ -1,0 +1,52 @@
+#include "recording/OpenPipeline.h"
+
+#include "recording/Formats.h"
+#include "recording/GeneralFindings.h"
+
+namespace lmimport {
+namespace {
+
+void ReadRecording(Opening& opening) {
+  opening.NeedBytes(sizeof(opening.Magic), "any recording");
+  opening.DataFile.Seek(0);
+  opening.DataFile.ReadInt32Array(&opening.Magic, 1);
+  const std::string_view head(reinterpret_cast<const char*>(&opening.Magic), sizeof(opening.Magic));
+  const Format& format = RecogniseFormat(head, opening.Store.FileName);
+  opening.Store.Format = format.Id;
+  opening.Store.DataFile = opening.DataFile.Source();
+  opening.Store.Channels.resize(LargestChannelCount);
+  format.Read(opening);
+  for (const BlockRec& block : opening.Store.Blocks) Opening::CheckNumbers(block);
+}
+
+}  // namespace
+
+void OpenRecordingFile(Opening& opening, const String& name) {
+  BinaryFile& file = opening.DataFile;
+  if (file.Open(name, true, OrdinaryFile, ShareReadingAndWriting)) {
+    opening.Store.FileName = file.File()->PathName();
+    return;
+  }
+  const std::string reason = ToUtf8(file.LastError());
+  opening.Warn("not-opened", -1, reason);
+  throw RefusedOpen{Refusal::SystemFault, "not-opened", -1, reason, {}, file.SystemError()};
+}
+
+void FillStore(Opening& opening) {
+  try {
+    ReadRecording(opening);
+    NoteGeneralFindings(opening);
+    if (opening.Rules.AllAtOnce) NoteCommentsPastEnd(opening);
+    NoteUnreadFormat(opening, true);
+  } catch (const RefusedOpen& refused) {
+    opening.Warn(refused.Code, refused.Position, refused.Text);
+    if (!refused.Error) NoteUnreadFormat(opening, false);
+    throw;
+  } catch (const std::system_error& fault) {
+    const bool givenUp = fault.code() == std::errc::operation_canceled;
+    opening.Warn(givenUp ? "given-up" : "not-readable", -1, fault.what());
+    throw;
+  }
+}
+
+}  // namespace lmimport

@@ -1,0 +1,17 @@
+// The way from an open file to a filled store.
+#pragma once
+
+#include "model/Opening.h"
+
+namespace lmimport {
+
+/// Opens DataFile, and sets Store.FileName. Throws RefusedOpen, which is among the findings, where
+/// the system doesn't open a plain file of that name.
+void OpenRecordingFile(Opening& opening, const String& name);
+
+/// Has one reader fill the store, from DataFile, which is open, and Store.FileName, and adds what can
+/// be noticed about any recording. Throws RefusedOpen, or a fault of the source; one of the findings
+/// says why then.
+void FillStore(Opening& opening);
+
+}  // namespace lmimport

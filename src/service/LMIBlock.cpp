@@ -1,0 +1,268 @@
+#include <lmimport/LMIBlock.h>
+
+#include <algorithm>
+#include <limits>
+
+#include "extract/ChannelReads.h"
+#include "extract/ClampRange.h"
+#include "extract/FrameReads.h"
+#include "service/ImportState.h"
+
+namespace lmimport {
+namespace {
+
+const ByteSource& OpenDataFile() {
+  return *CurrentState().Store->DataFile;
+}
+
+// An invalid block has no channel.
+template <class T>
+Long Samples(const BlockRec& block, Integer channelIndex, Long start, Long count, T* data) {
+  if (block.ChannelCount == 0) return 0;
+  const auto channel = static_cast<Integer>(channelIndex - 1);
+  return ReadChannel(OpenDataFile(), block, channel, data, start, count);
+}
+
+template <class T>
+Long Samples(const BlockRec& block, Integer channelIndex, Long start, Long count,
+             std::span<T> data) {
+  if (!ClampRange(block, start, count)) return 0;
+  const auto room = HeldAsLong(std::ssize(data));
+  return Samples(block, channelIndex, start, std::min(count, room), data.data());
+}
+
+template <class T>
+Long Samples(const BlockRec& block, Integer channelIndex, Long start, Long count,
+             std::vector<T>& data) {
+  if (!ClampRange(block, start, count)) return 0;
+  data.assign(static_cast<std::size_t>(count), T{});
+  return Samples(block, channelIndex, start, count, data.data());
+}
+
+template <class T>
+Long FrameSamples(const BlockRec& block, Long start, Long count, T* data) {
+  return block.ChannelCount == 0 ? 0 : ReadFrames(OpenDataFile(), block, data, start, count);
+}
+
+template <class T>
+Long FrameSamples(const BlockRec& block, Long start, Long count, std::span<T> data) {
+  if (!ClampRange(block, start, count)) return 0;
+  const std::int64_t room = std::ssize(data) / block.ChannelCount;
+  return FrameSamples(block, start, std::min(count, HeldAsLong(room)), data.data());
+}
+
+template <class T>
+Long FrameSamples(const BlockRec& block, Long start, Long count, SampleTable<T>& data) {
+  if (!ClampRange(block, start, count)) return 0;
+  data.Dimension(block.ChannelCount, count);
+  return FrameSamples(block, start, count, data.Values().data());
+}
+
+}  // namespace
+
+LMIBlock::LMIBlock() : thread_(CurrentState().ThreadNumber) {}
+
+// An invalid object has the record of a block of nothing.
+const BlockRec& LMIBlock::Record() const {
+  static const BlockRec none;
+  const ImportState& state = StateOf(thread_);
+  return blockNumber_ < 0 ? none : state.Store->Blocks[static_cast<std::size_t>(blockNumber_)];
+}
+
+const BlockRec* LMIBlock::RecordWithChannel(Integer channelIndex) const {
+  const BlockRec& block = Record();
+  return channelIndex >= 1 && channelIndex <= block.ChannelCount ? &block : nullptr;
+}
+
+const ChannelRec* LMIBlock::Channel(Integer channelIndex) const {
+  const BlockRec* block = RecordWithChannel(channelIndex);
+  if (block == nullptr) return nullptr;
+  return &CurrentState().Store->ChannelOf(*block, static_cast<std::size_t>(channelIndex - 1));
+}
+
+// Of the tables of a block; 0 for a channel that it hasn't.
+template <class T>
+T LMIBlock::Entry(const std::vector<T> BlockRec::*table, Integer channelIndex, T none) const {
+  const BlockRec* block = RecordWithChannel(channelIndex);
+  return block != nullptr ? (block->*table)[static_cast<std::size_t>(channelIndex - 1)] : none;
+}
+
+Integer LMIBlock::BlockIndex() const {
+  StateOf(thread_);
+  return static_cast<Integer>(blockNumber_ + 1);
+}
+
+String LMIBlock::ADCName() const {
+  return TrimBlanks(Record().ADCName);
+}
+
+String LMIBlock::Title() const {
+  return TrimBlanks(Record().Title);
+}
+
+String LMIBlock::Notes() const {
+  return Record().Notes;
+}
+
+String LMIBlock::DataPad() const {
+  return Record().DataPad;
+}
+
+Date LMIBlock::StartDateTime() const {
+  return Record().StartDateTime;
+}
+
+Double LMIBlock::SamplingRate() const {
+  return Record().SamplingRate;
+}
+
+Long LMIBlock::SizeChannel() const {
+  return Record().SizeChannel;
+}
+
+Long LMIBlock::SizeData() const {
+  return HeldAsLong(std::int64_t{Record().SizeChannel} * Record().ChannelCount);
+}
+
+Integer LMIBlock::ChannelCount() const {
+  return Record().ChannelCount;
+}
+
+Integer LMIBlock::ChannelGlobalIndex(Integer ChannelIndex) const {
+  return static_cast<Integer>(Entry(&BlockRec::ChannelIndex, ChannelIndex, Integer{-1}) + 1);
+}
+
+String LMIBlock::ChannelTitle(Integer ChannelIndex) const {
+  const ChannelRec* channel = Channel(ChannelIndex);
+  return channel != nullptr ? TrimBlanks(channel->ChannelTitle) : String();
+}
+
+String LMIBlock::ChannelUnitName(Integer ChannelIndex) const {
+  const ChannelRec* channel = Channel(ChannelIndex);
+  return channel != nullptr ? TrimBlanks(channel->ChannelUnitName) : String();
+}
+
+Single LMIBlock::ChannelSingleA(Integer ChannelIndex) const {
+  return 1 / Entry(&BlockRec::ChannelScale, ChannelIndex, std::numeric_limits<Single>::infinity());
+}
+
+Single LMIBlock::ChannelSingleB(Integer ChannelIndex) const {
+  return Entry(&BlockRec::ChannelOffset, ChannelIndex, Single{0});
+}
+
+Double LMIBlock::ChannelDoubleA(Integer ChannelIndex) const {
+  constexpr Single none = std::numeric_limits<Single>::infinity();
+  return 1 / Double{Entry(&BlockRec::ChannelScale, ChannelIndex, none)};
+}
+
+Double LMIBlock::ChannelDoubleB(Integer ChannelIndex) const {
+  return Entry(&BlockRec::ChannelOffset, ChannelIndex, Single{0});
+}
+
+Long LMIBlock::DataPtr() const {
+  return HeldAsLong(Record().DataPtr);
+}
+
+Long LMIBlock::CommentCount() const {
+  return Record().CommentCount;
+}
+
+Long LMIBlock::CommentPosition(Long CommentIndex) const {
+  const BlockRec& block = Record();
+  if (CommentIndex < 1 || CommentIndex > block.CommentCount) return 0;
+  const auto index = static_cast<std::size_t>(CommentIndex - 1);
+  if (index < block.Comments.size()) return block.Comments[index].Position;
+  const auto repeats = static_cast<std::int64_t>(index + 1 - block.Comments.size());
+  return HeldAsLong(block.Comments.back().Position + repeats * block.RepeatedCommentStep);
+}
+
+String LMIBlock::CommentText(Long CommentIndex) const {
+  const BlockRec& block = Record();
+  if (CommentIndex < 1 || CommentIndex > block.CommentCount) return {};
+  const auto index = static_cast<std::size_t>(CommentIndex - 1);
+  return block.TextOf(block.Comments[std::min(index, block.Comments.size() - 1)]);
+}
+
+Long LMIBlock::GetChannelInteger(Integer ChannelIndex, Long SampleStart, Long SampleCount,
+                                 Integer* Data) {
+  return Samples(Record(), ChannelIndex, SampleStart, SampleCount, Data);
+}
+
+Long LMIBlock::GetChannelInteger(Integer ChannelIndex, Long SampleStart, Long SampleCount,
+                                 std::span<Integer> Data) {
+  return Samples(Record(), ChannelIndex, SampleStart, SampleCount, Data);
+}
+
+Long LMIBlock::GetChannelIntegerArray(Integer ChannelIndex, Long SampleStart, Long SampleCount,
+                                      std::vector<Integer>& DataArray) {
+  return Samples(Record(), ChannelIndex, SampleStart, SampleCount, DataArray);
+}
+
+Long LMIBlock::GetChannelSingle(Integer ChannelIndex, Long SampleStart, Long SampleCount,
+                                Single* Data) {
+  return Samples(Record(), ChannelIndex, SampleStart, SampleCount, Data);
+}
+
+Long LMIBlock::GetChannelSingle(Integer ChannelIndex, Long SampleStart, Long SampleCount,
+                                std::span<Single> Data) {
+  return Samples(Record(), ChannelIndex, SampleStart, SampleCount, Data);
+}
+
+Long LMIBlock::GetChannelSingleArray(Integer ChannelIndex, Long SampleStart, Long SampleCount,
+                                     std::vector<Single>& DataArray) {
+  return Samples(Record(), ChannelIndex, SampleStart, SampleCount, DataArray);
+}
+
+Long LMIBlock::GetChannelDouble(Integer ChannelIndex, Long SampleStart, Long SampleCount,
+                                Double* Data) {
+  return Samples(Record(), ChannelIndex, SampleStart, SampleCount, Data);
+}
+
+Long LMIBlock::GetChannelDouble(Integer ChannelIndex, Long SampleStart, Long SampleCount,
+                                std::span<Double> Data) {
+  return Samples(Record(), ChannelIndex, SampleStart, SampleCount, Data);
+}
+
+Long LMIBlock::GetChannelDoubleArray(Integer ChannelIndex, Long SampleStart, Long SampleCount,
+                                     std::vector<Double>& DataArray) {
+  return Samples(Record(), ChannelIndex, SampleStart, SampleCount, DataArray);
+}
+
+Long LMIBlock::GetDataInteger(Long KadrStart, Long KadrCount, Integer* Data) {
+  return FrameSamples(Record(), KadrStart, KadrCount, Data);
+}
+
+Long LMIBlock::GetDataInteger(Long KadrStart, Long KadrCount, std::span<Integer> Data) {
+  return FrameSamples(Record(), KadrStart, KadrCount, Data);
+}
+
+Long LMIBlock::GetDataIntegerArray(Long KadrStart, Long KadrCount,
+                                   SampleTable<Integer>& DataArray) {
+  return FrameSamples(Record(), KadrStart, KadrCount, DataArray);
+}
+
+Long LMIBlock::GetDataSingle(Long KadrStart, Long KadrCount, Single* Data) {
+  return FrameSamples(Record(), KadrStart, KadrCount, Data);
+}
+
+Long LMIBlock::GetDataSingle(Long KadrStart, Long KadrCount, std::span<Single> Data) {
+  return FrameSamples(Record(), KadrStart, KadrCount, Data);
+}
+
+Long LMIBlock::GetDataSingleArray(Long KadrStart, Long KadrCount, SampleTable<Single>& DataArray) {
+  return FrameSamples(Record(), KadrStart, KadrCount, DataArray);
+}
+
+Long LMIBlock::GetDataDouble(Long KadrStart, Long KadrCount, Double* Data) {
+  return FrameSamples(Record(), KadrStart, KadrCount, Data);
+}
+
+Long LMIBlock::GetDataDouble(Long KadrStart, Long KadrCount, std::span<Double> Data) {
+  return FrameSamples(Record(), KadrStart, KadrCount, Data);
+}
+
+Long LMIBlock::GetDataDoubleArray(Long KadrStart, Long KadrCount, SampleTable<Double>& DataArray) {
+  return FrameSamples(Record(), KadrStart, KadrCount, DataArray);
+}
+
+}  // namespace lmimport
