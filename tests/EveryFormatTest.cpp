@@ -7,6 +7,7 @@
 #include "support/AskEverything.h"
 #include "support/FaultyDisk.h"
 #include "support/ImportTest.h"
+#include "support/MemorySource.h"
 #include "support/Recordings.h"
 
 namespace lmimport::test {
@@ -34,7 +35,15 @@ void EveryFormat::Attack(const std::string& bytes, const std::string& sidecar) {
   bool isOpen = false;
   const HeapUse heap;
   ASSERT_EQ(OpenAndAsk(import_, name, isOpen), "");
+  ASSERT_EQ(OpenAndAskRecording(name), "");
   ASSERT_LT(heap.Peak(), 1U << 20);
+}
+
+// The recording with what lies beside it.
+std::shared_ptr<MemorySource> InMemory(const BuiltRecording& recording) {
+  auto source = std::make_shared<MemorySource>(recording.Bytes);
+  if (!recording.Sidecar.empty()) source->PutBeside(recording.Sidecar, recording.SidecarBytes);
+  return source;
 }
 
 // Places of a file that are worth an attack: all that hold something, and some of the zeros.
@@ -45,6 +54,42 @@ bool IsWorthIt(const std::string& bytes, std::size_t place) {
 std::string Changed(std::string bytes, std::size_t place, int change) {
   bytes[place] = static_cast<char>(change < 0 ? 0 : bytes[place] ^ change);
   return bytes;
+}
+
+// A block by each face, with all its samples.
+void CompareBlock(LMIBlock& block, const Recording& recording, std::size_t number) {
+  const Block& other = recording.Blocks()[number];
+  EXPECT_EQ(other.Device + other.Title + other.Notes,
+            ToUtf8(block.ADCName() + block.Title() + block.Notes()));
+  EXPECT_EQ(other.SamplingRate, block.SamplingRate());
+  ASSERT_EQ(other.FrameCount, block.SizeChannel());
+  ASSERT_EQ(std::ssize(other.Channels), block.ChannelCount());
+  for (Integer i = 1; i <= block.ChannelCount(); ++i) {
+    const auto c = static_cast<std::size_t>(i - 1);
+    EXPECT_EQ(other.Channels[c].Title, ToUtf8(block.ChannelTitle(i)));
+    EXPECT_EQ(other.Channels[c].Unit, ToUtf8(block.ChannelUnitName(i)));
+    EXPECT_EQ(other.Channels[c].Number, block.ChannelGlobalIndex(i));
+    EXPECT_EQ(other.Channels[c].Factor, other.RealSamples ? 1 : block.ChannelDoubleA(i));
+    EXPECT_EQ(other.Channels[c].Offset, other.RealSamples ? 0 : block.ChannelDoubleB(i));
+    std::vector<Integer> counts;
+    std::vector<Double> values;
+    block.GetChannelIntegerArray(i, 1, block.SizeChannel(), counts);
+    block.GetChannelDoubleArray(i, 1, block.SizeChannel(), values);
+    std::vector<Integer> otherCounts(counts.size());
+    std::vector<Double> otherValues(values.size() + 1);
+    EXPECT_EQ(recording.Read(number, c, 0, otherCounts), block.SizeChannel());
+    EXPECT_EQ(recording.Read(number, c, 0, otherValues), block.SizeChannel());
+    otherValues.pop_back();
+    EXPECT_EQ(otherCounts, counts);
+    EXPECT_EQ(otherValues, values);
+  }
+  std::vector<std::string> comments;
+  for (const Comment& comment : recording.Comments())
+    if (comment.BlockIndex == number) comments.push_back(comment.Text);
+  ASSERT_EQ(std::ssize(comments), block.CommentCount());
+  for (Long i = 1; i <= block.CommentCount(); ++i)
+    EXPECT_EQ(std::ranges::count(comments, ToUtf8(block.CommentText(i))),
+              std::ranges::count(comments, comments[static_cast<std::size_t>(i - 1)]));
 }
 
 TEST_P(EveryFormat, SurvivesEveryDamage) {
@@ -83,8 +128,64 @@ TEST_P(EveryFormat, PiecesJoinToTheWhole) {
   }
 }
 
+// Every read of an open and of its samples fails, once or from then on: an error with the system's
+// code and a finding, or a recording that is right once the source is well again.
+TEST_P(EveryFormat, AFaultOfTheSourceIsToldAndForgotten) {
+  OpenWhole();
+  const std::vector<Double> expected = Values();
+  for (const bool once : {true, false}) {
+    long faults = 0;
+    for (bool hasFailed = true; hasFailed; ++faults) {
+      const auto source = InMemory(GetParam());
+      source->FailAfter(faults, once);
+      std::optional<Recording> recording;
+      std::vector<Double> values(expected.size());
+      try {
+        recording = Recording::Open(source, GetParam().Name);
+        recording->ReadFrames(0, 0, values);
+        EXPECT_FALSE(source->HasFailed());
+      } catch (const std::system_error& error) {
+        EXPECT_TRUE(source->HasFailed());
+        EXPECT_EQ(error.code(), std::errc::io_error);
+        const auto* refused = dynamic_cast<const OpenError*>(&error);
+        EXPECT_TRUE(recording || refused->Findings().back().Code == "not-readable");
+      }
+      hasFailed = source->HasFailed();
+      source->FailAfter(-1, true);
+      if (!recording) continue;
+      recording->ReadFrames(0, 0, values);
+      EXPECT_EQ(values, expected);
+      EXPECT_EQ(AskRecording(*recording), "");
+    }
+    EXPECT_GT(faults, 2);
+  }
+}
+
+// The open file of the thread, a recording of the same file, and one in memory are the same.
+TEST_P(EveryFormat, IsTheSameByEachFace) {
+  OpenWhole();
+  const auto byPath = Recording::Open(folder_.PathOf(GetParam().Name));
+  const auto inMemory = Recording::Open(InMemory(GetParam()), GetParam().Name);
+  for (const Recording& recording : {byPath, inMemory}) {
+    ASSERT_EQ(std::ssize(recording.Blocks()), file_->BlockCount());
+    ASSERT_EQ(AskRecording(recording), "");
+    EXPECT_EQ(recording.Sidecar(), GetParam().Sidecar);
+    for (std::size_t i = 0; i < recording.Blocks().size(); ++i)
+      CompareBlock(*file_->Block(static_cast<Integer>(i + 1)), recording, i);
+    Codes codes;
+    for (const Finding& finding : recording.Findings()) codes.emplace_back(finding.Code);
+    std::ranges::sort(codes);
+    Codes ofFile = FindingCodes();
+    std::ranges::sort(ofFile);
+    EXPECT_EQ(codes, ofFile);
+  }
+}
+
+// What is written can be found half done.
+class ConvertedFormat : public EveryFormat {};
+
 // The same file, from a disk that gives or takes little at a time.
-TEST_P(EveryFormat, ShortTransfersChangeNothing) {
+TEST_P(ConvertedFormat, ShortTransfersChangeNothing) {
   const std::vector<Double> expected = (OpenWhole(), Values());
   for (std::size_t bytes = 1; bytes < 20; ++bytes) {
     FaultyDisk disk;
@@ -95,7 +196,7 @@ TEST_P(EveryFormat, ShortTransfersChangeNothing) {
 }
 
 // Each call of an open and of a range in turn is broken off by a signal, and made again.
-TEST_P(EveryFormat, SignalsChangeNothing) {
+TEST_P(ConvertedFormat, SignalsChangeNothing) {
   const std::vector<Double> expected = (OpenWhole(), Values());
   const Codes findings = FindingCodes();
   const std::string flatFile = folder_.PathOf(GetParam().Name) + "dat";
@@ -114,49 +215,50 @@ TEST_P(EveryFormat, SignalsChangeNothing) {
   }
 }
 
-// Every read of an open and of a range fails, and every change of the flat data file, once or from
-// then on: a fault that names the error and leaves no file, and the next open is as good as any.
-TEST_P(EveryFormat, AFaultOfTheDiskIsToldAndForgotten) {
+// Every change of the flat data file fails, once or from then on: a fault that names the error and
+// leaves no file, and the next open is as good as any.
+TEST_P(ConvertedFormat, AFaultOfTheDiskIsToldAndForgotten) {
   const std::vector<Double> expected = (OpenWhole(), Values());
-  const bool converts = GetParam().Name.starts_with("mixed");
-  const auto failEach = [&](FaultyDisk::Call call, int error, bool once) {
-    long faults = 0;
-    for (bool hasFailed = true; hasFailed; ++faults) {
-      {
-        FaultyDisk disk;
-        disk.Shorten(16);  // so that a write can end half done
-        disk.FailBehind(call, faults, error, once);
-        bool isOpen = false;
-        try {
-          OpenWhole();
-          isOpen = true;
-          // A sidecar is passed over, and a temporary file takes the place of one that can't be made.
-          EXPECT_TRUE(Values() == expected || FindingCodes() == Codes{"sidecar-passed-over"});
-          EXPECT_TRUE(!disk.HasFailed() || converts || !GetParam().Sidecar.empty());
-        } catch (const std::system_error& fault) {
-          EXPECT_TRUE(disk.HasFailed());
-          EXPECT_EQ(fault.code().value(), error);
-          EXPECT_EQ(file_ != nullptr, isOpen);
+  for (const bool once : {true, false}) {
+    for (const int error : {ENOSPC, EIO}) {
+      long faults = 0;
+      for (bool hasFailed = true; hasFailed; ++faults) {
+        {
+          FaultyDisk disk;
+          disk.Shorten(16);  // so that a write can end half done
+          disk.FailBehind(FaultyDisk::Change, faults, error, once);
+          try {
+            OpenWhole();
+            EXPECT_EQ(Values(), expected);
+          } catch (const std::system_error& fault) {
+            EXPECT_TRUE(disk.HasFailed());
+            EXPECT_EQ(fault.code().value(), error);
+            EXPECT_EQ(file_, nullptr);
+          }
+          hasFailed = disk.HasFailed();
         }
-        hasFailed = disk.HasFailed();
+        OpenWhole(true);
+        EXPECT_EQ(Values(), expected);
       }
-      OpenWhole(true);
-      EXPECT_EQ(Values(), expected);
+      EXPECT_GT(faults, 2);
     }
-    return faults;
-  };
-  EXPECT_GT(failEach(FaultyDisk::Read, EIO, true), 2);
-  for (const bool once : {true, false})
-    for (const int error : {ENOSPC, EIO})
-      EXPECT_EQ(failEach(FaultyDisk::Change, error, once) > 2, converts);
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, EveryFormat, testing::ValuesIn(AllRecordings()),
-                         [](const auto& test) {
-                           std::string name = test.param.Name;
-                           std::ranges::replace(name, '.', '_');
-                           return name;
-                         });
+std::vector<BuiltRecording> Converted() {
+  std::vector<BuiltRecording> recordings = AllRecordings();
+  std::erase_if(recordings, [](const auto& r) { return !r.Name.starts_with("mixed"); });
+  return recordings;
+}
+
+std::string NameOf(const testing::TestParamInfo<BuiltRecording>& test) {
+  std::string name = test.param.Name;
+  std::ranges::replace(name, '.', '_');
+  return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(All, EveryFormat, testing::ValuesIn(AllRecordings()), NameOf);
+INSTANTIATE_TEST_SUITE_P(All, ConvertedFormat, testing::ValuesIn(Converted()), NameOf);
 
 }  // namespace
 }  // namespace lmimport::test
