@@ -4,10 +4,12 @@
 #include <lmimport/ByteSource.h>
 #include <lmimport/Findings.h>
 
+#include <concepts>
 #include <filesystem>
 #include <functional>
 #include <limits>
 #include <optional>
+#include <ranges>
 #include <system_error>
 
 namespace lmimport {
@@ -64,12 +66,6 @@ struct FileStamp {
   std::int64_t Nanoseconds = 0;
 };
 
-/// NaN where there is no sample.
-struct Extremes {
-  double Smallest;
-  double Largest;
-};
-
 /// Why an open failed; an error_code of the category "lmimport".
 enum class OpenFault { UnknownFormat = 1, UnsupportedFormat, FormatError, NoData, GivenUp };
 LMIMPORT_API std::error_code make_error_code(OpenFault Fault);  // named by the standard library
@@ -88,6 +84,11 @@ class LMIMPORT_API OpenError : public std::system_error {
   std::shared_ptr<const std::string> sentence_;
   std::shared_ptr<const std::vector<Finding>> findings_;
 };
+
+/// What samples are read as: counts, held or exact, or values.
+template <class T>
+concept Sample = std::same_as<T, std::int16_t> || std::same_as<T, std::int32_t> ||
+    std::same_as<T, float> || std::same_as<T, double>;
 
 /// An open recording: immutable, cheap to copy, and good on any thread, also on several at a time.
 /// It depends on its options and its bytes alone, and writes nothing that outlives it. Texts are
@@ -126,28 +127,23 @@ class LMIMPORT_API Recording {
 
   std::vector<Finding> Findings() const;  // so far: what is read later may add some
 
-  /// Samples of one channel: fills the target as far as the channel goes, and gives how far.
-  /// Counts as int16_t, held at its limits, and int32_t, exact for every kind of integer; of real
+  /// Samples of one channel: fills the target, a span, vector or array of a kind of Sample, as far
+  /// as the channel goes, and gives how far. Counts as int16_t, held at its limits, and int32_t, exact for every kind of integer; of real
   /// numbers those of the scale that LMImport gives them, rounded to nearest, ties to even, NaN as
   /// 0. Values as float and double. What a cut-off file lacks reads as stored zeros. A block or
   /// channel that doesn't exist and a `first` below 0 throw std::out_of_range.
+  template <class Samples>
   std::int64_t Read(std::size_t block, std::size_t channel, std::int64_t first,
-                    std::span<std::int16_t> target) const;
-  std::int64_t Read(std::size_t block, std::size_t channel, std::int64_t first,
-                    std::span<std::int32_t> target) const;
-  std::int64_t Read(std::size_t block, std::size_t channel, std::int64_t first,
-                    std::span<float> target) const;
-  std::int64_t Read(std::size_t block, std::size_t channel, std::int64_t first,
-                    std::span<double> target) const;
+                    Samples&& target) const {
+    return ReadSpan<std::ranges::range_value_t<Samples>>(block, channel, first, target);
+  }
 
   /// The same for whole frames: the sample of channel c in frame first + i comes to element
   /// i * channels + c. Gives the number of frames, as many as the target has room for.
-  std::int64_t ReadFrames(std::size_t block, std::int64_t first,
-                          std::span<std::int16_t> target) const;
-  std::int64_t ReadFrames(std::size_t block, std::int64_t first,
-                          std::span<std::int32_t> target) const;
-  std::int64_t ReadFrames(std::size_t block, std::int64_t first, std::span<float> target) const;
-  std::int64_t ReadFrames(std::size_t block, std::int64_t first, std::span<double> target) const;
+  template <class Samples>
+  std::int64_t ReadFrames(std::size_t block, std::int64_t first, Samples&& target) const {
+    return ReadFrameSpan<std::ranges::range_value_t<Samples>>(block, first, target);
+  }
 
   /// Smallest and largest value, as Read gives them as double, of `count` samples in as many parts
   /// as `bins` has, as equal as whole samples can be, in one pass. NaN among the samples is passed
@@ -158,11 +154,11 @@ class LMIMPORT_API Recording {
  private:
   class State;
   explicit Recording(std::shared_ptr<const State> state) : state_(std::move(state)) {}
-  template <class T>
-  std::int64_t ReadAs(std::size_t block, std::size_t channel, std::int64_t first,
-                      std::span<T> target) const;
-  template <class T>
-  std::int64_t ReadFramesAs(std::size_t block, std::int64_t first, std::span<T> target) const;
+  template <Sample T>
+  std::int64_t ReadSpan(std::size_t block, std::size_t channel, std::int64_t first,
+                        std::span<T> target) const;
+  template <Sample T>
+  std::int64_t ReadFrameSpan(std::size_t block, std::int64_t first, std::span<T> target) const;
 
   std::shared_ptr<const State> state_;
 };

@@ -25,6 +25,12 @@ using Double = double;
 using Date = double;  // days since 1899-12-30 00:00, the time of day as the fraction
 using String = std::u16string;
 
+/// Smallest and largest of some values; NaN where there is none.
+struct Extremes {
+  double Smallest;
+  double Largest;
+};
+
 class LMIFile;
 class LMIBlock;
 using LMIFilePtr = std::shared_ptr<LMIFile>;    // an empty reference is a null pointer

@@ -24,23 +24,19 @@
 #include <cmath>
 
 #include "converters/AcqFrames.h"
-#include "converters/AcqScale.h"
 #include "converters/Converters.h"
 #include "model/HeaderView.h"
 
 namespace lmimport {
 namespace {
 
-constexpr Long AcqFirstVersion = 30;
-constexpr Long AcqLastVersion = 45;
+constexpr Long AcqFirstVersion = 30, AcqLastVersion = 45;
 constexpr Long AcqLargestVersion = 1000;  // that a file of a later layout might state
-constexpr Long AcqVersionWithDivider = 38;
-constexpr Long AcqVersionWithCompression = 41;
-constexpr Long AcqSmallestGraphHeader = 148;
+constexpr Long AcqVersionWithDivider = 38, AcqVersionWithCompression = 41,
+               AcqSmallestGraphHeader = 148;
 constexpr std::int64_t AcqBytesPastGraphHeader = 118;
 constexpr Integer AcqLargestChannelTotal = 16384;
 constexpr Double AcqLargestInterval = 1e7;
-constexpr Long AcqFileType = 8;
 
 constexpr std::size_t AcqGraphBytes = 24;
 constexpr Field<Long> AcqVersion{2}, AcqGraphLength{6};
@@ -55,8 +51,7 @@ constexpr Field<Double> AcqScale{92}, AcqOffset{100};
 constexpr Field<Integer> AcqDivider{250};
 
 constexpr std::int64_t AcqTypeBytes = 4;
-constexpr Integer AcqKindDouble = 1;
-constexpr Integer AcqKindInteger = 2;
+constexpr Integer AcqKindDouble = 1, AcqKindInteger = 2;
 
 constexpr std::size_t AcqMarkerBytes = 12;
 constexpr Field<Long> AcqMarkerStep{0};
@@ -64,8 +59,7 @@ constexpr Field<Integer> AcqMarkerTextLength{10};
 
 // The flat data file takes at most 128 times the bytes of a whole recording: a step of 2 bytes can
 // be a frame of 32 Doubles. What a damaged header claims beyond that, and a little more, isn't made.
-constexpr std::int64_t AcqLargestGrowth = 128;
-constexpr std::int64_t AcqGrowthAllowance = 16LL * 1024 * 1024;
+constexpr std::int64_t AcqLargestGrowth = 128, AcqGrowthAllowance = 16LL * 1024 * 1024;
 
 // What of the headers is needed to read markers and samples.
 struct AcqLayout {
@@ -349,7 +343,7 @@ void AcqConverter::Convert() {
   NoteDividers();
   NoteCompression();
   FillSamples();
-  opening_.FinishFile(FourCharacters("data"), AcqFileType);
+  opening_.FinishFile(FourCharacters("data"));
 }
 
 }  // namespace

@@ -1,14 +1,31 @@
 // The samples of an ACQ file, brought into frames of one rate.
 #pragma once
 
-#include "converters/AcqChannel.h"
+#include <span>
+
 #include "converters/FlatDataFile.h"
 
 namespace lmimport {
 
+/// A channel as the headers tell of it and as it is worked out.
+struct AcqChannel {
+  Long SampleCount = 0;
+  Long Divider = 1;  // steps of the base rate from one sample to the next
+  Double MinValue = 0;
+  Double MaxValue = 0;
+  Double AmplitudeScale = 0;
+  Double AmplitudeOffset = 0;
+  Integer StoredKind = SampleInt16;  // or SampleDouble
+  Integer SampleBytes = 0;           // as the file states it, these two
+  Integer StatedDivider = 0;         // 0: it doesn't
+  std::int64_t HeaderPosition = 0;
+
+  std::int64_t Width() const { return SampleWidth(StoredKind); }
+};
+
 /// For each step of the base rate, the file holds a sample of each channel whose Divider divides
 /// the number of the step. A frame holds the values of the first channels at a step, as Doubles; a
-/// channel without a sample keeps its value, also behind the end of the file, and is 0 before its
+/// channel without a sample keeps its value, also past the end of the file, and is 0 before its
 /// first one.
 class AcqFrames {
  public:
@@ -39,5 +56,14 @@ class AcqFrames {
   std::vector<Double> frames_;       // of a batch
   std::vector<Double> last_;         // the last frame
 };
+
+/// Sets MinValue and MaxValue of the channels of a file of nothing but Doubles at one rate, as far
+/// as the file holds their samples; NaN is passed over.
+void ScanAcqDoubles(std::span<AcqChannel> AcqChannels, BinaryFile& File, std::int64_t DataStart,
+                    std::int64_t FrameCount, Progress& Progress);
+
+/// Sets ChannelScale and ChannelOffset of the Double channels of the block, such that their range is
+/// 64000 counts; a constant channel gets 1000 and its value.
+void FitAcqScale(BlockRec& Block, std::span<const AcqChannel> AcqChannels);
 
 }  // namespace lmimport

@@ -12,10 +12,7 @@ constexpr std::size_t LongestText = 256;      // characters of a comment
 constexpr std::size_t LongestList = 1 << 16;  // bytes; what a signal of garbage has more is dropped
 constexpr Double LargestCapacity = 20000;
 
-constexpr Byte ListEnd = 0;
-constexpr Byte TextEnd = 20;
-constexpr Byte DurationMark = 21;
-constexpr Byte FirstCharacter = 32;
+constexpr Byte ListEnd = 0, TextEnd = 20, DurationMark = 21, FirstCharacter = 32;
 
 // Takes the signal byte by byte. A list is an onset, perhaps a duration, and texts, each with a
 // mark after it, and a zero byte. Marks aren't told apart: a duration is part of the text.

@@ -14,9 +14,7 @@
 namespace lmimport {
 namespace {
 
-constexpr std::int64_t EdfSmallestFile = 520;
-constexpr Long EdfFileType = 9;
-constexpr std::int64_t EdfRecordCountPosition = 236;
+constexpr std::int64_t EdfSmallestFile = 520, EdfRecordCountPosition = 236;
 
 // The header, and what the records add up to.
 struct EdfLayout {
@@ -196,7 +194,7 @@ void ConvertEdfFile(Opening& opening) {
     opening.Store.Blocks.front().DataPtr = 0;
     opening.DoOrDefer(Later::Samples, [layout](Opening& later) { MakeFlatFile(later, *layout); });
   }
-  opening.FinishFile(FourCharacters("data"), EdfFileType);
+  opening.FinishFile(FourCharacters("data"));
 }
 
 }  // namespace lmimport

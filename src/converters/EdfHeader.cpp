@@ -29,11 +29,8 @@ constexpr std::u16string_view EdfVersion = u"0       ";
 constexpr std::u16string_view EdfAnnotationLabel = u"EDF Annotations";
 constexpr std::u16string_view EdfDiscontinuous = u"EDF+D";
 
-constexpr std::int64_t EdfIdentificationBytes = 80;
-constexpr std::int64_t EdfNumberBytes = 8;
-constexpr std::int64_t EdfReservedBytes = 44;
-constexpr std::int64_t EdfSignalCountBytes = 4;
-constexpr std::int64_t EdfLabelBytes = 16;
+constexpr std::int64_t EdfIdentificationBytes = 80, EdfNumberBytes = 8, EdfReservedBytes = 44,
+                       EdfSignalCountBytes = 4, EdfLabelBytes = 16;
 constexpr std::int64_t EdfSkippedBytes = 80;  // transducer, and prefiltering
 constexpr std::int64_t EdfSignalReservedBytes = 32;
 

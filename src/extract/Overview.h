@@ -1,7 +1,7 @@
 // The extremes of stretches of a channel, for who draws it.
 #pragma once
 
-#include <lmimport/Recording.h>
+#include <lmimport/ByteSource.h>
 
 #include "model/Records.h"
 

@@ -134,24 +134,6 @@ std::int64_t BinaryFile::WriteBytes(const void* Source, std::int64_t ByteCount) 
   return ByteCount;
 }
 
-std::int64_t BinaryFile::WriteInt16Array(const Integer* First, std::int64_t Count) {
-  constexpr std::int64_t width = sizeof(Integer);
-  return WriteBytes(First, Count * width) / width;
-}
-
-std::int64_t BinaryFile::WriteDoubleArray(const Double* First, std::int64_t Count) {
-  constexpr std::int64_t width = sizeof(Double);
-  return WriteBytes(First, Count * width) / width;
-}
-
-bool PathTools::FileExists(const String& Path) {
-  return platform::FileExists(ToUtf8(Path));
-}
-
-bool PathTools::FolderExists(const String& Path) {
-  return platform::FolderExists(ToUtf8(Path));
-}
-
 String PathTools::TempFileName(const String& Prefix) {
   static std::atomic<unsigned> count = 0;
   const std::string number =

@@ -10,6 +10,7 @@
 
 #include "model/FileSource.h"
 #include "model/TextTools.h"
+#include "platform/System.h"
 
 namespace lmimport {
 
@@ -104,8 +105,12 @@ class BinaryFile {
   std::int64_t ReadTerminatedString(String& Text, std::int64_t limit);
 
   std::int64_t WriteBytes(const void* Source, std::int64_t ByteCount);
-  std::int64_t WriteInt16Array(const Integer* First, std::int64_t Count);
-  std::int64_t WriteDoubleArray(const Double* First, std::int64_t Count);
+  std::int64_t WriteInt16Array(const Integer* First, std::int64_t Count) {
+    return WriteBytes(First, Count * 2) / 2;
+  }
+  std::int64_t WriteDoubleArray(const Double* First, std::int64_t Count) {
+    return WriteBytes(First, Count * 8) / 8;
+  }
 
  private:
   bool OpenAs(const String& path, platform::Access access, Long shareMode, unsigned rights = 0);
@@ -145,10 +150,15 @@ T BinaryFile::ReadValue() {
 /// Names of files and folders.
 class PathTools {
  public:
-  static bool FileExists(const String& Path);  // anything of that name but a folder
-  static bool FolderExists(const String& Path);
+  static bool FileExists(const String& Path) {  // anything of that name but a folder
+    return platform::FileExists(ToUtf8(Path));
+  }
+  static bool FolderExists(const String& Path) { return platform::FolderExists(ToUtf8(Path)); }
   static String TempFileName(const String& Prefix);  // in the folder for temporary files; not made
   static String Join(const String& Folder, const String& Name);
+  static String TitleOf(const String& Path) {  // what follows the last separator
+    return Path.substr(Path.rfind(platform::PathSeparator) + 1);
+  }
 };
 
 }  // namespace lmimport

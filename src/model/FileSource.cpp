@@ -16,17 +16,6 @@ std::string Reason(const std::error_code& error) {
   return error.message();
 }
 
-// Lets a fault of the operating system go on to the host with the name of the file.
-template <class Operation>
-auto Named(const String& pathName, const char* what, const Operation& operation) {
-  try {
-    return operation();
-  } catch (const std::system_error& fault) {
-    throw std::system_error(fault.code(),
-                            std::string("Can't ") + what + " \"" + ToUtf8(pathName) + "\"");
-  }
-}
-
 }  // namespace
 
 std::error_code FileSource::Open(const String& Path, platform::Access access, platform::Lock lock,
@@ -39,15 +28,6 @@ std::error_code FileSource::Open(const String& Path, platform::Access access, pl
   return error;
 }
 
-std::int64_t FileSource::Size() const {
-  return Named(pathName_, "get the size of", [this] { return file_.Size(); });
-}
-
-std::size_t FileSource::ReadAt(std::int64_t position, std::span<std::byte> target) const {
-  return Named(pathName_, "read",
-               [&] { return file_.ReadAt(position, target.data(), target.size()); });
-}
-
 std::shared_ptr<const ByteSource> FileSource::Beside(std::string_view name) const {
   const std::size_t folder = pathName_.rfind(platform::PathSeparator) + 1;
   const String path = pathName_.substr(0, folder) + FromUtf8(name);
@@ -58,29 +38,8 @@ std::shared_ptr<const ByteSource> FileSource::Beside(std::string_view name) cons
   return beside;
 }
 
-platform::FileTimes FileSource::Times() const {
-  return Named(pathName_, "get the date of", [this] { return file_.Times(); });
-}
-
-unsigned FileSource::RightsBeside() const {
-  return Named(pathName_, "get the rights of", [this] { return file_.RightsBeside(); });
-}
-
-void FileSource::WriteAt(std::int64_t position, const void* source, std::int64_t size) {
-  Named(pathName_, "write",
-        [&] { file_.WriteAt(position, source, static_cast<std::size_t>(size)); });
-}
-
-void FileSource::Resize(std::int64_t size) {
-  Named(pathName_, "set the size of", [&] { file_.Resize(size); });
-}
-
-void FileSource::Flush() {
-  Named(pathName_, "write", [this] { file_.Flush(); });
-}
-
-void FileSource::Share() {
-  Named(pathName_, "share", [this] { file_.Share(); });
+void FileSource::ThrowNamed(const char* what, std::error_code error) const {
+  throw std::system_error(error, std::string("Can't ") + what + " \"" + ToUtf8(pathName_) + "\"");
 }
 
 std::string WhyNotOpened(const String& path, const std::error_code& error) {

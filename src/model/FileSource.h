@@ -3,6 +3,7 @@
 
 #include <lmimport/ByteSource.h>
 
+#include <functional>
 #include <string>
 
 #include "platform/File.h"
@@ -17,23 +18,46 @@ class FileSource final : public ByteSource {
   std::error_code Open(const String& Path, platform::Access access, platform::Lock lock,
                        unsigned rights = 0666);
 
-  std::int64_t Size() const override;
-  std::size_t ReadAt(std::int64_t position, std::span<std::byte> target) const override;
+  std::int64_t Size() const override {
+    return Named(*this, "get the size of", &platform::File::Size);
+  }
+  std::size_t ReadAt(std::int64_t position, std::span<std::byte> target) const override {
+    return Named(*this, "read", &platform::File::ReadAt, position, target.data(), target.size());
+  }
   std::shared_ptr<const ByteSource> Beside(std::string_view name) const override;
 
   Long Handle() const { return file_.Handle(); }
   const String& PathName() const { return pathName_; }  // with its folder
-  platform::FileTimes Times() const;
+  platform::FileTimes Times() const {
+    return Named(*this, "get the date of", &platform::File::Times);
+  }
   const platform::FileTimes& TimesAtOpen() const { return file_.TimesAtOpen(); }
-  unsigned RightsBeside() const;  // that a file beside this one may be created with
+  unsigned RightsBeside() const {  // that a file beside this one may be created with
+    return Named(*this, "get the rights of", &platform::File::RightsBeside);
+  }
 
-  void WriteAt(std::int64_t position, const void* source, std::int64_t size);
-  void Resize(std::int64_t size);
-  void Flush();
+  void WriteAt(std::int64_t position, const void* source, std::int64_t size) {
+    Named(*this, "write", &platform::File::WriteAt, position, source,
+          static_cast<std::size_t>(size));
+  }
+  void Resize(std::int64_t size) { Named(*this, "set the size of", &platform::File::Resize, size); }
+  void Flush() { Named(*this, "write", &platform::File::Flush); }
   void NarrowRightsTo(const FileSource& other) { file_.NarrowRightsTo(other.file_); }
-  void Share();  // from now on others may read, and still not write
+  void Share() { Named(*this, "share", &platform::File::Share); }  // from now on others may read
 
  private:
+  // A call of the file, whose fault goes on to the host with the name of the file.
+  template <class Self, class Call, class... Arguments>
+  static std::invoke_result_t<Call, decltype((std::declval<Self&>().file_)), Arguments...> Named(
+      Self& self, const char* what, Call call, Arguments... arguments) {
+    try {
+      return std::invoke(call, self.file_, arguments...);
+    } catch (const std::system_error& fault) {
+      self.ThrowNamed(what, fault.code());
+    }
+  }
+  [[noreturn]] void ThrowNamed(const char* what, std::error_code error) const;
+
   platform::File file_;
   String pathName_;
 };

@@ -35,8 +35,8 @@ Single Narrowed(Double value, std::string_view field, std::int64_t position) {
 void Opening::NeedBytes(std::int64_t size, std::string_view what, Refusal why) const {
   const std::int64_t there = DataFile.Size();
   if (there < size)
-    Refuse(why, why == Refusal::NoData ? "no-data" : "not-of-format", there, "The file ends at byte ", there, ", and ", what, " needs ", size,
-           ".");
+    Refuse(why, why == Refusal::NoData ? "no-data" : "not-of-format", there,
+           "The file ends at byte ", there, ", and ", what, " needs ", size, ".");
 }
 
 void Opening::CheckNumbers(const BlockRec& block) {
@@ -55,9 +55,8 @@ void Opening::DoOrDefer(Later kind, std::function<void(Opening&)> work) {
     Store.Works[static_cast<std::size_t>(kind)] = std::move(work);
 }
 
-void Opening::FinishFile(Long signature, Integer versionMajor, Integer versionMinor, Long fileType,
+void Opening::FinishFile(Long signature, Integer versionMajor, Integer versionMinor,
                          Long fileSubType) {
-  Store.FileType = fileType;
   Store.FileSubType = fileSubType;
   std::int64_t total = 0;
   for (const BlockRec& block : Store.Blocks) total += block.SizeChannel;

@@ -117,12 +117,11 @@ struct Opening {
   /// The date of the file, for a format that states no start; 0 where such a date is no start.
   Date DateOfFile() const { return Rules.DatesByFile ? DataFile.FileDateTime() : 0; }
 
-  /// The end of most readers: the type of the file, and FileRec of the blocks as they are, with rate
-  /// and channels of the first. Without a version of its own, a format has that of the library.
-  void FinishFile(Long signature, Integer versionMajor, Integer versionMinor, Long fileType,
-                  Long fileSubType = 0);
-  void FinishFile(Long signature, Long fileType, Long fileSubType = 0) {
-    FinishFile(signature, LibraryMajor, LibraryMinor, fileType, fileSubType);
+  /// The end of most readers: the variant of the format, and FileRec of the blocks as they are, with
+  /// rate and channels of the first. Without a version of its own, a format has that of the library.
+  void FinishFile(Long signature, Integer versionMajor, Integer versionMinor, Long fileSubType = 0);
+  void FinishFile(Long signature, Long fileSubType = 0) {
+    FinishFile(signature, LibraryMajor, LibraryMinor, fileSubType);
   }
 
  private:

@@ -30,16 +30,10 @@
 namespace lmimport {
 namespace {
 
-constexpr std::int64_t AbfSmallestFile = 2052;
-constexpr std::size_t AbfBaseBytes = 2048;
-constexpr std::size_t AbfHeaderBytes = 6144;
+constexpr std::int64_t AbfSmallestFile = 2052, AbfSectionUnit = 512, AbfLargestMissingTags = 65535;
+constexpr std::size_t AbfBaseBytes = 2048, AbfHeaderBytes = 6144, AbfTagBytes = 64;
 constexpr Single AbfFirstExtended = 1.6F;
-constexpr std::int64_t AbfSectionUnit = 512;
-constexpr std::size_t AbfTagBytes = 64;
-constexpr std::int64_t AbfLargestMissingTags = 65535;
-constexpr Integer AbfPhysicalChannels = 16;
-constexpr Integer AbfGapFree = 3;
-constexpr Long AbfFileType = 7;
+constexpr Integer AbfPhysicalChannels = 16, AbfGapFree = 3;
 
 constexpr Field<Single> AbfVersion{4}, AbfSampleInterval{122}, AbfSynchTimeUnit{130}, AbfRange{244};
 constexpr Field<Integer> AbfMode{8}, AbfDataFormat{100}, AbfChannelCount{120}, AbfMilliseconds{366},
@@ -102,7 +96,7 @@ void AbfFile::Read() {
   const Single major = std::trunc(std::clamp<Single>(version, 0, INT16_MAX));
   const Single minor = std::nearbyint(std::clamp<Single>((version - major) * 10, 0, 10));
   opening_.FinishFile(FourCharacters("ABIN"), static_cast<Integer>(major),
-                      static_cast<Integer>(minor), AbfFileType);
+                      static_cast<Integer>(minor));
   opening_.Store.FileRec.FileNotes = header_[AbfCreator];
   NoteFindings(block);
 }

@@ -21,14 +21,10 @@ namespace lmimport {
 namespace {
 
 constexpr std::int64_t AbinSmallestFile = 92;
-constexpr std::size_t AbinHeadBytes = 36;
-constexpr std::size_t AbinLongHeadBytes = 128;
-constexpr std::size_t AbinChannelBytes = 80;
-constexpr std::size_t AbinChannelBytesOfVersion2 = 44;
-constexpr Long AbinMark = FourCharacters("ABIN");
-constexpr Long AbinChannelMark = FourCharacters("ADCh");
-constexpr Long AbinDataChunk = FourCharacters("data");
-constexpr Long AbinFileType = 2;
+constexpr std::size_t AbinHeadBytes = 36, AbinLongHeadBytes = 128, AbinChannelBytes = 80,
+                      AbinChannelBytesOfVersion2 = 44;
+constexpr Long AbinMark = FourCharacters("ABIN"), AbinChannelMark = FourCharacters("ADCh"),
+               AbinDataChunk = FourCharacters("data");
 
 constexpr Field<Long> AbinSignature{0};  // of the file and of a channel header
 constexpr Field<Integer> AbinVersionMajor{4}, AbinVersionMinor{6}, AbinYear{8}, AbinMonth{10},
@@ -112,7 +108,7 @@ void ReadAbinFile(Opening& opening) {
   block.Resolution = 16;
   block.StartDateTime = DateSerial(header[AbinYear], header[AbinMonth], header[AbinDay]) +
                         TimeSerial(header[AbinHour], header[AbinMinute], header[AbinSecond]);
-  opening.FinishFile(AbinMark, major, minor, AbinFileType);
+  opening.FinishFile(AbinMark, major, minor);
 }
 
 }  // namespace lmimport

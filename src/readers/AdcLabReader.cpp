@@ -26,9 +26,7 @@ namespace lmimport {
 namespace {
 
 constexpr std::int64_t AlfSmallestFile = 96;
-constexpr std::size_t AlfSectionHead = 32;
-constexpr std::size_t AlfChannelBytes = 20;
-constexpr Long AlfFileType = 5;
+constexpr std::size_t AlfSectionHead = 32, AlfChannelBytes = 20;
 constexpr Byte AlfPaired = 2;
 
 constexpr TextField AlfSectionName{0, 24};
@@ -38,9 +36,7 @@ constexpr Field<Long> AlfChannels{4};
 constexpr Field<Double> AlfRate{8};
 constexpr Field<Byte> AlfSampleCode{16}, AlfBitCountA{17}, AlfBitCountB{18};
 // of a channel in "CHANNELS_INFO"
-constexpr std::size_t AlfNumber = 0;
-constexpr std::size_t AlfRangeLow = 4;
-constexpr std::size_t AlfRangeHigh = 12;
+constexpr std::size_t AlfNumber = 0, AlfRangeLow = 4, AlfRangeHigh = 12;
 // of "SD_FORMAT"
 constexpr Field<Byte> AlfModeFlags{4}, AlfControlCount{5};
 constexpr Field<Integer> AlfControlTable{6};
@@ -119,7 +115,7 @@ void AdcLabFile::Read() {
     Refuse(Refusal::UnsupportedFormat, "coding-not-read", -1,
            "The sections describe neither a device nor a channel.");
   FillBlock(opening_.Store.Blocks.emplace_back());
-  opening_.FinishFile(FourCharacters("ADCL"), 1, 0, AlfFileType);
+  opening_.FinishFile(FourCharacters("ADCL"), 1, 0);
 }
 
 void AdcLabFile::Walk() {

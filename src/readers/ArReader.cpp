@@ -22,9 +22,7 @@ namespace lmimport {
 namespace {
 
 constexpr std::int64_t ArSmallestFile = 516;
-constexpr std::size_t ArHeadBytes = 512;
-constexpr std::size_t ArInputs = 16;
-constexpr Long ArFileType = 3;
+constexpr std::size_t ArHeadBytes = 512, ArInputs = 16;
 constexpr Double ArFallbackScale = 1000;
 
 constexpr Field<Byte> ArChannelMask{2}, ArSampleBits{10}, ArHour{11}, ArMinute{12}, ArSecond{14},
@@ -164,7 +162,7 @@ void ReadArFile(Opening& opening) {
   block.FillFrom(file.Size() - block.DataPtr);
   block.StartDateTime = DateSerial(header[ArYear], header[ArMonth], header[ArDay]) +
                         TimeSerial(header[ArHour], header[ArMinute], header[ArSecond]);
-  opening.FinishFile(FourCharacters("ABIN"), 1, 0, ArFileType);
+  opening.FinishFile(FourCharacters("ABIN"), 1, 0);
   NoteDoubtful(opening, header, block);
 }
 

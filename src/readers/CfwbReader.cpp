@@ -21,12 +21,8 @@ namespace lmimport {
 namespace {
 
 constexpr std::int64_t CfwbSmallestFile = 166;
-constexpr std::size_t CfwbHeadBytes = 68;
-constexpr std::size_t CfwbChannelBytes = 96;
-constexpr Long CfwbMark = FourCharacters("CFWB");
-constexpr Long CfwbInt16Format = 3;
-constexpr Long CfwbFileType = 2;
-constexpr Long CfwbFileSubType = 1;
+constexpr std::size_t CfwbHeadBytes = 68, CfwbChannelBytes = 96;
+constexpr Long CfwbMark = FourCharacters("CFWB"), CfwbInt16Format = 3, CfwbFileSubType = 1;
 
 constexpr Field<Long> CfwbSignature{0};
 constexpr Field<Integer> CfwbVersion{4};
@@ -101,7 +97,7 @@ void ReadCfwbFile(Opening& opening) {
     opening.Warn("data-cut-off", file.Size(), "The header claims ", header[CfwbSamples],
                  " frames, and the file holds ", block.SizeChannel, ".");
   block.StartDateTime = StartOf(header);
-  opening.FinishFile(CfwbMark, header[CfwbVersion], 0, CfwbFileType, CfwbFileSubType);
+  opening.FinishFile(CfwbMark, header[CfwbVersion], 0, CfwbFileSubType);
 }
 
 }  // namespace lmimport

@@ -28,14 +28,10 @@
 namespace lmimport {
 namespace {
 
-constexpr Long ChartSignature = FourCharacters("LMC\0");
-constexpr Long ChannelSignature = FourCharacters("ADCh");
-constexpr Long BlockSignature = FourCharacters("ADBl");
-constexpr Long DataChunk = FourCharacters("data");
-constexpr std::int64_t SkippedInHeader = 16;
-constexpr std::int64_t SkippedPerChannel = 32;
+constexpr Long ChartSignature = FourCharacters("LMC\0"), ChannelSignature = FourCharacters("ADCh"),
+               BlockSignature = FourCharacters("ADBl"), DataChunk = FourCharacters("data");
+constexpr std::int64_t SkippedInHeader = 16, SkippedPerChannel = 32;
 constexpr Long CommentLimit = 65536;  // the first count that isn't believed
-constexpr Long ChartFileType = 1;
 
 enum class BlockEnd { Whole, NotABlock, Damaged };
 
@@ -55,7 +51,6 @@ class ChartFile {
   void ReadHeaderTexts();
   bool ReadChannel(ChannelRec& channel);
   BlockEnd ReadBlock(BlockRec& block);
-  void ReadBlockTexts(BlockRec& block);
   BlockEnd ReadChannelTables(BlockRec& block);
   void ReadComments(BlockRec& block);
   void NoteShortChunks();
@@ -106,7 +101,6 @@ void ChartFile::Read() {
   header.TotalSamples = HeldAsLong(total);
   NoteShortChunks();
   header.CurrentBlock = 0;
-  store_.FileType = ChartFileType;
 }
 
 void ChartFile::ReadHeader() {
@@ -140,10 +134,9 @@ void ChartFile::ReadHeader() {
 void ChartFile::ReadHeaderTexts() {
   FileRec& header = store_.FileRec;
   file_.Skip(SkippedInHeader);
-  file_.ReadCountedString(header.ChartFileName);
-  file_.ReadCountedString(header.FileNotes);
-  file_.ReadCountedString(header.ChartFileText);
-  file_.ReadCountedString(header.FileDataPad);
+  for (String* text :
+       {&header.ChartFileName, &header.FileNotes, &header.ChartFileText, &header.FileDataPad})
+    file_.ReadCountedString(*text);
   ReadTable(header.ChartFileLongs);
   ReadTable(header.ChartFileInts);
   ReadTable(header.ChartFileTail);
@@ -175,7 +168,9 @@ BlockEnd ChartFile::ReadBlock(BlockRec& block) {
   if (file_.ReadByteArray(block.ChartBlockHead.data(), headSize) < headSize)
     return BlockEnd::NotABlock;
   if (block.Signature != BlockSignature) return BlockEnd::NotABlock;
-  ReadBlockTexts(block);
+  for (String* text : {&block.ADCName, &block.Title, &block.Notes, &block.ChartBlockText1,
+                       &block.DataPad, &block.ChartBlockText2})
+    file_.ReadCountedString(*text);
   const BlockEnd tables = ReadChannelTables(block);
   if (tables != BlockEnd::Whole) return tables;
 
@@ -191,15 +186,6 @@ BlockEnd ChartFile::ReadBlock(BlockRec& block) {
   ReadComments(block);
   ReadTable(block.ChartBlockTail);
   return BlockEnd::Whole;
-}
-
-void ChartFile::ReadBlockTexts(BlockRec& block) {
-  file_.ReadCountedString(block.ADCName);
-  file_.ReadCountedString(block.Title);
-  file_.ReadCountedString(block.Notes);
-  file_.ReadCountedString(block.ChartBlockText1);
-  file_.ReadCountedString(block.DataPad);
-  file_.ReadCountedString(block.ChartBlockText2);
 }
 
 BlockEnd ChartFile::ReadChannelTables(BlockRec& block) {

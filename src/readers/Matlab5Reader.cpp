@@ -21,39 +21,19 @@
 namespace lmimport {
 namespace {
 
-constexpr std::int64_t Mat5SmallestFile = 144;
-constexpr std::int64_t Mat5VersionText = 7;
-constexpr std::int64_t Mat5VersionWord = 124;
-constexpr std::int64_t Mat5FirstElement = 128;
-constexpr std::int64_t Mat5TagBytes = 8;
+constexpr std::int64_t Mat5SmallestFile = 144, Mat5VersionText = 7, Mat5VersionWord = 124,
+                       Mat5FirstElement = 128, Mat5TagBytes = 8;
 constexpr std::uint32_t Mat5LittleEndian = 0x4d49;
 constexpr std::uint32_t Mat5Version = 0x0100;
 
-enum Mat5Type : Long {
-  Int8Data = 1,
-  Uint8Data = 2,
-  Int16Data = 3,
-  Uint16Data = 4,
-  Int32Data = 5,
-  Uint32Data = 6,
-  SingleData = 7,
-  DoubleData = 9,
-  LastBareType = 9,
-  MatrixData = 14,
-  CompressedData = 15,
-  FirstUnicodeData = 16,
-  LastUnicodeData = 18,
-};
+// The types of elements.
+constexpr Long Int8Data = 1, Uint8Data = 2, Int16Data = 3, Uint16Data = 4, Int32Data = 5,
+               Uint32Data = 6, SingleData = 7, DoubleData = 9, LastBareType = 9, MatrixData = 14,
+               CompressedData = 15, FirstUnicodeData = 16, LastUnicodeData = 18;
 
-enum Mat5Class : Byte {
-  CellClass = 1,
-  StructureClass = 2,
-  ObjectClass = 3,
-  CharacterClass = 4,
-  SparseClass = 5,
-  DoubleClass = 6,
-  SingleClass = 7,
-};
+// The classes of variables.
+constexpr Byte CellClass = 1, StructureClass = 2, ObjectClass = 3, CharacterClass = 4,
+               SparseClass = 5, DoubleClass = 6, SingleClass = 7;
 constexpr Byte Mat5ComplexFlag = 8;
 
 struct Tag {

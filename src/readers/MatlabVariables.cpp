@@ -9,7 +9,6 @@
 namespace lmimport {
 namespace {
 
-constexpr Long MatlabFileType = 10;
 constexpr Single LargestSingle = std::numeric_limits<Single>::max();
 constexpr std::u16string_view DataSuffix = u"_Data";
 constexpr std::u16string_view RateSuffix = u"_SamplingRate";
@@ -163,7 +162,7 @@ void MatlabVariables::Finish(Integer versionMajor, std::string detail) {
       if (block.SampleType == SampleDouble) ScanDoubleFrames(later.DataFile, block, later.Progress);
     }
   });
-  opening_.FinishFile(FourCharacters("MATL"), versionMajor, 0, MatlabFileType);
+  opening_.FinishFile(FourCharacters("MATL"), versionMajor, 0);
 }
 
 std::int64_t& MatlabVariables::CountOf(Counts& counts, std::string_view what) {

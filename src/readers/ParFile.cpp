@@ -27,10 +27,8 @@ namespace lmimport {
 namespace {
 
 constexpr std::int64_t ParSmallestFile = 223;
-constexpr std::size_t ParFullBytes = 17131;
-constexpr std::size_t ParSlots = 32;
-constexpr std::size_t ParNoteHeadBytes = 25;
-constexpr std::size_t ParNoteTextBytes = 256;
+constexpr std::size_t ParFullBytes = 17131, ParSlots = 32, ParNoteHeadBytes = 25,
+                      ParNoteTextBytes = 256;
 
 constexpr Field<Byte> ParVersion{0}, ParVariant{16};
 constexpr TextField ParMark{8, 7}, ParModel{20, 17};

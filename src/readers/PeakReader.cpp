@@ -16,9 +16,7 @@ namespace {
 
 constexpr std::int64_t PeakSmallestFile = 80;
 constexpr std::size_t PeakHeadBytes = 64;
-constexpr Long PeakMagicOfLayout1 = FourCharacters("SFPK");
-constexpr Long PeakFileType = 11;
-constexpr Long PeakLowestRate = 2;
+constexpr Long PeakMagicOfLayout1 = FourCharacters("SFPK"), PeakLowestRate = 2;
 
 constexpr Field<Long> PeakMagic{0}, PeakRateOfLayout0{4}, PeakRateOfLayout1{24};
 constexpr Field<Integer> PeakChannelsOfLayout0{60}, PeakChannelsOfLayout1{20};
@@ -64,7 +62,7 @@ void ReadPeakFile(Opening& opening) {
   block.DataPtr = PeakHeadBytes;
   block.StartDateTime = opening.DateOfFile();
   block.Title = FromUtf8(Sentence("Cache: ", rate));
-  opening.FinishFile(FourCharacters("WAVE"), PeakFileType, layout1 ? 1 : 0);
+  opening.FinishFile(FourCharacters("WAVE"), layout1 ? 1 : 0);
   opening.Note("peaks", 0,
                "The channels are the lowest and highest samples of stretches of a sound, not the "
                "sound.");

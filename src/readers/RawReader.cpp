@@ -14,8 +14,7 @@
 namespace lmimport {
 namespace {
 
-constexpr Long BinaryFileType = 2;
-constexpr Long RawFileType = 3;
+constexpr Long RawFileType = 3, BinaryFileType = 2;
 
 struct Sidecar {
   std::u16string_view Extension;  // of the recording
@@ -68,7 +67,8 @@ void ReadRawFile(Opening& opening) {
   if (block.SizeChannel < 2)
     Refuse(Refusal::NoData, "no-data", opening.DataFile.Size(), "The file holds ",
            opening.DataFile.Size(), " bytes, less than two frames of ", block.FrameBytes(), ".");
-  opening.FinishFile(FourCharacters("data"), sidecar.FileType, sidecar.FileSubType);
+  opening.Store.FileType = sidecar.FileType;
+  opening.FinishFile(FourCharacters("data"), sidecar.FileSubType);
 }
 
 }  // namespace lmimport

@@ -22,8 +22,7 @@
 namespace lmimport {
 namespace {
 
-constexpr std::size_t RvpHeaderBytes = 2664;
-constexpr std::size_t RvpChannelBytes = 370;
+constexpr std::size_t RvpHeaderBytes = 2664, RvpChannelBytes = 370;
 constexpr Long RvpSignature = FourCharacters("RTVP");
 
 constexpr Field<Long> RvpMark{0}, RvpSamples{608};

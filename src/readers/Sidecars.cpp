@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "platform/System.h"
-
 namespace lmimport {
 namespace {
 
@@ -20,7 +18,7 @@ bool ReadBeside(Opening& opening, const String& ending, SidecarReader read, Bloc
   const String& name = opening.Store.FileName;
   const String base = name.substr(0, name.size() - std::min<std::size_t>(name.size(), 4));
   for (const String& path : {base + ending, base + InCapitals(ending)}) {
-    const std::string title = ToUtf8(path.substr(path.rfind(platform::PathSeparator) + 1));
+    const std::string title = ToUtf8(PathTools::TitleOf(path));
     try {
       BinaryFile sidecar(opening.Texts, opening.DataFile.Source()->Beside(title));
       if (!sidecar.IsOpen()) continue;

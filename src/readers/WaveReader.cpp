@@ -24,15 +24,11 @@
 namespace lmimport {
 namespace {
 
-constexpr std::int64_t WaveSmallestFile = 48;
+constexpr std::int64_t WaveSmallestFile = 48, WaveChunkHeadBytes = 8;
 constexpr std::size_t WaveFormatBytes = 16;
-constexpr std::int64_t WaveChunkHeadBytes = 8;
-constexpr Long WaveFileType = 4;
-constexpr Long WaveRiff = FourCharacters("RIFF");
-constexpr Long WaveForm = FourCharacters("WAVE");
-constexpr Long WaveFormatChunk = FourCharacters("fmt ");
-constexpr Long WaveFactChunk = FourCharacters("fact");
-constexpr Long WaveDataChunk = FourCharacters("data");
+constexpr Long WaveRiff = FourCharacters("RIFF"), WaveForm = FourCharacters("WAVE"),
+               WaveFormatChunk = FourCharacters("fmt "), WaveFactChunk = FourCharacters("fact"),
+               WaveDataChunk = FourCharacters("data");
 constexpr Integer WavePcm = 1;
 
 // of the body of "fmt "
@@ -134,7 +130,7 @@ void FillBlock(Opening& opening, const HeaderView& format, Long dataSize) {
   block.StartDateTime = opening.DateOfFile();
   block.Title = FromUtf8(Sentence(format[WaveRate] / 1000.0, " kHz, ", format[WaveBits], "-bit"));
   const bool described = ReadBeside(opening, u"_wavheader.txt", ReadBinHeader, block);
-  opening.FinishFile(WaveForm, WaveFileType, described ? 1 : 0);
+  opening.FinishFile(WaveForm, described ? 1 : 0);
 }
 
 }  // namespace

@@ -34,15 +34,10 @@ namespace lmimport {
 namespace {
 
 constexpr std::int64_t WinDaqSmallestFile = 154;
-constexpr std::size_t WinDaqHeaderBytes = 110;
-constexpr std::size_t WinDaqEntryBytes = 36;
+constexpr std::size_t WinDaqHeaderBytes = 110, WinDaqEntryBytes = 36;
 constexpr std::uint16_t WinDaqEndOfHeader = 0x8001;
-constexpr Integer WinDaqChannelMask = 31;
-constexpr Long WinDaqPointerMask = 0x7fffffff;
-constexpr Long NoComment = -1;
-constexpr Integer WinDaqHiRes = 1 << 1;
-constexpr Integer WinDaqPacked = 1 << 14;
-constexpr Long WinDaqFileType = 6;
+constexpr Integer WinDaqChannelMask = 31, WinDaqHiRes = 1 << 1, WinDaqPacked = 1 << 14;
+constexpr Long WinDaqPointerMask = 0x7fffffff, NoComment = -1;
 
 constexpr Field<Integer> WinDaqChannels{0}, WinDaqHeaderSize{6}, WinDaqAnnotationBytes{16},
     WinDaqFlags{100};
@@ -249,7 +244,7 @@ void ReadWinDaqFile(Opening& opening) {
   if (areas.MarkerBytes >= 4)
     opening.DoOrDefer(Later::Comments, [areas](Opening& later) { ReadComments(later, areas); });
 
-  opening.FinishFile(FourCharacters("ABIN"), 1, 0, WinDaqFileType);
+  opening.FinishFile(FourCharacters("ABIN"), 1, 0);
   CheckRate(opening, header, opening.Store.Blocks.front());
   CheckFlags(opening, header);
 }

@@ -13,6 +13,7 @@ void ReadRecording(Opening& opening) {
   const std::string_view head(reinterpret_cast<const char*>(&opening.Magic), sizeof(opening.Magic));
   const Format& format = RecogniseFormat(head, opening.Store.FileName);
   opening.Store.Format = format.Id;
+  opening.Store.FileType = format.FileType;
   opening.Store.DataFile = opening.DataFile.Source();
   opening.Store.Channels.resize(LargestChannelCount);
   format.Read(opening);

@@ -2,6 +2,7 @@
 #include <lmimport/Text.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <stdexcept>
 
@@ -22,35 +23,18 @@ class OpenCategory final : public std::error_category {
  public:
   const char* name() const noexcept override { return "lmimport"; }
   std::string message(int number) const override {
-    switch (static_cast<OpenFault>(number)) {
-      case OpenFault::UnknownFormat:
-        return "unknown file format";
-      case OpenFault::UnsupportedFormat:
-        return "unsupported file format";
-      case OpenFault::FormatError:
-        return "error in the file format";
-      case OpenFault::NoData:
-        return "no data in the file";
-      case OpenFault::GivenUp:
-        return "given up";
-    }
-    return "unknown fault";
+    constexpr std::array messages = {"unknown file format", "unsupported file format",
+                                     "error in the file format", "no data in the file", "given up"};
+    const auto index = static_cast<std::size_t>(number - 1);
+    return index < messages.size() ? messages[index] : "unknown fault";
   }
 };
 
+// Refusals have the order of OpenFault; those of numbers and texts are errors in the format.
 std::error_code CodeOf(const RefusedOpen& refused) {
-  switch (refused.Why) {
-    case Refusal::UnknownFormat:
-      return OpenFault::UnknownFormat;
-    case Refusal::UnsupportedFormat:
-      return OpenFault::UnsupportedFormat;
-    case Refusal::NoData:
-      return OpenFault::NoData;
-    case Refusal::SystemFault:
-      return refused.Error;
-    default:
-      return OpenFault::FormatError;
-  }
+  if (refused.Why == Refusal::SystemFault) return refused.Error;
+  if (refused.Why > Refusal::NoData) return OpenFault::FormatError;
+  return static_cast<OpenFault>(static_cast<int>(refused.Why) + 1);
 }
 
 // Work on an opening, whose failures leave as OpenError.
@@ -350,9 +334,9 @@ std::vector<Finding> Recording::Findings() const {
   return state_->Findings();
 }
 
-template <class T>
-std::int64_t Recording::ReadAs(std::size_t block, std::size_t channel, std::int64_t first,
-                               std::span<T> target) const {
+template <Sample T>
+std::int64_t Recording::ReadSpan(std::size_t block, std::size_t channel, std::int64_t first,
+                                 std::span<T> target) const {
   const BlockRec& record = state_->Find(block, channel, first);
   const std::int64_t count =
       std::clamp<std::int64_t>(record.SizeChannel - first, 0, std::ssize(target));
@@ -363,9 +347,9 @@ std::int64_t Recording::ReadAs(std::size_t block, std::size_t channel, std::int6
   return count;
 }
 
-template <class T>
-std::int64_t Recording::ReadFramesAs(std::size_t block, std::int64_t first,
-                                     std::span<T> target) const {
+template <Sample T>
+std::int64_t Recording::ReadFrameSpan(std::size_t block, std::int64_t first,
+                                      std::span<T> target) const {
   const BlockRec& record = state_->Find(block, 0, first);
   const std::int64_t room = std::ssize(target) / record.ChannelCount;
   const std::int64_t count = std::clamp<std::int64_t>(record.SizeChannel - first, 0, room);
@@ -376,39 +360,16 @@ std::int64_t Recording::ReadFramesAs(std::size_t block, std::int64_t first,
   return count;
 }
 
-std::int64_t Recording::Read(std::size_t block, std::size_t channel, std::int64_t first,
-                             std::span<std::int16_t> target) const {
-  return ReadAs(block, channel, first, target);
-}
-std::int64_t Recording::Read(std::size_t block, std::size_t channel, std::int64_t first,
-                             std::span<std::int32_t> target) const {
-  return ReadAs(block, channel, first, target);
-}
-std::int64_t Recording::Read(std::size_t block, std::size_t channel, std::int64_t first,
-                             std::span<float> target) const {
-  return ReadAs(block, channel, first, target);
-}
-std::int64_t Recording::Read(std::size_t block, std::size_t channel, std::int64_t first,
-                             std::span<double> target) const {
-  return ReadAs(block, channel, first, target);
-}
-
-std::int64_t Recording::ReadFrames(std::size_t block, std::int64_t first,
-                                   std::span<std::int16_t> target) const {
-  return ReadFramesAs(block, first, target);
-}
-std::int64_t Recording::ReadFrames(std::size_t block, std::int64_t first,
-                                   std::span<std::int32_t> target) const {
-  return ReadFramesAs(block, first, target);
-}
-std::int64_t Recording::ReadFrames(std::size_t block, std::int64_t first,
-                                   std::span<float> target) const {
-  return ReadFramesAs(block, first, target);
-}
-std::int64_t Recording::ReadFrames(std::size_t block, std::int64_t first,
-                                   std::span<double> target) const {
-  return ReadFramesAs(block, first, target);
-}
+#define LMIMPORT_READS(T)                                                                        \
+  template LMIMPORT_API std::int64_t Recording::ReadSpan(std::size_t, std::size_t, std::int64_t, \
+                                                         std::span<T>) const;                    \
+  template LMIMPORT_API std::int64_t Recording::ReadFrameSpan(std::size_t, std::int64_t,         \
+                                                              std::span<T>) const;
+LMIMPORT_READS(std::int16_t)
+LMIMPORT_READS(std::int32_t)
+LMIMPORT_READS(float)
+LMIMPORT_READS(double)
+#undef LMIMPORT_READS
 
 void Recording::Overview(std::size_t block, std::size_t channel, std::int64_t first,
                          std::int64_t count, std::span<Extremes> bins) const {

@@ -183,86 +183,33 @@ String LMIBlock::CommentText(Long CommentIndex) const {
   return block.TextOf(block.Comments[std::min(index, block.Comments.size() - 1)]);
 }
 
-Long LMIBlock::GetChannelInteger(Integer ChannelIndex, Long SampleStart, Long SampleCount,
-                                 Integer* Data) {
-  return Samples(Record(), ChannelIndex, SampleStart, SampleCount, Data);
-}
-
-Long LMIBlock::GetChannelInteger(Integer ChannelIndex, Long SampleStart, Long SampleCount,
-                                 std::span<Integer> Data) {
-  return Samples(Record(), ChannelIndex, SampleStart, SampleCount, Data);
-}
-
-Long LMIBlock::GetChannelIntegerArray(Integer ChannelIndex, Long SampleStart, Long SampleCount,
-                                      std::vector<Integer>& DataArray) {
-  return Samples(Record(), ChannelIndex, SampleStart, SampleCount, DataArray);
-}
-
-Long LMIBlock::GetChannelSingle(Integer ChannelIndex, Long SampleStart, Long SampleCount,
-                                Single* Data) {
-  return Samples(Record(), ChannelIndex, SampleStart, SampleCount, Data);
-}
-
-Long LMIBlock::GetChannelSingle(Integer ChannelIndex, Long SampleStart, Long SampleCount,
-                                std::span<Single> Data) {
-  return Samples(Record(), ChannelIndex, SampleStart, SampleCount, Data);
-}
-
-Long LMIBlock::GetChannelSingleArray(Integer ChannelIndex, Long SampleStart, Long SampleCount,
-                                     std::vector<Single>& DataArray) {
-  return Samples(Record(), ChannelIndex, SampleStart, SampleCount, DataArray);
-}
-
-Long LMIBlock::GetChannelDouble(Integer ChannelIndex, Long SampleStart, Long SampleCount,
-                                Double* Data) {
-  return Samples(Record(), ChannelIndex, SampleStart, SampleCount, Data);
-}
-
-Long LMIBlock::GetChannelDouble(Integer ChannelIndex, Long SampleStart, Long SampleCount,
-                                std::span<Double> Data) {
-  return Samples(Record(), ChannelIndex, SampleStart, SampleCount, Data);
-}
-
-Long LMIBlock::GetChannelDoubleArray(Integer ChannelIndex, Long SampleStart, Long SampleCount,
-                                     std::vector<Double>& DataArray) {
-  return Samples(Record(), ChannelIndex, SampleStart, SampleCount, DataArray);
-}
-
-Long LMIBlock::GetDataInteger(Long KadrStart, Long KadrCount, Integer* Data) {
-  return FrameSamples(Record(), KadrStart, KadrCount, Data);
-}
-
-Long LMIBlock::GetDataInteger(Long KadrStart, Long KadrCount, std::span<Integer> Data) {
-  return FrameSamples(Record(), KadrStart, KadrCount, Data);
-}
-
-Long LMIBlock::GetDataIntegerArray(Long KadrStart, Long KadrCount,
-                                   SampleTable<Integer>& DataArray) {
-  return FrameSamples(Record(), KadrStart, KadrCount, DataArray);
-}
-
-Long LMIBlock::GetDataSingle(Long KadrStart, Long KadrCount, Single* Data) {
-  return FrameSamples(Record(), KadrStart, KadrCount, Data);
-}
-
-Long LMIBlock::GetDataSingle(Long KadrStart, Long KadrCount, std::span<Single> Data) {
-  return FrameSamples(Record(), KadrStart, KadrCount, Data);
-}
-
-Long LMIBlock::GetDataSingleArray(Long KadrStart, Long KadrCount, SampleTable<Single>& DataArray) {
-  return FrameSamples(Record(), KadrStart, KadrCount, DataArray);
-}
-
-Long LMIBlock::GetDataDouble(Long KadrStart, Long KadrCount, Double* Data) {
-  return FrameSamples(Record(), KadrStart, KadrCount, Data);
-}
-
-Long LMIBlock::GetDataDouble(Long KadrStart, Long KadrCount, std::span<Double> Data) {
-  return FrameSamples(Record(), KadrStart, KadrCount, Data);
-}
-
-Long LMIBlock::GetDataDoubleArray(Long KadrStart, Long KadrCount, SampleTable<Double>& DataArray) {
-  return FrameSamples(Record(), KadrStart, KadrCount, DataArray);
-}
+// The reads of one type of sample, which bears its name in all of them.
+#define LMIMPORT_READS_OF(Type)                                                                    \
+  Long LMIBlock::GetChannel##Type(Integer ChannelIndex, Long SampleStart, Long SampleCount,        \
+                                  Type* Data) {                                                    \
+    return Samples(Record(), ChannelIndex, SampleStart, SampleCount, Data);                        \
+  }                                                                                                \
+  Long LMIBlock::GetChannel##Type(Integer ChannelIndex, Long SampleStart, Long SampleCount,        \
+                                  std::span<Type> Data) {                                          \
+    return Samples(Record(), ChannelIndex, SampleStart, SampleCount, Data);                        \
+  }                                                                                                \
+  Long LMIBlock::GetChannel##Type##Array(Integer ChannelIndex, Long SampleStart, Long SampleCount, \
+                                         std::vector<Type>& DataArray) {                           \
+    return Samples(Record(), ChannelIndex, SampleStart, SampleCount, DataArray);                   \
+  }                                                                                                \
+  Long LMIBlock::GetData##Type(Long KadrStart, Long KadrCount, Type* Data) {                       \
+    return FrameSamples(Record(), KadrStart, KadrCount, Data);                                     \
+  }                                                                                                \
+  Long LMIBlock::GetData##Type(Long KadrStart, Long KadrCount, std::span<Type> Data) {             \
+    return FrameSamples(Record(), KadrStart, KadrCount, Data);                                     \
+  }                                                                                                \
+  Long LMIBlock::GetData##Type##Array(Long KadrStart, Long KadrCount,                              \
+                                      SampleTable<Type>& DataArray) {                              \
+    return FrameSamples(Record(), KadrStart, KadrCount, DataArray);                                \
+  }
+LMIMPORT_READS_OF(Integer)
+LMIMPORT_READS_OF(Single)
+LMIMPORT_READS_OF(Double)
+#undef LMIMPORT_READS_OF
 
 }  // namespace lmimport

@@ -1,7 +1,6 @@
 #include <lmimport/LMIBlock.h>
 #include <lmimport/LMIFile.h>
 
-#include "platform/System.h"
 #include "service/ImportState.h"
 
 namespace lmimport {
@@ -24,8 +23,7 @@ String LMIFile::FileName() const {
 }
 
 String LMIFile::FileTitle() const {
-  const String name = FileName();
-  return name.substr(name.rfind(platform::PathSeparator) + 1);
+  return PathTools::TitleOf(FileName());
 }
 
 String LMIFile::Notes() const {
