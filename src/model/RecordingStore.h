@@ -32,8 +32,9 @@ struct RecordingStore {
   std::string_view Format;  // id in the table of formats
   Long FileType = 0;
   Long FileSubType = 0;
-  String FileName;      // with its folder
-  std::string Sidecar;  // file name of what described the samples; empty: nothing did
+  String FileName;            // with its folder
+  std::int64_t FileSize = 0;  // as it was opened
+  std::string Sidecar;        // file name of what described the samples; empty: nothing did
   struct FileRec FileRec;
   std::vector<ChannelRec> Channels;  // by global channel; all that there can be
   std::vector<BlockRec> Blocks;

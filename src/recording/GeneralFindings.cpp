@@ -17,15 +17,15 @@ struct Tally {
   int Block = -1;
   int Channel = -1;
 
-  void Add(std::size_t block, std::size_t channel) {
+  void Add(std::size_t block, int channel = -1) {
     if (Count++ > 0) return;
     Block = static_cast<int>(block);
-    Channel = static_cast<int>(channel);
+    Channel = channel;
   }
-  void Warn(Opening& opening, std::string_view code, std::string_view what) const {
+  void Warn(Opening& opening, std::string_view code, std::string_view what,
+            std::string_view kind) const {
     if (Count > 0)
-      opening.Warn(code, {-1, Block, Channel}, what, Count, Count == 1 ? " channel" : " channels",
-                   ", counted in all blocks.");
+      opening.Warn(code, {-1, Block, Channel}, what, Count, " ", kind, Count == 1 ? "." : "s.");
   }
 };
 
@@ -47,7 +47,7 @@ void NoteCutData(Opening& opening) {
       continue;
     }
     if (there >= block.SizeChannel) continue;
-    cut.Add(i, 0);
+    cut.Add(i);
     if (cut.Count > 1) continue;
     first = Sentence("Block ", i + 1, " claims ", block.SizeChannel, " frames, and the file holds ",
                      there, "; the rest reads as stored zeros.");
@@ -59,37 +59,28 @@ void NoteCutData(Opening& opening) {
 
 // What readers take as it is stated, and no value comes of.
 void NoteNumbers(Opening& opening) {
-  const RecordingStore& store = opening.Store;
-  Tally rates;
-  Tally lengths;
-  Tally noScales;
-  Tally noRanges;
-  Tally offsets;
-  for (std::size_t i = 0; i < store.Blocks.size(); ++i) {
-    const BlockRec& block = store.Blocks[i];
-    if (block.SamplingRate <= 0) rates.Add(i, 0);
-    if (block.SizeChannel == std::numeric_limits<Long>::max() && !block.OpenLength)
-      lengths.Add(i, 0);
+  Tally rates, lengths, noScales, noRanges, noOffsets;
+  for (std::size_t i = 0; i < opening.Store.Blocks.size(); ++i) {
+    const BlockRec& block = opening.Store.Blocks[i];
+    if (block.SamplingRate <= 0) rates.Add(i);
+    if (block.SizeChannel == std::numeric_limits<Long>::max() && !block.OpenLength) lengths.Add(i);
     if (block.HasRealSamples()) continue;
-    for (std::size_t c = 0; c < block.ChannelScale.size(); ++c) {
-      if (block.ChannelScale[c] == 0) noScales.Add(i, c);
-      if (std::isinf(block.ChannelScale[c])) noRanges.Add(i, c);
-      if (!std::isfinite(block.ChannelOffset[c])) offsets.Add(i, c);
+    for (Integer c = 0; c < block.ChannelCount; ++c) {
+      const auto channel = static_cast<std::size_t>(c);
+      if (block.ChannelScale[channel] == 0) noScales.Add(i, c);
+      if (std::isinf(block.ChannelScale[channel])) noRanges.Add(i, c);
+      if (!std::isfinite(block.ChannelOffset[channel])) noOffsets.Add(i, c);
     }
   }
-  if (rates.Count > 0)
-    opening.Warn("no-rate", {-1, rates.Block}, "The rate of ", rates.Count, " of ",
-                 store.Blocks.size(), " blocks is not above 0; the first block states ",
-                 store.Blocks.front().SamplingRate, " Hz.");
-  if (lengths.Count > 0)
-    opening.Warn("length-held", {-1, lengths.Block}, "The length of ", lengths.Count, " of ",
-                 store.Blocks.size(),
-                 " blocks is shown as 2147483647 frames, the largest; what follows them "
-                 "isn't shown.");
+  rates.Warn(opening, "no-rate", "The rate is not above 0 Hz in ", "block");
+  lengths.Warn(opening, "length-held",
+               "Only 2147483647 frames, the most that can be shown, are shown of ", "block");
   noScales.Warn(opening, "no-scale",
-                "All values but 0 are infinite by a scale of 0 counts per unit: ");
-  noRanges.Warn(opening, "no-range", "All samples read as one value, since a count is 0 units: ");
-  offsets.Warn(opening, "no-offset", "The value of count 0 is infinite or not a number: ");
+                "A scale of 0 counts per unit makes all values but 0 infinite in ", "channel");
+  noRanges.Warn(opening, "no-range", "A count is 0 units, so all samples read as one value in ",
+                "channel");
+  noOffsets.Warn(opening, "no-offset", "The value of count 0 is infinite or not a number in ",
+                 "channel");
 }
 
 // Long enough, and of nothing but printable characters and line ends, in ASCII or UTF-8.
@@ -120,7 +111,7 @@ void NoteCommentsPastEnd(Opening& opening) {
       return comment.Position > block.SizeChannel;
     };
     for (const CommentRec& comment : block.Comments) {
-      if (isBehind(comment)) behind.Add(i, 0);
+      if (isBehind(comment)) behind.Add(i);
     }
     if (!block.Comments.empty() && isBehind(block.Comments.back()))
       behind.Count += block.CommentCount - std::ssize(block.Comments);

@@ -7,6 +7,7 @@ namespace lmimport {
 namespace {
 
 void ReadRecording(Opening& opening) {
+  opening.Store.FileSize = opening.DataFile.Size();
   opening.NeedBytes(sizeof(opening.Magic), "any recording");
   opening.DataFile.Seek(0);
   opening.DataFile.ReadInt32Array(&opening.Magic, 1);

@@ -3,8 +3,11 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
+#include <mutex>
 #include <stdexcept>
+#include <thread>
 
 #include "extract/ChannelReads.h"
 #include "extract/FrameReads.h"
@@ -13,11 +16,45 @@
 #include "platform/System.h"
 #include "recording/Formats.h"
 #include "recording/GeneralFindings.h"
-#include "recording/Once.h"
 #include "recording/OpenPipeline.h"
 
 namespace lmimport {
 namespace {
+
+// A value that is made when it is first asked for: whichever thread asks first makes it, and the
+// others wait; where making fails, the next asks again. What it is made of must not ask for it: the
+// host's progress handler could.
+template <class T>
+class Once {
+ public:
+  template <class Make>
+  const T& Get(const Make& make) {
+    if (made_.load(std::memory_order_acquire)) return value_;
+    if (maker_ == std::this_thread::get_id())
+      throw std::logic_error("lmimport: a progress handler read the recording that it is told of");
+    const std::lock_guard lock(mutex_);
+    if (made_.load(std::memory_order_relaxed)) return value_;
+    maker_ = std::this_thread::get_id();
+    try {
+      value_ = make();
+    } catch (...) {
+      maker_ = std::thread::id();
+      throw;
+    }
+    maker_ = std::thread::id();
+    made_.store(true, std::memory_order_release);
+    return value_;
+  }
+
+  /// Null until it is made.
+  const T* IfMade() const { return made_.load(std::memory_order_acquire) ? &value_ : nullptr; }
+
+ private:
+  std::atomic<bool> made_ = false;
+  std::atomic<std::thread::id> maker_;
+  std::mutex mutex_;
+  T value_{};
+};
 
 class OpenCategory final : public std::error_category {
  public:
@@ -91,18 +128,6 @@ std::optional<Date> StartOf(const RecordingStore& store) {
   return start;
 }
 
-Channel Describe(const RecordingStore& store, const BlockRec& block, std::size_t channel) {
-  const ChannelRec& record = store.ChannelOf(block, channel);
-  Channel described;
-  described.Title = ToUtf8(TrimBlanks(record.ChannelTitle));
-  described.Unit = ToUtf8(TrimBlanks(record.ChannelUnitName));
-  described.Number = block.ChannelIndex[channel] + 1;
-  if (block.HasRealSamples()) return described;
-  described.Factor = 1 / Double{block.ChannelScale[channel]};
-  described.Offset = block.ChannelOffset[channel];
-  return described;
-}
-
 Block Describe(const RecordingStore& store, const BlockRec& block, std::optional<Date> start) {
   Block described;
   described.Device = ToUtf8(TrimBlanks(block.ADCName));
@@ -115,8 +140,16 @@ Block Describe(const RecordingStore& store, const BlockRec& block, std::optional
   described.SampleBits = 8 * SampleWidth(block.SampleType);
   described.RealSamples = block.HasRealSamples();
   described.Channels.reserve(block.ChannelIndex.size());
-  for (std::size_t c = 0; c < block.ChannelIndex.size(); ++c)
-    described.Channels.push_back(Describe(store, block, c));
+  for (std::size_t c = 0; c < block.ChannelIndex.size(); ++c) {
+    const ChannelRec& record = store.ChannelOf(block, c);
+    Channel& channel = described.Channels.emplace_back();
+    channel.Title = ToUtf8(TrimBlanks(record.ChannelTitle));
+    channel.Unit = ToUtf8(TrimBlanks(record.ChannelUnitName));
+    channel.Number = block.ChannelIndex[c] + 1;
+    if (block.HasRealSamples()) continue;
+    channel.Factor = 1 / Double{block.ChannelScale[c]};
+    channel.Offset = block.ChannelOffset[c];
+  }
   return described;
 }
 
@@ -189,9 +222,9 @@ void Recording::State::Open(const std::string& name, std::shared_ptr<const ByteS
   Opening opening(texts_, rules_, progress, std::move(source));
   Guard(opening, name, [&] {
     findSource(opening);
-    Stamp.Size = opening.DataFile.Size();
     FillStore(opening);
   });
+  Stamp.Size = opening.Store.FileSize;
   if (const FileSource* file = opening.DataFile.File()) {
     Stamp.Seconds = file->TimesAtOpen().Written.Seconds;
     Stamp.Nanoseconds = file->TimesAtOpen().Written.Nanoseconds;

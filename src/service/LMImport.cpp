@@ -4,14 +4,16 @@
 #include <lmimport/LMIFile.h>
 #include <lmimport/Text.h>
 
+#include <array>
+#include <stdexcept>
 #include <utility>
 
 #include "platform/FileDialog.h"
 #include "platform/System.h"
+#include "recording/OpenPipeline.h"
 #include "service/DesktopSelector.h"
 #include "service/Filters.h"
 #include "service/ImportState.h"
-#include "service/OpenDataFile.h"
 #include "service/StartUp.h"
 
 namespace lmimport {
@@ -26,6 +28,66 @@ const std::shared_ptr<FileSelector>& Selector(ImportState& state) {
     if (!state.DefaultPath.empty()) state.FileSelector->SetLastPath(state.DefaultPath);
   }
   return state.FileSelector;
+}
+
+// The messages of the first four refusals, in Russian on a Russian system.
+String ErrorText(Refusal why) {
+  constexpr std::array english = {u"Unknown file format", u"Unsupported file format",
+                                  u"Error in the file format", u"No data in the file"};
+  constexpr std::array russian = {u"Неизвестный формат файла", u"Неподдерживаемый формат файла",
+                                  u"Ошибка формата файла", u"Нет данных в файле"};
+  const auto number = static_cast<std::size_t>(why);
+  return platform::MessagesInRussian() ? russian[number] : english[number];
+}
+
+// The message of a refusal, or the fault that it stands for.
+String MessageOf(const RefusedOpen& refused) {
+  switch (refused.Why) {
+    case Refusal::DomainFault:
+      throw std::domain_error(refused.Text);
+    case Refusal::RangeFault:
+      throw std::range_error(refused.Text);
+    case Refusal::TextFault:
+      throw std::invalid_argument(refused.Text);
+    case Refusal::LengthFault:
+      throw std::length_error(refused.Text);
+    case Refusal::SystemFault:
+      return FromUtf8(refused.Text);
+    default:
+      return ErrorText(refused.Why) + FromUtf8(refused.Detail);
+  }
+}
+
+// Finds the file, as named or under DefaultPath, opens it, and has one reader fill the store. False:
+// ErrorString says why, and no file is open. A fault passes through.
+bool OpenDataFile(ImportState& state, const String& FileName) {
+  String name = FileName;
+  state.ErrorString.clear();
+  state.Found.clear();
+  state.Progress.Restart();
+  state.SettleDefaults();
+  if (!state.DefaultPath.empty() && !PathTools::FileExists(name)) {
+    String candidate = PathTools::Join(state.DefaultPath, name);
+    if (PathTools::FileExists(candidate)) name = std::move(candidate);
+  }
+  const OpenRules rules{.Raw = RawDefaults{state.DefaultChannelCount, state.DefaultSamplingRate},
+                        .SamplingRate = state.DefaultSamplingRate};
+  Opening opening(state.Texts, rules, state.Progress);
+  try {
+    OpenRecordingFile(opening, name);
+    FillStore(opening);
+  } catch (const RefusedOpen& refused) {
+    state.Found = std::move(opening.Store.Found);
+    state.ErrorString = MessageOf(refused);
+    return false;
+  } catch (...) {
+    state.Found = std::move(opening.Store.Found);
+    throw;
+  }
+  state.Found = opening.Store.Found;
+  state.FileHandle = opening.DataFile.File()->Handle();
+  state.Store = std::make_shared<const RecordingStore>(std::move(opening.Store));
+  return true;
 }
 
 }  // namespace
