@@ -294,6 +294,15 @@ void WholeFiles(const std::string& folder) {
     Print({fmt::format("{}: all as Integer", file.What), [&] { return ReadAll<Integer>(*block); },
            integers});
   }
+  const LMIBlockPtr block = OpenBlock(wave);
+  const Layout layout = LayoutOf(*block, wave);
+  SampleTable<Double> table;
+  Print({"WAVE, stereo: all into a table that is used again",
+         [&] {
+           block->GetDataDoubleArray(1, block->SizeChannel(), table);
+           return Sum(table.Values());
+         },
+         {{"", [=] { return LimitDouble<Integer>(layout); }}}});
   for (const int channels : {1, 16}) {
     const std::string name = Matlab5File(folder, channels);
     const LMIBlockPtr block = OpenBlock(name);
@@ -385,6 +394,33 @@ void Windows(const std::string& folder) {
   }
 }
 
+// The reads alone, of all channels.
+double LimitBytes(const Layout& layout) {
+  const BareFile file(layout.Name);
+  std::vector<Integer> piece(PieceBytes / 2);
+  const std::int64_t size = 2 * layout.Samples;
+  for (std::int64_t i = 0; i < size; i += PieceBytes)
+    file.ReadAll(piece.data(), std::min(PieceBytes, size - i), layout.DataPtr + i);
+  return 1;
+}
+
+void Overviews(const std::string& folder) {
+  for (const int channels : {1, 8}) {
+    const std::string name = WaveFile(folder, channels);
+    const Layout layout = LayoutOf(*OpenBlock(name), name);
+    const Recording recording = Recording::Open(name);
+    const auto overview = [recording, channels] {
+      std::vector<Extremes> bins(2000);
+      recording.Overview(0, static_cast<std::size_t>(channels / 2), 0,
+                         recording.Blocks()[0].FrameCount, bins);
+      return bins.back().Smallest < bins.back().Largest ? 1.0 : 0.0;
+    };
+    Print({fmt::format("WAVE: overview of one channel of {} in 2,000 bins", channels),
+           overview,
+           {{"", [=] { return LimitBytes(layout); }}}});
+  }
+}
+
 void Opens(const std::string& folder) {
   constexpr int opens = 1000;
   using FirstSample = std::function<double(const std::string&)>;
@@ -426,7 +462,29 @@ void Opens(const std::string& folder) {
     if (file.Theirs) others.push_back({file.Peer, repeated(file.Theirs, file.Name)});
     Print({fmt::format("{}: open to first sample", file.What), repeated(warm, file.Name), others,
            opens});
+    const FirstSample byRecording = [](const std::string& name) {
+      double value = 0;
+      Recording::Open(name).Read(0, 0, 0, std::span(&value, 1));
+      return value;
+    };
+    // A recording would rewrite the last one for its first sample.
+    if (!file.Name.ends_with(".edf"))
+      Print({fmt::format("{}: open to first sample by Recording", file.What),
+             repeated(byRecording, file.Name),
+             {{"LMImport", repeated(warm, file.Name)}},
+             opens});
   }
+  const std::string edf = EdfFile(folder, false);
+  const FirstSample openAlone = [](const std::string& name) {
+    return static_cast<double>(Recording::Open(name).Blocks().size());
+  };
+  const FirstSample openedByLMImport = [](const std::string& name) {
+    return static_cast<double>(Import().OpenFileObject(FromUtf8(name))->BlockCount());
+  };
+  Print({"EDF: open by Recording, without a sample",
+         repeated(openAlone, edf),
+         {{"LMImport", repeated(openedByLMImport, edf)}},
+         opens});
   Print({"WinDaq: the same, with a new LMImport each time", repeated(cold, windaq), {}, opens});
 }
 
@@ -522,6 +580,10 @@ void Memory(const std::string& folder) {
         Read(*block, frame, frames, out.data());
     });
   }
+  print("peak memory: a thousand WinDaq recordings, open at once", [&] {
+    std::vector<Recording> recordings;
+    for (int i = 0; i < 1000; ++i) recordings.push_back(Recording::Open(readThrough[0].second));
+  });
   for (const std::string& name : converted) {
     std::filesystem::remove(name + "dat");
     print(fmt::format("peak memory: {}, conversion", name.ends_with("edf") ? "EDF" : "ACQ"),
@@ -542,6 +604,7 @@ int main(int argc, char** argv) {
     WholeFiles(folder);
     OneChannel(folder);
     Windows(folder);
+    Overviews(folder);
     Opens(folder);
     Conversions(folder);
   } catch (const std::exception& fault) {
