@@ -163,7 +163,7 @@ TEST_F(RecordingTest, DependsOnItsOptionsAlone) {
 TEST_F(RecordingTest, ReadsLaterWhatAnOpenLeaves) {
   Edf edf{.Reserved = "EDF+C"};
   edf.Signals.push_back(
-      EdfAnnotations({std::string("+0\x14\x14\0+1.5\x14late\x14\0+0.5\x14go\x14\0", 28), ""}, 14));
+      EdfAnnotations({std::string("+0\x14\x14\0+1.5\x14late\x14\0+0.5\x14go\x14\0", 25), ""}, 14));
   const auto source = Memory(edf.Build());
   const Recording recording = Recording::Open(source, "a.edf");
   long before = source->Reads();

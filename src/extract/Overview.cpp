@@ -13,6 +13,7 @@ constexpr std::size_t OverviewPieceBytes = std::size_t{128} * 1024;
 
 // The first sample of a bin, counted from the first of all: count * bin / bins, in 64 bits.
 std::int64_t StartOfBin(std::int64_t count, std::int64_t bin, std::int64_t bins) {
+  if (bin >= bins) return count;
   return count / bins * bin + count % bins * bin / bins;
 }
 
