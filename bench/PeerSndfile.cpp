@@ -18,7 +18,7 @@ class Sound {
  public:
   explicit Sound(const std::string& name) : file_(sf_open(name.c_str(), SFM_READ, &info_)) {
     if (!file_) throw std::runtime_error(sf_strerror(nullptr));
-    // As it stands, not from -1 to 1.
+    // As stored, not from -1 to 1.
     sf_command(file_.get(), SFC_SET_NORM_DOUBLE, nullptr, SF_FALSE);
   }
   std::int64_t Frames() const { return info_.frames; }

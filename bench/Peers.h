@@ -19,7 +19,7 @@ double SndfileFirstSample(const std::string& name);
 /// Column by column, as the file has them.
 double MatioReadDoubles(const std::string& name);
 
-/// Signal behind signal; the counts as ints.
+/// Signal after signal; the counts as ints.
 double EdflibReadDoubles(const std::string& name);
 double EdflibReadIntegers(const std::string& name);
 double EdflibReadChannel(const std::string& name, int channel);

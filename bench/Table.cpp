@@ -56,7 +56,7 @@ double Seconds(const std::function<double()>& run) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-// The sum of all that is read, where nothing of an earlier run stands.
+// The sum of all that is read, where nothing of an earlier run is left.
 double CompleteSum(const Row& row, const std::function<double()>& run) {
   row.Prepare();
   std::ranges::fill(WholeOutput<double>(), NAN);

@@ -136,7 +136,7 @@ TEST_F(AcqTest, BatchesGiveWhatStepsGive) {
 }
 
 TEST_F(AcqTest, ARangeIsThatOfAllTheSamplesThatAreThere) {
-  // The extremes stand in the first batch and in one behind it.
+  // The extremes are in the first batch and in a later one.
   AcqChannelOf flow = Ramp(30000, true);
   flow.Samples[5] = -1000;
   flow.Samples[29000] = 3000;

@@ -59,7 +59,7 @@ TEST_F(ChartReaderTest, KeepsTheWholeBlocksBeforeADamage) {
       {[](Chart& c) { c.Major = 2, c.Minor = 9; }, 0, "Unsupported file format (v2.9)"},
       {[](Chart& c) { c.ChannelCount = 0; }, 0, "Error in the file format"},
       {[](Chart& c) { c.ChannelCount = 33; }, 0, "Error in the file format"},
-      {[](Chart& c) { c.ChannelCount = 3; }, 0, "Error in the file format"},  // two stand there
+      {[](Chart& c) { c.ChannelCount = 3; }, 0, "Error in the file format"},  // there are two
       {[](Chart& c) { c.BlockCount = 0; }, 0, "Error in the file format"},
       {[](Chart& c) { c.BlockCount = 32767; }, 3, ""},
       {[](Chart& c) { c.BlockCount = 2; }, 2, ""},
@@ -96,7 +96,7 @@ TEST_F(ChartReaderTest, KeepsTheWholeBlocksBeforeADamage) {
 
 TEST_F(ChartReaderTest, SaysWhatAFileLacks) {
   const std::string whole = Chart().Build();
-  // Behind the samples stand the count, a comment of 17 bytes and 12 bytes.
+  // The samples are followed by the count, a comment of 17 bytes and 12 bytes.
   const std::size_t samples = whole.size() - 12 - 17 - 4 - 12;
   ASSERT_TRUE(Open("cut.lmc", whole.substr(0, samples + 4)));  // one of three frames
   EXPECT_EQ(file_->Block(1)->SizeChannel(), 3);

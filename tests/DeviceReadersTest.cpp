@@ -200,7 +200,7 @@ TEST_F(DeviceTest, AdcLabTakesOrRefuses) {
   ASSERT_TRUE(Open("f", head + format(1, 4) + data));
   file_->Block(1)->GetChannelInteger(1, 1, 1, &count);
   EXPECT_EQ(count, 1 - 128);
-  // Without a record of samples, what is left behind the last section is data.
+  // Without a record of samples, what follows the last section is data.
   ASSERT_TRUE(Open("f", head + format(1, 5) + std::string(20, '\1')));
   EXPECT_EQ(file_->Block(1)->SizeChannel(), 10);
   // A section of negative size has no payload, and a record of negative size ends with the file.

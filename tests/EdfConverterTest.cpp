@@ -38,7 +38,7 @@ TEST_F(EdfTest, BringsAllSignalsToOneRate) {
   EXPECT_EQ(FindingCodes(), Codes{});
 }
 
-// Five frames of two samples: each stands twice, and the last one again.
+// Five frames of two samples: each is there twice, and the last one again.
 TEST_F(EdfTest, TheLastSampleFillsWhatAnUnevenRateLeaves) {
   const EdfSignal fast{.Records = {Words({1, 2, 3, 4, 5}), Words({6, 7, 8, 9, 10})}};
   const EdfSignal slow{.Records = {Words({-1, -2}), Words({-3, -4})}};
@@ -248,7 +248,7 @@ TEST_F(EdfTest, ReadsAnnotations) {
       std::string(1, '\0');
   for (const auto& [records, samples, comments, findings] :
        {Row{{List("+0") + duration, List("+1")}, 40, "3 3 Event"},
-        // 2.5 frames are rounded to 2; an empty text is a comment behind the first list alone
+        // 2.5 frames are rounded to 2; an empty text is a comment after the first list alone
         Row{{List("0.625", "  a ") + List("+1"), ""}, 40, "3 a, 5 "},
         Row{{List("0.5"), List("1.5")}, 40, "", {"start-offset"}},
         Row{{List("+0", "start") + List("-1", "early") + List("+2", "late"), List("+1.75", "last")},

@@ -205,7 +205,7 @@ TEST_P(ConvertedFormat, SignalsChangeNothing) {
     bool hasFailed = true;
     for (long before = 0; hasFailed; ++before) {
       FaultyDisk disk;
-      disk.FailBehind(call, before, EINTR, true);
+      disk.FailAfter(call, before, EINTR, true);
       OpenWhole();
       ASSERT_EQ(Values(), expected) << before;
       ASSERT_EQ(FindingCodes(), findings) << before;
@@ -226,7 +226,7 @@ TEST_P(ConvertedFormat, AFaultOfTheDiskIsToldAndForgotten) {
         {
           FaultyDisk disk;
           disk.Shorten(16);  // so that a write can end half done
-          disk.FailBehind(FaultyDisk::Change, faults, error, once);
+          disk.FailAfter(FaultyDisk::Change, faults, error, once);
           try {
             OpenWhole();
             EXPECT_EQ(Values(), expected);

@@ -9,7 +9,7 @@ namespace {
 
 class FileChangesTest : public ImportTest {
  protected:
-  // Puts bytes into a file, at a position that may lie behind its end.
+  // Puts bytes into a file, at a position that may lie past its end.
   void Put(const std::string& name, std::int64_t position, const std::string& bytes) {
     std::fstream file(name, std::ios::in | std::ios::out | std::ios::binary);
     file.seekp(position);
@@ -66,7 +66,7 @@ TEST_F(FileChangesTest, FilesAbove2GiBAreReadAtBothEnds) {
 
 TEST_F(FileChangesTest, AChartGoesOnAbove2GiB) {
   constexpr std::int64_t sampleBytes = GiB * 3 / 2;
-  constexpr std::size_t tail = 16;  // of a block, behind its samples
+  constexpr std::size_t tail = 16;  // of a block, after its samples
   const ChartBlock block{
       .Samples = {}, .SizeChannel = sampleBytes / 4, .ChunkSize = sampleBytes, .Comments = {}};
   const std::size_t one = Chart{.Blocks = {block}}.Build().size();

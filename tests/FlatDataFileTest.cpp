@@ -130,7 +130,7 @@ TEST_F(FlatDataFileTest, OneThatAnotherProgramHasLockedIsLeftAlone) {
 
 TEST_F(FlatDataFileTest, ANewOneThatCannotBeMadeIsTakenAway) {
   FaultyDisk disk;
-  disk.FailBehind(FaultyDisk::Change, 0, EIO, true);
+  disk.FailAfter(FaultyDisk::Change, 0, EIO, true);
   ExpectRight();
   EXPECT_TRUE(disk.HasFailed());
   EXPECT_FALSE(std::filesystem::exists(Flat));

@@ -77,7 +77,7 @@ TEST_F(OpenPipelineTest, AFailedOpenLeavesNoFileAndTheNextOneWorks) {
   EXPECT_EQ(held->FileName(), u"");
 }
 
-// Whichever allocation of an open fails, the fault reaches the host, no file is open behind it, and
+// Whichever allocation of an open fails, the fault reaches the host, no file is open after it, and
 // the next open works.
 TEST_F(OpenPipelineTest, AFaultAnywhereLeavesNoFile) {
   const String names[] = {FromUtf8(folder_.Write("a.lmc", Chart().Build())),
@@ -87,17 +87,17 @@ TEST_F(OpenPipelineTest, AFaultAnywhereLeavesNoFile) {
     const LMIFilePtr held = file_;
     int faults = 0;
     for (bool opened = false; !opened; ++faults) {
-      FailAllocationBehind(faults);
+      FailAllocationAfter(faults);
       try {
         opened = import_.OpenFile(name, file_);
       } catch (const std::bad_alloc&) {
-        FailAllocationBehind(-1);
+        FailAllocationAfter(-1);
         ASSERT_EQ(file_, nullptr);
         ASSERT_EQ(held->FileName(), u"");
         ASSERT_EQ(held->FileType(), 0);
       }
     }
-    FailAllocationBehind(-1);
+    FailAllocationAfter(-1);
     EXPECT_GT(faults, 10);
     EXPECT_EQ(held->BlockCount(), 1);
   }

@@ -64,7 +64,7 @@ TEST_F(SidecarsTest, ParHasThreeLayouts) {
   EXPECT_EQ(file_->FileSubType(), 0);
 }
 
-// 6 frames. Behind the end of the file, the note in hand counts again.
+// 6 frames. Past the end of the file, the current note is reused.
 TEST_F(SidecarsTest, ParNotesAreTheTitleAndTheComments) {
   const struct {
     std::vector<ParNote> Notes;
@@ -174,7 +174,7 @@ TEST_F(SidecarsTest, AWrongDescriptionIsAFault) {
 
 TEST_F(SidecarsTest, TextHeadersAreReadCharacterByCharacter) {
   const struct {
-    const char* Text;  // behind the number of channels and the head of the first
+    const char* Text;  // after the number of channels and the head of the first
     const char* First;
     double Rate;
   } rows[] = {

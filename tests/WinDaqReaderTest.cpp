@@ -19,7 +19,7 @@ TEST_F(WinDaqReaderTest, GivesEveryField) {
             "WDQ '' 4 Hz, 4 frames of: Voltage [V] 0.125 n + 1, Temperature [degC] "
             "0.5 n + -1");
   const LMIBlockPtr block = file_->Block(1);
-  EXPECT_EQ(block->StartDateTime(), 25569 + 1);  // a day behind 1970-01-01
+  EXPECT_EQ(block->StartDateTime(), 25569 + 1);  // a day after 1970-01-01
   EXPECT_EQ(block->DataPtr(), 192);
   EXPECT_EQ(Comments(), "");
   std::vector<Double> values;
@@ -92,7 +92,7 @@ TEST_F(WinDaqReaderTest, SplitsTheTitles) {
   }
 }
 
-// Four frames of two channels: a value at or below -4 behind a marker is a pointer.
+// Four frames of two channels: a value at or below -4 after a marker is a pointer.
 TEST_F(WinDaqReaderTest, WalksTheMarkers) {
   const std::string texts("one\0two\0open", 12);
   const struct {
@@ -104,7 +104,7 @@ TEST_F(WinDaqReaderTest, WalksTheMarkers) {
       {{-2, CommentAt(24), 3, 0, CommentAt(28)}, "3 two, 4 open"},
       {{0, 77, CommentAt(20), 1, 78, CommentAt(24)}, "2 two"},  // frame 0 goes with its text
       {{-1, -3, -2}, "2 , 4 , 3 "},                             // no pointers above -4
-      {{-1, -4}, "2 "},  // -4 is one, to a place far behind the end
+      {{-1, -4}, "2 "},  // -4 is one, to a place far past the end
       {{7}, "8 "},       // no stamp left
       {{-2147483648LL}, "2147483647 "},
       {{1, 0, CommentAt(20), 2, 0, CommentAt(20)}, "2 one, 3 one"},

@@ -1,4 +1,4 @@
-// A recording that is no file of the system: memory, an archive, a browser, a test.
+// A recording that is not a file of the system: memory, an archive, a browser, a test.
 #pragma once
 
 #include <lmimport/Types.h>

@@ -24,7 +24,7 @@ class LMIMPORT_API LMImport {
   Integer Minor() const;
   Integer Revision() const;
 
-  /// Closes what is open and opens FileName, as it stands or under DefaultPath. True: ObjectFile is
+  /// Closes what is open and opens FileName, as named or under DefaultPath. True: ObjectFile is
   /// the file. False: ObjectFile is empty, ErrorString says why, and no file is open. A fault
   /// inside (the file can't be read, a number that doesn't fit) leaves as std::system_error,
   /// std::domain_error, std::range_error, std::invalid_argument or std::length_error; no file is

@@ -18,7 +18,7 @@ struct ChannelRec;
 ///
 /// Channels, samples, frames and comments are counted from 1. A bad index gives 0 or an empty text;
 /// a range that sticks out of the block is cut, and the result tells how much was delivered. A
-/// stored 16-bit count n stands for the physical value n * A + B.
+/// stored 16-bit count n is the physical value n * A + B.
 class LMIMPORT_API LMIBlock {
  public:
   LMIBlock(const LMIBlock&) = delete;

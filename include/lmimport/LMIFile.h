@@ -17,7 +17,7 @@ class LMIMPORT_API LMIFile {
   LMIFile& operator=(const LMIFile&) = delete;
 
   String FileName() const;   // full name
-  String FileTitle() const;  // the name behind the last path separator
+  String FileTitle() const;  // the name after the last path separator
   String Notes() const;
   String DataPad() const;
   Integer BlockCount() const;

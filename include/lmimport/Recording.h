@@ -59,7 +59,7 @@ struct Comment {
   std::string Text;
 };
 
-/// Of a source that is no file, Seconds and Nanoseconds are 0.
+/// Of a source that is not a file, Seconds and Nanoseconds are 0.
 struct FileStamp {
   std::int64_t Size = 0;     // bytes
   std::int64_t Seconds = 0;  // last write, since 1970, UTC

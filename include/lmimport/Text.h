@@ -13,7 +13,7 @@ namespace lmimport {
 /// 0xDC00 + byte, and ToUtf8 turns it back, so any file name survives the way there and back.
 LMIMPORT_API String FromUtf8(std::string_view bytes);
 
-/// The UTF-8 bytes of a text. Lone surrogates that no byte stands behind give U+FFFD.
+/// The UTF-8 bytes of a text. Other lone surrogates give U+FFFD.
 LMIMPORT_API std::string ToUtf8(std::u16string_view text);
 
 /// The code page by which this thread reads the 8-bit texts of files from the next open on: 1250 to

@@ -166,7 +166,7 @@ void AcqConverter::RefuseVersion() const {
            isVersion(version_) ? "" : " in big-endian numbers", "; versions ", AcqFirstVersion,
            " to ", AcqLastVersion, " in little-endian numbers are read.");
   RefuseAsUnknown(AcqVersion.Position(), "The file is named .acq, but ", version_,
-                  " is no version of that format.");
+                  " is not a version of that format.");
 }
 
 void AcqConverter::ReadGraphHeader() {

@@ -73,7 +73,7 @@ class AnnotationWalk {
     }
   }
 
-  // Less than half a sample apart is no gap, but the rounding of a decimal number.
+  // Less than half a sample apart is not a gap, but the rounding of a decimal number.
   void KeepTime(Double onset) {
     if (record_ == 0) report_.FirstOnset = onset;
     const Double expected = keptOnset_ + static_cast<Double>(record_ - keptRecord_) * duration_;

@@ -172,7 +172,7 @@ void NoteSignals(Opening& opening, const EdfLayout& layout) {
   });
   if (fills > 0)
     opening.Warn("rates-not-multiples", {-1, 0},
-                 "The largest rate is no whole multiple of that of ", fills,
+                 "The largest rate is not a whole multiple of that of ", fills,
                  " channels: their samples are shown too early, and the last of each "
                  "record fills the rest of it.");
   if (layout.Header.MisreadUtf8) NoteMisreadUtf8(opening);

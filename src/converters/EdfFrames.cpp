@@ -11,7 +11,7 @@ constexpr std::int64_t PieceSamples = 256LL * 1024;  // read or written at a tim
 constexpr std::int64_t StripFrames = 256;            // few enough to stay in the nearest cache
 constexpr std::int64_t Copies = 8;                   // of a sample, put down with one store
 
-// A store of copies may reach behind the last frame.
+// A store of copies may reach past the last frame.
 using Strip = std::array<Integer, StripFrames + Copies>;
 
 // Puts the samples of some channels side by side into each frame, with one store for all of them.

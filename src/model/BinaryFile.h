@@ -48,7 +48,7 @@ class BinaryFile {
   std::int64_t Size() const { return source_->Size(); }  // bytes, at this moment
   Date FileDateTime() const;  // last write before it was opened, local time, whole seconds; 0: none
   const String& LastError() const { return lastError_; }
-  const std::error_code& SystemError() const { return systemError_; }  // behind LastError
+  const std::error_code& SystemError() const { return systemError_; }  // of LastError
   const TextTools& Texts() const { return texts_; }
   const std::shared_ptr<const ByteSource>& Source() const { return source_; }
 

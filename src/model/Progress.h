@@ -20,7 +20,7 @@ class Progress {
   /// (operation_canceled); what it throws goes on.
   void Report(std::int64_t done, std::int64_t total);
 
-  /// The handler is running: the open around it stands half finished.
+  /// The handler is running: the open around it is half finished.
   bool IsCalling() const { return isCalling_; }
 
  private:

@@ -25,7 +25,7 @@ inline constexpr std::size_t LaterKinds = 3;
 ///  - DataFile holds the samples;
 ///  - each block has SizeChannel frames one after the other at DataPtr, a frame being one
 ///    little-endian sample of each channel in the order of ChannelIndex;
-///  - an integer sample n stands for the value n / ChannelScale + ChannelOffset, a real one is the
+///  - an integer sample n is the value n / ChannelScale + ChannelOffset, a real one is the
 ///    value; rates and scales are not NaN, and rates are finite.
 /// Where there is work for later, this holds once it is done.
 struct RecordingStore {

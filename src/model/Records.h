@@ -13,7 +13,7 @@ namespace lmimport {
 
 inline constexpr Integer LargestChannelCount = 32;
 
-/// Four characters, or three and a zero byte, as they stand at the start of a file.
+/// Four characters, or three and a zero byte, as at the start of a file.
 constexpr Long FourCharacters(const char (&text)[5]) {
   std::uint32_t value = 0;
   for (int i = 3; i >= 0; --i) value = value << 8 | static_cast<unsigned char>(text[i]);

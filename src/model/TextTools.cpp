@@ -13,7 +13,7 @@ namespace lmimport {
 namespace {
 
 constexpr int Utf8Page = 65001;
-constexpr char32_t EscapeBase = 0xdc00;  // a byte b that is no UTF-8 stands as EscapeBase + b
+constexpr char32_t EscapeBase = 0xdc00;  // a byte b that is not UTF-8 is EscapeBase + b
 
 constexpr bool IsHighSurrogate(char32_t c) {
   return c >= 0xd800 && c < 0xdc00;

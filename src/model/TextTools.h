@@ -46,7 +46,7 @@ Double ParseDouble(std::u16string_view text);
 
 /// A whole ASCII field as a number, blanks around it and a sign allowed; a fraction is rounded to
 /// nearest, ties to even. Throws std::invalid_argument, which names `field` and the bytes, where it
-/// is no number, and std::range_error where the number is none of 32 bits.
+/// is no number, and std::range_error where the number doesn't fit 32 bits.
 Long ParseWholeNumber(std::string_view bytes, std::string_view field);
 
 /// The text without the blanks at both ends.
@@ -63,7 +63,7 @@ std::string NumberText(std::int64_t number);
 std::string NumberText(Single number);
 std::string NumberText(Double number);
 
-/// A sentence of texts and numbers, one behind the other.
+/// A sentence of texts and numbers, one after the other.
 template <class... Parts>
 std::string Sentence(const Parts&... parts) {
   std::string sentence;

@@ -1,5 +1,5 @@
 // Each table gives the characters of the bytes 0x80 to 0xFF, sixteen in a row. A byte that the page
-// leaves undefined stands there under its own number.
+// leaves undefined keeps its own number.
 #include "platform/CodePage.h"
 
 #include <array>

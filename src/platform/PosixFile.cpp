@@ -113,7 +113,7 @@ std::error_code TakeLock(int handle, Lock lock) {
 std::error_code File::Open(const std::string& name, Access access, Lock lock, unsigned rights) {
   Close();
   // Looked at before it is opened, since opening a device can move its tape or ring its line, and
-  // looked at again behind the open, since the name may have come to mean something else.
+  // looked at again after the open, since the name may have come to mean something else.
   struct stat status {};
   if (access != Access::CreateTemporary && ::stat(name.c_str(), &status) == 0) {
     if (const auto error = CheckPlainFile(status)) return error;

@@ -45,12 +45,12 @@ Double ScaleOther(Integer gain) {
 }
 
 struct Board {
-  std::array<std::u16string_view, 4> Names;  // beginnings; an empty one stands for none
+  std::array<std::u16string_view, 4> Names;  // beginnings; an empty one is not used
   Byte Bits;
   Double (*Scale)(Integer gain);
 };
 
-// The first row that fits counts, so the 12-bit board stands before the rest of its family.
+// The first row that fits is used, so the 12-bit board precedes the rest of its family.
 constexpr std::array Boards = {
     Board{{u"L-783", u"L783"}, 12, ScaleL783},
     Board{{u"L-76", u"L76", u"L-78", u"L78"}, 14, ScaleL78},

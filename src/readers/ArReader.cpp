@@ -155,7 +155,7 @@ void ReadArFile(Opening& opening) {
   for (std::size_t i = 0; i < inputs.size(); ++i)
     block.ChannelScale[i] = ScaleOf(header, static_cast<std::size_t>(inputs[i]));
   FillTitles(opening.Store.Channels, header);
-  // Notes without a zero byte are none.
+  // Notes without a zero byte are left out.
   const auto notes = header.Bytes(ArNotes);
   if (std::ranges::find(notes, Byte{0}) != notes.end()) block.Notes = header.Untrimmed(ArNotes);
   block.DataPtr = ArHeadBytes;

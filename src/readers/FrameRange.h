@@ -23,7 +23,7 @@ class FrameRange {
         least_(row_, std::numeric_limits<Real>::infinity()),
         greatest_(row_, -std::numeric_limits<Real>::infinity()) {}
 
-  /// Frames, one behind the other; only at the end of all one that isn't whole.
+  /// Frames, one after the other; only at the end of all one that isn't whole.
   void Take(const Real* values, std::size_t count) {
     for (std::size_t i = 0; i < count; i += row_) TakeRow(values + i, std::min(row_, count - i));
   }

@@ -1,5 +1,5 @@
 // MATLAB version 4 MAT-files, by the published layout of the format; little-endian only. The file
-// has no header: variables follow each other, and what is none ends the walk.
+// has no header: variables follow each other, and what isn't one ends the walk.
 //
 //   offset  type    field
 //        0  int32   type, by its decimal digits: 1000s byte order, 100s zero, 10s number, 1s matrix
@@ -111,7 +111,7 @@ std::int64_t Matlab4File::ReadVariable(std::int64_t start) {
   return next;
 }
 
-// A matrix that is no row and no column has as many rates as the one before it.
+// A matrix that is neither a row nor a column has as many rates as the one before it.
 void Matlab4File::ReadRates(const Mat4Head& head, std::int64_t position) {
   std::int64_t count = variables_.RateCount();
   if (head.Columns == 1) count = head.Rows;

@@ -2,7 +2,7 @@
 // compression only. Each numeric variable at the top level is a block of its own.
 //
 //   offset  type       field
-//        0  116 chars  text; the version stands at 7, as in "MATLAB 5.0"
+//        0  116 chars  text; the version is at 7, as in "MATLAB 5.0"
 //      124  uint16     version, 0x0100
 //      126  2 chars    "IM"
 //      128             elements, each at a multiple of 8: int32 type, int32 bytes, data
@@ -251,7 +251,7 @@ void Matlab5File::Finish(BlockRec block, Tag tag) {
   if (variables_.Add(std::move(block))) CheckShown(tag, several);
 }
 
-// The samples of a cell, a structure or a sparse matrix are no samples, whatever their type.
+// The samples of a cell, a structure or a sparse matrix are not samples, whatever their type.
 std::string_view Matlab5File::ReasonByClass() const {
   switch (class_) {
     case CellClass:

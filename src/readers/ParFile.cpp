@@ -1,7 +1,7 @@
 // ".par" parameter files. Little-endian, nothing is aligned.
 //
 //   offset  type       field
-//        0  char       version; "3" and above have comments behind the full layout
+//        0  char       version; "3" and above have comments after the full layout
 //        8  7 chars    mark: "1618190" short or long layout, "7859525" full layout
 //       16  char       "A": long layout
 //       20  17 chars   converter model

@@ -51,7 +51,7 @@ constexpr TextField WinDaqUnits{24, 6};
 
 struct Areas {
   std::int64_t Samples;
-  std::int64_t DataBytes;  // as the header states them, also where that is no size
+  std::int64_t DataBytes;  // as the header states them, also where that makes no sense
   std::int64_t Markers;
   std::int64_t MarkerBytes;
   std::int64_t Annotations;
@@ -184,12 +184,13 @@ void CheckFlags(Opening& opening, const HeaderView& header) {
   const Integer flags = header[WinDaqFlags];
   if ((flags & WinDaqPacked) != 0)
     opening.Warn("packed", WinDaqFlags.Position(),
-                 "The header says that the file is packed: its samples are no plain frames, and "
+                 "The header says that the file is packed: its samples are not plain frames, and "
                  "what is read of them is wrong.");
   if ((flags & WinDaqHiRes) == 0)
-    opening.Warn("low-bits", WinDaqFlags.Position(),
-                 "The header doesn't say HiRes, so the two low bits of each word are no data; they "
-                 "are read with it, and raise a sample by up to three quarters of a 14-bit count.");
+    opening.Warn(
+        "low-bits", WinDaqFlags.Position(),
+        "The header doesn't say HiRes, so the two low bits of each word are not data; they "
+        "are read with it, and raise a sample by up to three quarters of a 14-bit count.");
 }
 
 void FillChannels(Opening& opening, const HeaderView& header, BinaryFile& file, BlockRec& block) {

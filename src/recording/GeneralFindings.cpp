@@ -104,21 +104,21 @@ void NoteGeneralFindings(Opening& opening) {
 
 // Comments that only repeat the last record count with it.
 void NoteCommentsPastEnd(Opening& opening) {
-  Tally behind;
+  Tally past;
   for (std::size_t i = 0; i < opening.Store.Blocks.size(); ++i) {
     const BlockRec& block = opening.Store.Blocks[i];
-    const auto isBehind = [&block](const CommentRec& comment) {
+    const auto isPast = [&block](const CommentRec& comment) {
       return comment.Position > block.SizeChannel;
     };
     for (const CommentRec& comment : block.Comments) {
-      if (isBehind(comment)) behind.Add(i);
+      if (isPast(comment)) past.Add(i);
     }
-    if (!block.Comments.empty() && isBehind(block.Comments.back()))
-      behind.Count += block.CommentCount - std::ssize(block.Comments);
+    if (!block.Comments.empty() && isPast(block.Comments.back()))
+      past.Count += block.CommentCount - std::ssize(block.Comments);
   }
-  if (behind.Count > 0)
-    opening.Note("comments-behind-end", {-1, behind.Block}, behind.Count,
-                 behind.Count == 1 ? " comment is" : " comments are",
+  if (past.Count > 0)
+    opening.Note("comments-behind-end", {-1, past.Block}, past.Count,
+                 past.Count == 1 ? " comment is" : " comments are",
                  " past the last frame of the block.");
 }
 

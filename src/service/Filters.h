@@ -7,7 +7,7 @@ namespace lmimport {
 
 inline constexpr Long NumberOfFilters = 12;
 
-/// Title and patterns of filter 1 to 12; any other index stands for all supported files, which are
+/// Title and patterns of filter 1 to 12; any other index means all supported files, which are
 /// the patterns of 1 to 11.
 String TitleOfFilter(Long index);
 String PatternsOfFilter(Long index);

@@ -28,7 +28,7 @@ struct ImportState {
   bool Started = false;                              // the start routine has run on this thread
   class Progress Progress;
 
-  /// Defaults that are none are replaced, and the host reads that back.
+  /// Defaults that make no sense are replaced, and the host reads that back.
   void SettleDefaults();
 
   /// Back to no file; the error text, the findings and the defaults stay.

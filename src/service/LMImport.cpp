@@ -40,7 +40,7 @@ String ErrorText(Refusal why) {
   return platform::MessagesInRussian() ? russian[number] : english[number];
 }
 
-// The message of a refusal, or the fault that it stands for.
+// The message of a refusal, or the fault that it is.
 String MessageOf(const RefusedOpen& refused) {
   switch (refused.Why) {
     case Refusal::DomainFault:

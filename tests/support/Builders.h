@@ -99,7 +99,7 @@ struct WinDaq {
   std::optional<int> TrailerBytes = {};
   std::string Annotations = std::string("Voltage\0Temperature\0", 20);
   std::optional<int> AnnotationBytes = {};
-  std::string CommentTexts = {};  // behind the annotations
+  std::string CommentTexts = {};  // after the annotations
 
   std::string Build() const;
 };
@@ -216,7 +216,7 @@ struct AcqMarker {
   int Step;
   std::string Text;
   std::optional<int> TextLength = {};
-  std::size_t EndBytes = 1;  // behind the text
+  std::size_t EndBytes = 1;  // after the text
 };
 
 /// An ACQ file, its samples in the order of the steps: by default a channel of integers, and one of
@@ -253,7 +253,7 @@ std::string LongPar();
 /// "Gas"; 3 frames at 2 kHz that end 2001-02-03 04:05:06.
 std::string Rvp();
 
-/// A pointer to a comment text that stands `offset` bytes behind the start of the annotations.
+/// A pointer to a comment text that is `offset` bytes after the start of the annotations.
 std::int64_t CommentAt(std::int64_t offset);
 
 /// A folder that goes with the object.
@@ -303,8 +303,8 @@ class HeapUse {
   std::size_t before_;
 };
 
-/// From now on, `count` allocations succeed and the one behind them throws std::bad_alloc, once; a
+/// From now on, `count` allocations succeed and the one after them throws std::bad_alloc, once; a
 /// negative count lets all succeed.
-void FailAllocationBehind(long count);
+void FailAllocationAfter(long count);
 
 }  // namespace lmimport::test

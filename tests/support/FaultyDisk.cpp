@@ -77,7 +77,7 @@ void FaultyDisk::Shorten(std::size_t bytes) {
   longest = bytes;
 }
 
-void FaultyDisk::FailBehind(Call call, long count, int number, bool once) {
+void FaultyDisk::FailAfter(Call call, long count, int number, bool once) {
   kind = call;
   error = number;
   failsOnce = once;

@@ -19,9 +19,9 @@ class FaultyDisk {
   /// No read or write moves more than so many bytes at a time.
   void Shorten(std::size_t bytes);
 
-  /// `count` calls of the kind succeed, and the one behind them fails with the error; `once`, or
+  /// `count` calls of the kind succeed, and the one after them fails with the error; `once`, or
   /// all from then on.
-  void FailBehind(Call call, long count, int error, bool once);
+  void FailAfter(Call call, long count, int error, bool once);
 
   /// The failure that was asked for has come.
   bool HasFailed() const;

@@ -50,7 +50,7 @@ std::size_t HeapUse::Peak() const {
   return peak - before_;
 }
 
-void FailAllocationBehind(long count) {
+void FailAllocationAfter(long count) {
   allowed = count;
 }
 

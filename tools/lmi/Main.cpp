@@ -18,7 +18,7 @@ CLI::Validator FromOne(const std::string& what) {
   return {[what](const std::string& text) {
             std::int64_t number = 0;
             const bool counts = CLI::detail::lexical_cast(text, number) && number >= 1;
-            return counts ? "" : what + ", and " + text + " is none";
+            return counts ? "" : what + ", and " + text + " doesn't count";
           },
           "from 1"};
 }

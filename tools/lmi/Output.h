@@ -1,5 +1,5 @@
 // Standard output, watched: a reader that has gone ends the command quietly, a full disk with a
-// message. Neither is a fault of the recording in hand, so neither is a std::exception.
+// message. Neither is a fault of the current recording, so neither is a std::exception.
 #pragma once
 
 #include <fmt/core.h>

@@ -10,7 +10,7 @@
 namespace lmi {
 
 /// "1990-08-10T15:45:35.000", to the millisecond, with `between` in the place of the T; empty for a
-/// Date that is no time of the years 1 to 9999, and for 0, which stands for none.
+/// Date that is not in the years 1 to 9999, and for 0, which means none.
 std::string DateText(lmimport::Date date, char between);
 
 /// "3.520 s" for so many frames; "-" where the rate gives none.
