@@ -224,7 +224,7 @@ void AcqConverter::FillChannel(std::size_t number, const HeaderView& header) {
     channel.StatedDivider = header[AcqDivider];
   maxSamples_ = std::max(maxSamples_, channel.SampleCount);
   if (number >= Block().ChannelScale.size()) return;
-  ChannelRec& shown = opening_.Store.Channels[number];
+  ChannelRec& shown = opening_.Store.Channel(number);
   shown.ChannelTitle = header.Untrimmed(AcqTitle);
   shown.ChannelUnitName = header.Untrimmed(AcqUnit);
 }

@@ -127,8 +127,8 @@ void Calibrate(Opening& opening, const EdfSignal& signal, std::size_t channel) {
   scale = Narrowed(static_cast<Double>(counts) / (Double{signal.PhysicalMax} - signal.PhysicalMin),
                    "EDF counts per unit");
   offset = Narrowed(signal.PhysicalMax - signal.DigitalMax / Double{scale}, "EDF offset");
-  opening.Store.Channels[channel].ChannelTitle = signal.Label;
-  String& unit = opening.Store.Channels[channel].ChannelUnitName;
+  opening.Store.Channel(channel).ChannelTitle = signal.Label;
+  String& unit = opening.Store.Channel(channel).ChannelUnitName;
   unit = signal.Unit;
   if (unit == u"uV" || unit == u"mkV") {
     scale = Narrowed(scale * 1000.0, "EDF counts per mV");

@@ -8,9 +8,6 @@
 namespace lmimport {
 namespace {
 
-// Small enough to be in the second cache still when it is looked at.
-constexpr std::size_t OverviewPieceBytes = std::size_t{128} * 1024;
-
 // The first sample of a bin, counted from the first of all: count * bin / bins, in 64 bits.
 std::int64_t StartOfBin(std::int64_t count, std::int64_t bin, std::int64_t bins) {
   if (bin >= bins) return count;
@@ -61,23 +58,21 @@ void ReadRoute(const ByteSource& source, const BlockRec& block, std::size_t chan
   };
   std::array<Stored, BatchSize> picked;
   const Frames<Stored> frames(source, block, first, static_cast<std::size_t>(there));
-  frames.ReadInPieces(
-      [&](const Stored* piece, std::size_t start, std::size_t n) {
-        for (std::size_t i = 0; i < n;) {
-          const auto position = static_cast<std::int64_t>(start + i);
-          while (end <= position) finishBin();
-          std::size_t batch = std::min(n - i, static_cast<std::size_t>(end - position));
-          const Stored* samples = piece + i * channels;
-          if (channels > 1) {
-            batch = std::min(batch, BatchSize);
-            DownSample(samples + channel, channels, batch, picked.data());
-            samples = picked.data();
-          }
-          bin.Take(samples, flip, batch);
-          i += batch;
-        }
-      },
-      OverviewPieceBytes);
+  frames.ReadInPieces([&](const Stored* piece, std::size_t start, std::size_t n) {
+    for (std::size_t i = 0; i < n;) {
+      const auto position = static_cast<std::int64_t>(start + i);
+      while (end <= position) finishBin();
+      std::size_t batch = std::min(n - i, static_cast<std::size_t>(end - position));
+      const Stored* samples = piece + i * channels;
+      if (channels > 1) {
+        batch = std::min(batch, BatchSize);
+        DownSample(samples + channel, channels, batch, picked.data());
+        samples = picked.data();
+      }
+      bin.Take(samples, flip, batch);
+      i += batch;
+    }
+  });
   while (number < binCount) finishBin();
 }
 

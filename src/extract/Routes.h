@@ -64,9 +64,8 @@ class Frames {
   /// Piece by piece: calls take(frames, first, n) with n frames, the first of which is frame
   /// `first` of the request, from 0.
   template <class Take>
-  void ReadInPieces(Take take, std::size_t pieceBytes = PieceBytes) const {
-    const std::size_t largest = std::max<std::size_t>(1, pieceBytes / (channels_ * sizeof(Stored)));
-    const std::size_t pieceFrames = std::min(count_, largest);
+  void ReadInPieces(Take take) const {
+    const std::size_t pieceFrames = std::min(count_, PieceBytes / (channels_ * sizeof(Stored)));
     const auto piece = std::make_unique_for_overwrite<Stored[]>(pieceFrames * channels_);
     for (std::size_t first = 0; first < count_; first += pieceFrames) {
       const std::size_t n = std::min(pieceFrames, count_ - first);

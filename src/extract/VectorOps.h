@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <concepts>
 #include <cstddef>
 #include <limits>
 #include <type_traits>
@@ -153,39 +154,40 @@ inline void ConvertReals(const Double* from, std::size_t n, Single* to) {
 
 /// Lowers `smallest` and raises `largest` to the extremes of from[i] xor flip; NaN is passed over,
 /// and real numbers have no flip.
-template <class T>
+template <std::integral T>
 void FindExtremes(const T* from, T flip, std::size_t n, T& smallest, T& largest) {
-  // Side by side in lanes, so that the loop over them is one vector loop, of real numbers too.
-  constexpr std::size_t lanes = 256 / sizeof(T);
-  const auto sample = [flip](T stored) __attribute__((always_inline)) {
-    if constexpr (std::is_integral_v<T>)
-      return Flipped(stored, flip);
-    else
-      return stored;
-  };
-  std::size_t i = 0;
-  if (n >= 2 * lanes) {
-    std::array<T, lanes> lows;
-    std::array<T, lanes> highs;
-    lows.fill(smallest);
-    highs.fill(largest);
-    RunWidest([&]() __attribute__((always_inline)) {
-      for (; i + lanes <= n; i += lanes) {
-        for (std::size_t k = 0; k < lanes; ++k) {
-          const T value = sample(from[i + k]);
-          lows[k] = value < lows[k] ? value : lows[k];
-          highs[k] = value > highs[k] ? value : highs[k];
-        }
+  RunWidest([ =, &smallest, &largest ]() __attribute__((always_inline)) {
+    T low = smallest;
+    T high = largest;
+    for (std::size_t i = 0; i < n; ++i) {
+      const T count = Flipped(from[i], flip);
+      low = std::min(low, count);
+      high = std::max(high, count);
+    }
+    smallest = low;
+    largest = high;
+  });
+}
+
+// Side by side in lanes, so that the loop over them is a vector loop, though NaN has no order.
+template <std::floating_point T>
+void FindExtremes(const T* from, T /*flip*/, std::size_t n, T& smallest, T& largest) {
+  constexpr std::size_t lanes = 128 / sizeof(T);
+  std::array<T, lanes> lows;
+  std::array<T, lanes> highs;
+  lows.fill(smallest);
+  highs.fill(largest);
+  RunWidest([&]() __attribute__((always_inline)) {
+    for (std::size_t i = 0; i < n; i += lanes) {
+      const std::size_t end = std::min(lanes, n - i);
+      for (std::size_t k = 0; k < end; ++k) {
+        lows[k] = from[i + k] < lows[k] ? from[i + k] : lows[k];
+        highs[k] = from[i + k] > highs[k] ? from[i + k] : highs[k];
       }
-    });
-    smallest = *std::min_element(lows.begin(), lows.end());
-    largest = *std::max_element(highs.begin(), highs.end());
-  }
-  for (; i < n; ++i) {
-    const T value = sample(from[i]);
-    if (value < smallest) smallest = value;
-    if (value > largest) largest = value;
-  }
+    }
+  });
+  smallest = *std::min_element(lows.begin(), lows.end());
+  largest = *std::max_element(highs.begin(), highs.end());
 }
 
 }  // namespace lmimport

@@ -24,22 +24,23 @@ std::error_code FileSource::Open(const String& Path, platform::Access access, pl
   if (name.find('\0') != std::string::npos)
     return std::make_error_code(std::errc::invalid_argument);
   const std::error_code error = file_.Open(name, access, lock, rights);
-  if (!error) pathName_ = FromUtf8(platform::AbsoluteName(name));
+  if (!error) name_ = platform::AbsoluteName(name);
   return error;
 }
 
 std::shared_ptr<const ByteSource> FileSource::Beside(std::string_view name) const {
-  const std::size_t folder = pathName_.rfind(platform::PathSeparator) + 1;
-  const String path = pathName_.substr(0, folder) + FromUtf8(name);
-  if (!platform::FileExists(ToUtf8(path))) return {};
+  constexpr char separator = static_cast<char>(platform::PathSeparator);
+  const std::string path = name_.substr(0, name_.rfind(separator) + 1).append(name);
+  if (!platform::FileExists(path)) return {};
   auto beside = std::make_shared<FileSource>();
-  const std::error_code error = beside->Open(path, platform::Access::Read, platform::Lock::Shared);
-  if (error) throw std::system_error(error, WhyNotOpened(path, error));
+  const std::error_code error =
+      beside->Open(FromUtf8(path), platform::Access::Read, platform::Lock::Shared);
+  if (error) throw std::system_error(error, path);
   return beside;
 }
 
 void FileSource::ThrowNamed(const char* what, std::error_code error) const {
-  throw std::system_error(error, std::string("Can't ") + what + " \"" + ToUtf8(pathName_) + "\"");
+  throw std::system_error(error, std::string("Can't ") + what + " \"" + name_ + "\"");
 }
 
 std::string WhyNotOpened(const String& path, const std::error_code& error) {

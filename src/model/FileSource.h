@@ -2,6 +2,7 @@
 #pragma once
 
 #include <lmimport/ByteSource.h>
+#include <lmimport/Text.h>
 
 #include <functional>
 #include <string>
@@ -27,7 +28,7 @@ class FileSource final : public ByteSource {
   std::shared_ptr<const ByteSource> Beside(std::string_view name) const override;
 
   Long Handle() const { return file_.Handle(); }
-  const String& PathName() const { return pathName_; }  // with its folder
+  String PathName() const { return FromUtf8(name_); }  // with its folder
   platform::FileTimes Times() const {
     return Named(*this, "get the date of", &platform::File::Times);
   }
@@ -59,7 +60,7 @@ class FileSource final : public ByteSource {
   [[noreturn]] void ThrowNamed(const char* what, std::error_code error) const;
 
   platform::File file_;
-  String pathName_;
+  std::string name_;  // with its folder, in the bytes of the system
 };
 
 /// "Can't open "NAME": it is a folder"

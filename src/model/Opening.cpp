@@ -33,7 +33,7 @@ Single Narrowed(Double value, std::string_view field, std::int64_t position) {
 }
 
 void Opening::NeedBytes(std::int64_t size, std::string_view what, Refusal why) const {
-  const std::int64_t there = DataFile.Size();
+  const std::int64_t there = Store.FileSize;
   if (there < size)
     Refuse(why, why == Refusal::NoData ? "no-data" : "not-of-format", there,
            "The file ends at byte ", there, ", and ", what, " needs ", size, ".");

@@ -6,6 +6,8 @@
 #include <lmimport/Findings.h>
 #include <lmimport/Version.h>
 
+#include <algorithm>
+#include <concepts>
 #include <functional>
 
 #include "model/Records.h"
@@ -36,7 +38,8 @@ struct RecordingStore {
   std::int64_t FileSize = 0;  // as it was opened
   std::string Sidecar;        // file name of what described the samples; empty: nothing did
   struct FileRec FileRec;
-  std::vector<ChannelRec> Channels;  // by global channel; all that there can be
+  std::vector<ChannelRec>
+      Channels;  // by global channel, as far as one has a title or is in a block
   std::vector<BlockRec> Blocks;
   std::shared_ptr<const ByteSource> DataFile;
   std::vector<Finding> Found;
@@ -44,6 +47,13 @@ struct RecordingStore {
 
   const std::function<void(Opening&)>& Work(Later kind) const {
     return Works[static_cast<std::size_t>(kind)];
+  }
+  /// A global channel, from 0, to be filled; the table grows as needed.
+  ChannelRec& Channel(std::integral auto number) {
+    const auto index = static_cast<std::size_t>(number);
+    if (index >= Channels.capacity()) Channels.reserve(std::max<std::size_t>(8, 2 * index));
+    if (index >= Channels.size()) Channels.resize(index + 1);
+    return Channels[index];
   }
   const ChannelRec& ChannelOf(const BlockRec& block, std::size_t channel) const {
     return Channels[static_cast<std::size_t>(block.ChannelIndex[channel])];

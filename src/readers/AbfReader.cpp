@@ -136,8 +136,8 @@ void AbfFile::FillChannel(BlockRec& block, std::size_t channel) {
   block.ChannelOffset[channel] =
       Narrowed(Double{header_[AbfSignalOffset(physical)]} + header_[AbfInstrumentOffset(physical)],
                "ABF offset", AbfSignalOffset(physical).Position());
-  opening_.Store.Channels[physical].ChannelTitle = header_[AbfName(physical)];
-  opening_.Store.Channels[physical].ChannelUnitName = header_[AbfUnits(physical)];
+  opening_.Store.Channel(physical).ChannelTitle = header_[AbfName(physical)];
+  opening_.Store.Channel(physical).ChannelUnitName = header_[AbfUnits(physical)];
 }
 
 // 0 where the number is too short to have a year, or below 0.

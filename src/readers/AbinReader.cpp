@@ -49,7 +49,7 @@ void ReadChannels(Opening& opening, Integer version, BlockRec& block) {
       RefuseAsDamaged(position, "No header of a channel 0 to 31 is where that of channel ", i + 1,
                       " of ", block.ChannelCount, " should be.");
     block.ChannelIndex[i] = number;
-    ChannelRec& channel = opening.Store.Channels[static_cast<std::size_t>(number)];
+    ChannelRec& channel = opening.Store.Channel(number);
     channel.ChannelTitle = header[AbinChannelName];
     const Double unitsPerCount =
         header[version == 2 ? AbinUnitsPerCountOfVersion2 : AbinUnitsPerCount];

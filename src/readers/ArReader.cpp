@@ -100,9 +100,9 @@ Single ScaleOf(const HeaderView& header, std::size_t input) {
 }
 
 // Of every input, active or not.
-void FillTitles(std::vector<ChannelRec>& channels, const HeaderView& header) {
+void FillTitles(RecordingStore& store, const HeaderView& header) {
   for (std::size_t input = 0; input < ArInputs; ++input) {
-    ChannelRec& channel = channels[input];
+    ChannelRec& channel = store.Channel(input);
     if (const Sensor* sensor = SensorOf(header, input)) {
       channel.ChannelTitle = sensor->Title;
       channel.ChannelUnitName = sensor->Unit;
@@ -154,7 +154,7 @@ void ReadArFile(Opening& opening) {
   block.ChannelIndex = inputs;
   for (std::size_t i = 0; i < inputs.size(); ++i)
     block.ChannelScale[i] = ScaleOf(header, static_cast<std::size_t>(inputs[i]));
-  FillTitles(opening.Store.Channels, header);
+  FillTitles(opening.Store, header);
   // Notes without a zero byte are left out.
   const auto notes = header.Bytes(ArNotes);
   if (std::ranges::find(notes, Byte{0}) != notes.end()) block.Notes = header.Untrimmed(ArNotes);

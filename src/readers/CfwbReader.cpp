@@ -59,8 +59,8 @@ void ReadChannels(Opening& opening, BlockRec& block) {
     const Double scale = header[CfwbScale];
     block.ChannelScale[i] = Narrowed(1 / scale, "CFWB counts per unit", position);
     block.ChannelOffset[i] = Narrowed(scale * header[CfwbOffset], "CFWB offset in units", position);
-    opening.Store.Channels[i].ChannelTitle = header[CfwbTitle];
-    opening.Store.Channels[i].ChannelUnitName = header[CfwbUnits];
+    opening.Store.Channel(i).ChannelTitle = header[CfwbTitle];
+    opening.Store.Channel(i).ChannelUnitName = header[CfwbUnits];
   }
 }
 

@@ -74,7 +74,7 @@ void ChartFile::Read() {
   ReadHeaderTexts();
   for (Integer i = 0; i < header.ChannelCount; ++i) {
     const std::int64_t start = file_.Position();
-    if (!ReadChannel(store_.Channels[static_cast<std::size_t>(i)]))
+    if (!ReadChannel(store_.Channel(i)))
       RefuseAsDamaged(start, "Channel ", i + 1, " of ", header.ChannelCount,
                       " is damaged or missing.");
   }

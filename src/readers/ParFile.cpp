@@ -81,8 +81,8 @@ void FillChannels(Opening& opening, const ParLayout& layout, const HeaderView& h
   std::vector<Integer> slots;
   for (std::size_t slot = 0; slot < ParSlots; ++slot) {
     if (IsRecorded(layout, header, slot)) slots.push_back(static_cast<Integer>(slot));
-    opening.Store.Channels[slot].ChannelTitle.clear();
-    opening.Store.Channels[slot].ChannelUnitName.clear();
+    opening.Store.Channel(slot).ChannelTitle.clear();
+    opening.Store.Channel(slot).ChannelUnitName.clear();
   }
   if (slots.empty()) Refuse(Refusal::DomainFault, "channel-count", -1, "no channel is recorded");
   block.DimensionChannels(static_cast<Integer>(slots.size()));

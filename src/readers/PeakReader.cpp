@@ -22,15 +22,15 @@ constexpr Field<Long> PeakMagic{0}, PeakRateOfLayout0{4}, PeakRateOfLayout1{24};
 constexpr Field<Integer> PeakChannelsOfLayout0{60}, PeakChannelsOfLayout1{20};
 
 // `first` is the column of the first sound channel.
-void FillTitles(std::vector<ChannelRec>& channels, Integer columns, std::size_t first) {
+void FillTitles(RecordingStore& store, Integer columns, std::size_t first) {
   if (first > 0) {
-    channels[0].ChannelTitle = u"Cache Low";
-    channels[1].ChannelTitle = u"Cache Hight";
+    store.Channel(0).ChannelTitle = u"Cache Low";
+    store.Channel(1).ChannelTitle = u"Cache Hight";
   }
   for (std::size_t i = first; i < static_cast<std::size_t>(columns); i += 2) {
     const std::size_t sound = (i - first) / 2 + 1;
-    channels[i].ChannelTitle = FromUtf8(Sentence("Ch", sound, " - Min"));
-    channels[i + 1].ChannelTitle = FromUtf8(Sentence("Ch", sound, " - Max"));
+    store.Channel(i).ChannelTitle = FromUtf8(Sentence("Ch", sound, " - Min"));
+    store.Channel(i + 1).ChannelTitle = FromUtf8(Sentence("Ch", sound, " - Max"));
   }
 }
 
@@ -57,7 +57,7 @@ void ReadPeakFile(Opening& opening) {
   block.SamplingRate = static_cast<Single>(rate);
   block.DimensionChannels(static_cast<Integer>(columns));
   for (Single& scale : block.ChannelScale) scale = AdcScale(block.ADCName, 0);
-  FillTitles(opening.Store.Channels, block.ChannelCount, first);
+  FillTitles(opening.Store, block.ChannelCount, first);
   block.SizeChannel = HeldAsLong(frames);
   block.DataPtr = PeakHeadBytes;
   block.StartDateTime = opening.DateOfFile();

@@ -18,19 +18,19 @@ constexpr Long RawFileType = 3, BinaryFileType = 2;
 
 struct Sidecar {
   std::u16string_view Extension;  // of the recording
-  const char16_t* Ending;
+  std::string_view Ending;
   SidecarReader Read;
   Long FileType;
   Long FileSubType;
 };
 
 constexpr std::array Sidecars = {
-    Sidecar{u".dat", u".par", ReadParFile, RawFileType, 1},
-    Sidecar{u".dat", u".rvp", ReadRvpFile, RawFileType, 2},
-    Sidecar{u".bin", u"_binheader.txt", ReadBinHeader, BinaryFileType, 2},
+    Sidecar{u".dat", ".par", ReadParFile, RawFileType, 1},
+    Sidecar{u".dat", ".rvp", ReadRvpFile, RawFileType, 2},
+    Sidecar{u".bin", "_binheader.txt", ReadBinHeader, BinaryFileType, 2},
 };
 
-constexpr Sidecar NoSidecar = {{}, nullptr, nullptr, RawFileType, 0};
+constexpr Sidecar NoSidecar = {{}, {}, nullptr, RawFileType, 0};
 
 // The sidecar that described the block.
 const Sidecar& ReadSidecars(Opening& opening, BlockRec& block) {
@@ -39,7 +39,7 @@ const Sidecar& ReadSidecars(Opening& opening, BlockRec& block) {
     if (sidecar.Extension != extension) continue;
     if (ReadBeside(opening, sidecar.Ending, sidecar.Read, block)) return sidecar;
     block = BlockRec();
-    opening.Store.Channels.assign(LargestChannelCount, {});
+    opening.Store.Channels.clear();
   }
   return NoSidecar;
 }

@@ -48,7 +48,7 @@ void FillChannels(Opening& opening, BinaryFile& file, BlockRec& block) {
     block.ChannelOffset[i] = Narrowed(record[RvpChannelOffset], "units at count 0");
     if (std::isnan(block.ChannelScale[i]))
       Refuse(Refusal::DomainFault, "damaged", -1, "a scale is no number");
-    ChannelRec& channel = opening.Store.Channels[static_cast<std::size_t>(number)];
+    ChannelRec& channel = opening.Store.Channel(number);
     channel.ChannelTitle = record[RvpChannelName];
     channel.ChannelUnitName = record[RvpChannelUnit];
   }

@@ -27,6 +27,6 @@ using SidecarReader = bool (*)(Opening&, BinaryFile&, BlockRec&);
 /// Reads the sidecar that is named as the recording is, with an ending in place of the last four
 /// characters, or with that in capitals, as old systems wrote it. False where there is none; one
 /// that can't be read, is locked or is not of its format is passed over with a warning.
-bool ReadBeside(Opening& opening, const String& ending, SidecarReader read, BlockRec& block);
+bool ReadBeside(Opening& opening, std::string_view ending, SidecarReader read, BlockRec& block);
 
 }  // namespace lmimport

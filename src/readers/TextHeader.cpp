@@ -146,8 +146,8 @@ void TextHeader::ActOnChannel(std::u16string_view key, std::u16string_view value
                               std::size_t channel) {
   if (key == u"MaxRange") maxRange_[channel] = Number("MaxRange", value);
   if (key == u"MinRange") minRange_[channel] = Number("MinRange", value);
-  if (key == u"Name") opening_.Store.Channels[channel].ChannelTitle = value;
-  if (key == u"YUnit") opening_.Store.Channels[channel].ChannelUnitName = value;
+  if (key == u"Name") opening_.Store.Channel(channel).ChannelTitle = value;
+  if (key == u"YUnit") opening_.Store.Channel(channel).ChannelUnitName = value;
 }
 
 void TextHeader::DimensionRanges() {

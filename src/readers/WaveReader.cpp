@@ -129,7 +129,7 @@ void FillBlock(Opening& opening, const HeaderView& format, Long dataSize) {
   block.FillFrom(dataSize);
   block.StartDateTime = opening.DateOfFile();
   block.Title = FromUtf8(Sentence(format[WaveRate] / 1000.0, " kHz, ", format[WaveBits], "-bit"));
-  const bool described = ReadBeside(opening, u"_wavheader.txt", ReadBinHeader, block);
+  const bool described = ReadBeside(opening, "_wavheader.txt", ReadBinHeader, block);
   opening.FinishFile(WaveForm, described ? 1 : 0);
 }
 

@@ -77,8 +77,7 @@ void ReadTitles(Opening& opening, const Areas& areas, Integer channelCount) {
   std::size_t start = 0;
   for (Integer i = 0; i < channelCount && start <= titles.size(); ++i) {
     const std::size_t end = std::min(titles.find(u'\0', start), titles.size());
-    opening.Store.Channels[static_cast<std::size_t>(i)].ChannelTitle =
-        titles.substr(start, end - start);
+    opening.Store.Channel(i).ChannelTitle = titles.substr(start, end - start);
     start = end + 1;
   }
 }
@@ -203,7 +202,7 @@ void FillChannels(Opening& opening, const HeaderView& header, BinaryFile& file, 
     // The slope is that of a 14-bit count, which is four counts of the word.
     block.ChannelScale[i] = Narrowed(4.0 / entry[WinDaqSlope], "WinDaq counts per unit", position);
     block.ChannelOffset[i] = Narrowed(entry[WinDaqIntercept], "WinDaq intercept", position);
-    opening.Store.Channels[i].ChannelUnitName = entry[WinDaqUnits];
+    opening.Store.Channel(i).ChannelUnitName = entry[WinDaqUnits];
   }
 }
 

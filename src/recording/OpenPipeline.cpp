@@ -1,5 +1,7 @@
 #include "recording/OpenPipeline.h"
 
+#include <algorithm>
+
 #include "recording/Formats.h"
 #include "recording/GeneralFindings.h"
 
@@ -16,9 +18,11 @@ void ReadRecording(Opening& opening) {
   opening.Store.Format = format.Id;
   opening.Store.FileType = format.FileType;
   opening.Store.DataFile = opening.DataFile.Source();
-  opening.Store.Channels.resize(LargestChannelCount);
   format.Read(opening);
-  for (const BlockRec& block : opening.Store.Blocks) Opening::CheckNumbers(block);
+  for (const BlockRec& block : opening.Store.Blocks) {
+    Opening::CheckNumbers(block);
+    opening.Store.Channel(std::ranges::max(block.ChannelIndex));
+  }
 }
 
 }  // namespace

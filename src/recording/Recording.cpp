@@ -233,14 +233,8 @@ void Recording::State::Open(const std::string& name, std::shared_ptr<const ByteS
   Path = ToUtf8(store.FileName);
   Notes = ToUtf8(store.FileRec.FileNotes);
   Start = StartOf(store);
-  Integer last = 0;
   Blocks.reserve(store.Blocks.size());
-  for (const BlockRec& block : store.Blocks) {
-    Blocks.push_back(Describe(store, block, Start));
-    last = std::max(last, std::ranges::max(block.ChannelIndex));
-  }
-  store.Channels.resize(static_cast<std::size_t>(last) + 1);
-  store.Channels.shrink_to_fit();
+  for (const BlockRec& block : store.Blocks) Blocks.push_back(Describe(store, block, Start));
   store_ = std::make_shared<const RecordingStore>(std::move(store));
 }
 
