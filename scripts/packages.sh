@@ -3,6 +3,6 @@ build_packages=(cmake g++ libcli11-dev libfmt-dev ninja-build nlohmann-json3-dev
 test_packages=("${build_packages[@]}" libgtest-dev pkg-config)
 lint_packages=("${test_packages[@]}" clang-format clang-tidy cppcheck)
 fuzz_packages=(clang cmake libclang-rt-14-dev ninja-build)
-libcxx_packages=(clang cmake libc++-dev libc++abi-dev ninja-build)
+libcxx_packages=(clang-22 cmake libc++-22-dev libc++abi-22-dev ninja-build)
 bench_packages=(cmake g++ libbenchmark-dev libbiosig-dev libedf-dev libfmt-dev libmatio-dev
   libsndfile1-dev ninja-build pkg-config)

@@ -76,15 +76,15 @@ inline Count Flipped(Count count, Count flip) {
   return static_cast<Count>(count ^ flip);
 }
 
-/// to[i] = from[i * step]
+/// to[i] = from[i * step]. Compiled by itself, it has a loop for each step that is worth one.
 template <class T>
-void DownSample(const T* from, std::size_t step, std::size_t n, T* to) {
+[[gnu::noinline]] void DownSample(const T* from, std::size_t step, std::size_t n, T* to) {
   for (std::size_t i = 0; i < n; ++i) to[i] = from[i * step];
 }
 
 /// to[i] = from[i] xor flip, held at the limits of Output, which is Integer or Long
 template <class Count, class Output>
-void HoldCounts(const Count* from, Count flip, std::size_t n, Output* to) {
+[[gnu::noinline]] void HoldCounts(const Count* from, Count flip, std::size_t n, Output* to) {
   RunWidest([=]() __attribute__((always_inline)) {
     constexpr Long smallest = std::numeric_limits<Output>::min();
     constexpr Long largest = std::numeric_limits<Output>::max();
