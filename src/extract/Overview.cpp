@@ -14,66 +14,79 @@ std::int64_t StartOfBin(std::int64_t count, std::int64_t bin, std::int64_t bins)
   return count / bins * bin + count % bins * bin / bins;
 }
 
-// The extremes of one bin as it grows, as stored.
+// Bins that are filled one after the other.
 template <class Stored>
-class Bin {
+class Bins {
  public:
-  void Take(const Stored* samples, Stored flip, std::size_t n) {
-    FindExtremes(samples, flip, n, smallest_, largest_);
+  Bins(const BlockRec& block, std::size_t channel, std::int64_t count, std::span<Extremes> bins)
+      : convert_(block, channel), count_(count), bins_(bins) {
+    if constexpr (std::integral<Stored>) flip_ = SignFlip<Stored>(block);
   }
 
+  bool AreFull() const { return number_ == std::ssize(bins_); }
+
+  /// Where the current one ends, counted from the first sample of all.
+  std::int64_t End() const { return StartOfBin(count_, number_ + 1, std::ssize(bins_)); }
+
+  void Take(const Stored* samples, std::size_t n) {
+    FindExtremes(samples, flip_, n, smallest_, largest_);
+  }
+
+  void Finish() {
+    bins_[static_cast<std::size_t>(number_++)] = Values();
+    smallest_ = Highest;
+    largest_ = Lowest;
+  }
+
+ private:
+  using Limits = std::numeric_limits<Stored>;
+  static constexpr Stored Highest = Limits::has_infinity ? Limits::infinity() : Limits::max();
+  static constexpr Stored Lowest = Limits::has_infinity ? -Limits::infinity() : Limits::lowest();
+
   // A scale can be negative, and turns 0 into NaN where it is 0 itself.
-  Extremes Values(const Conversion<Stored, Double>& convert) const {
+  Extremes Values() const {
     constexpr Double none = std::numeric_limits<Double>::quiet_NaN();
     if (!(smallest_ <= largest_)) return {none, none};
-    Double one = convert.OfSigned(smallest_);
-    Double other = convert.OfSigned(largest_);
+    Double one = convert_.OfSigned(smallest_);
+    Double other = convert_.OfSigned(largest_);
     if (std::isnan(one)) one = other;
     if (std::isnan(other)) other = one;
     return {std::min(one, other), std::max(one, other)};
   }
 
- private:
-  using Limits = std::numeric_limits<Stored>;
-  Stored smallest_ = Limits::has_infinity ? Limits::infinity() : Limits::max();
-  Stored largest_ = Limits::has_infinity ? -Limits::infinity() : Limits::lowest();
+  const Conversion<Stored, Double> convert_;
+  std::int64_t count_;
+  std::span<Extremes> bins_;
+  std::int64_t number_ = 0;
+  Stored flip_{};
+  Stored smallest_ = Highest;
+  Stored largest_ = Lowest;
 };
 
 template <class Stored>
 void ReadRoute(const ByteSource& source, const BlockRec& block, std::size_t channel,
-               std::int64_t first, std::int64_t count, std::span<Extremes> bins) {
+               std::int64_t first, std::int64_t count, std::span<Extremes> target) {
   const std::int64_t there = std::clamp<std::int64_t>(block.SizeChannel - first, 0, count);
-  const Conversion<Stored, Double> convert(block, channel);
   const auto channels = static_cast<std::size_t>(block.ChannelCount);
-  const std::int64_t binCount = std::ssize(bins);
-  Stored flip{};
-  if constexpr (std::integral<Stored>) flip = SignFlip<Stored>(block);
-  std::int64_t number = 0;
-  std::int64_t end = StartOfBin(count, 1, binCount);
-  Bin<Stored> bin;
-  const auto finishBin = [&] {
-    bins[static_cast<std::size_t>(number)] = bin.Values(convert);
-    bin = {};
-    end = StartOfBin(count, ++number + 1, binCount);
-  };
+  Bins<Stored> bins(block, channel, count, target);
   std::array<Stored, BatchSize> picked;
   const Frames<Stored> frames(source, block, first, static_cast<std::size_t>(there));
   frames.ReadInPieces([&](const Stored* piece, std::size_t start, std::size_t n) {
     for (std::size_t i = 0; i < n;) {
       const auto position = static_cast<std::int64_t>(start + i);
-      while (end <= position) finishBin();
-      std::size_t batch = std::min(n - i, static_cast<std::size_t>(end - position));
+      while (bins.End() <= position) bins.Finish();
+      std::size_t batch = std::min(n - i, static_cast<std::size_t>(bins.End() - position));
       const Stored* samples = piece + i * channels;
       if (channels > 1) {
         batch = std::min(batch, BatchSize);
         DownSample(samples + channel, channels, batch, picked.data());
         samples = picked.data();
       }
-      bin.Take(samples, flip, batch);
+      bins.Take(samples, batch);
       i += batch;
     }
   });
-  while (number < binCount) finishBin();
+  while (!bins.AreFull()) bins.Finish();
 }
 
 }  // namespace

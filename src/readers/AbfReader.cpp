@@ -133,9 +133,9 @@ void AbfFile::FillChannel(BlockRec& block, std::size_t channel) {
     if (factor != 0)
       scale = Narrowed(Double{scale} * factor, "ABF counts per unit", gain(physical).Position());
   }
-  block.ChannelOffset[channel] =
-      Narrowed(Double{header_[AbfSignalOffset(physical)]} + header_[AbfInstrumentOffset(physical)],
-               "ABF offset", AbfSignalOffset(physical).Position());
+  const Double signalOffset = header_[AbfSignalOffset(physical)];
+  block.ChannelOffset[channel] = Narrowed(signalOffset + header_[AbfInstrumentOffset(physical)],
+                                          "ABF offset", AbfSignalOffset(physical).Position());
   opening_.Store.Channel(physical).ChannelTitle = header_[AbfName(physical)];
   opening_.Store.Channel(physical).ChannelUnitName = header_[AbfUnits(physical)];
 }

@@ -28,8 +28,8 @@
 namespace lmimport {
 namespace {
 
-constexpr Long ChartSignature = FourCharacters("LMC\0"), ChannelSignature = FourCharacters("ADCh"),
-               BlockSignature = FourCharacters("ADBl"), DataChunk = FourCharacters("data");
+constexpr Long ChannelSignature = FourCharacters("ADCh"), BlockSignature = FourCharacters("ADBl"),
+               DataChunk = FourCharacters("data");
 constexpr std::int64_t SkippedInHeader = 16, SkippedPerChannel = 32;
 constexpr Long CommentLimit = 65536;  // the first count that isn't believed
 

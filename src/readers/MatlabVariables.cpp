@@ -145,7 +145,7 @@ void MatlabVariables::GiveRates() {
   }
 }
 
-void MatlabVariables::Finish(Integer versionMajor, std::string detail) {
+void MatlabVariables::Finish(Integer versionMajor, const std::string& detail) {
   std::vector<BlockRec>& blocks = opening_.Store.Blocks;
   if (blocks.empty()) {
     NoteFindings();

@@ -50,7 +50,7 @@ class MatlabVariables {
 
   /// Ranges, rates, FileRec, type, and the findings of all this. Refuses a file without a block,
   /// with a detail for the message, and one with a rate that isn't finite, as damage.
-  void Finish(Integer versionMajor, std::string detail = {});
+  void Finish(Integer versionMajor, const std::string& detail = {});
 
   /// Counted, and told once at the end: a reason for a variable to be left out, or something that a
   /// user would take wrong about one that is shown.

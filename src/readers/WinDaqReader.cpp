@@ -176,7 +176,7 @@ void CheckRate(Opening& opening, const HeaderView& header, const BlockRec& block
   if (stated > 0 && agrees(ofOneChannel))
     text +=
         Sentence(" The times of start and end in the header, ", stated, " s apart, say so too.");
-  opening.Warn("rate-over-channels", {WinDaqSampleInterval.Position(), 0}, std::move(text));
+  opening.Warn("rate-over-channels", {WinDaqSampleInterval.Position(), 0}, text);
 }
 
 void CheckFlags(Opening& opening, const HeaderView& header) {

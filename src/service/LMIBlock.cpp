@@ -184,6 +184,7 @@ String LMIBlock::CommentText(Long CommentIndex) const {
 }
 
 // The reads of one type of sample, which bears its name in all of them.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define LMIMPORT_READS_OF(Type)                                                                    \
   Long LMIBlock::GetChannel##Type(Integer ChannelIndex, Long SampleStart, Long SampleCount,        \
                                   Type* Data) {                                                    \
@@ -211,5 +212,6 @@ LMIMPORT_READS_OF(Integer)
 LMIMPORT_READS_OF(Single)
 LMIMPORT_READS_OF(Double)
 #undef LMIMPORT_READS_OF
+// NOLINTEND(bugprone-macro-parentheses)
 
 }  // namespace lmimport

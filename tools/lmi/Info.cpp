@@ -74,7 +74,7 @@ std::size_t Width(std::string_view text) {
 }
 
 std::string Shortened(const std::string& text) {
-  const std::string line = OneLine(text);
+  std::string line = OneLine(text);
   if (Width(line) <= LongestTitle) return line;
   std::size_t end = 0;
   while (Width(std::string_view(line).substr(0, end + 1)) <= LongestTitle - 3) ++end;
