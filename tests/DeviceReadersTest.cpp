@@ -149,6 +149,47 @@ TEST_F(DeviceTest, CfwbGivesEveryField) {
   EXPECT_EQ(file_->Block(1)->StartDateTime(), DateSerial(2001, 2, 3) + TimeSerial(4, 5, 6));
 }
 
+TEST_F(DeviceTest, NumbersTooLargeForASingleAreFaults) {
+  const struct {
+    const char* Name;
+    std::string Bytes;
+    const char* Field;
+  } rows[] = {
+      {"f.wdq", Patched(WinDaq().Build(), 28, Bytes().Real64(1e-300)), "WinDaq rate"},
+      {"f.wdq", Patched(WinDaq().Build(), 118, Bytes().Real64(1e-300)), "WinDaq counts per unit"},
+      {"f.wdq", Patched(WinDaq().Build(), 126, Bytes().Real64(-1e300)), "WinDaq intercept"},
+      {"f", Patched(Cfwb(), 8, Bytes().Real64(1e-300)), "CFWB rate"},
+      {"f", Patched(Cfwb(), 132, Bytes().Real64(1e-300)), "CFWB counts per unit"},
+      {"f", Patched(Cfwb(), 140, Bytes().Real64(1e300)), "CFWB offset"},
+      {"f", Patched(Ar(), 10, Bytes().Int8(200)), "AR full scale"},
+      {"f", Patched(Ar(), 64, Bytes().Real32(1e-40F)), "AR counts per unit"},
+      {"f", Patched(Abf(), 244, Bytes().Real32(1e-40F)), "ABF counts per volt"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.Field);
+    try {
+      Open(row.Name, row.Bytes);
+      ADD_FAILURE();
+    } catch (const std::range_error& fault) {
+      EXPECT_TRUE(std::string(fault.what()).starts_with(row.Field)) << fault.what();
+    }
+    EXPECT_EQ(FindingCodes(), Codes{"number-too-large"});
+  }
+}
+
+// Scales, offsets and lengths that make no value, or not all; real numbers have no scale.
+TEST_F(DeviceTest, NumbersThatMakeNoValueAreFound) {
+  const std::string abin = Abin();
+  const auto with = Patching(abin);
+  const std::string single = with(28, Bytes().Int16(2));
+  ExpectOutcomes("f", {{with(200, Bytes().Real32(0)), "", {"no-range"}},
+                       {with(204, Bytes().Real32(HUGE_VALF)), "", {"no-offset"}},
+                       {Patched(single, 200, Bytes().Real32(HUGE_VALF)), ""}});
+  ASSERT_TRUE(Open("f", with(280, Bytes().Real32(0))));
+  const Finding finding = Findings().at(0);
+  EXPECT_EQ(std::pair(finding.Block, finding.Channel), std::pair(0, 1));
+  EXPECT_EQ(finding.Position, -1);
+}
+
 TEST_F(DeviceTest, AdcLabGivesEveryField) {
   ASSERT_TRUE(Open("f.alf", PlainAlf()));
   EXPECT_EQ(Type(), Types(5, 0));

@@ -215,6 +215,8 @@ TEST_F(MatlabTest, Version4WalksItsVariables) {
       {words(4, 100) + words(100, 4), "w 4x100 100Hz, w 4x100 100Hz"},
       {words(40, 40) + words(40, 20) + words(20, 40), "w 20x40 100Hz, w 20x40 100Hz"},
       {Mat4(0, 1, 4, true, "z", four + four) + x, "zRe 1x4 100Hz, zIm 1x4 100Hz, x 2x2 100Hz"},
+      {x + Bytes().Int32(0).Int32(1).Int32(4).Int32(0).Int32(1000).Text("name").Zeros(40).Get(),
+       "x 2x2 100Hz"},  // a name that goes on past the end
       {Mat4(20, 1, 4, false, "i", std::string(16, '\1')) + x, "x 2x2 100Hz"},
       {Mat4(0, 1, 1, false, "s", Doubles({1})) + x, "x 2x2 100Hz"},
       {Mat4(0, 1, 1, false, "r_SamplingRate", Doubles({50})) + x +

@@ -77,6 +77,10 @@ TEST_F(ObjectsTest, ArraysAreDimensionedForWhatLiesInTheBlock) {
   EXPECT_DOUBLE_EQ(table(2, 2), 4);  // count -200 / 200 + 5
   EXPECT_DOUBLE_EQ(table.Values()[3], 4);
   EXPECT_THROW(table(3, 1), std::out_of_range);
+  const double* memory = table.Values().data();
+  EXPECT_EQ(block->GetDataDoubleArray(1, 2, table), 2);
+  EXPECT_EQ(block->GetDataDoubleArray(1, 3, table), 3);
+  EXPECT_EQ(table.Values().data(), memory);  // kept when the table is used again
   EXPECT_EQ(block->GetDataDoubleArray(4, 1, table), 0);
   EXPECT_EQ(table.FrameCount(), 3);  // left alone
 

@@ -141,6 +141,11 @@ TEST_F(SidecarsTest, EndingsInCapitalsServeWhereThereIsNoOther) {
 }
 
 // Going on with the defaults would show noise.
+TEST_F(SidecarsTest, TheLargestLengthIsFound) {
+  ASSERT_TRUE(OpenWith("b.dat", "b.rvp", Patched(Rvp(), 608, Bytes().Int32(2147483647))));
+  EXPECT_EQ(FindingCodes(), (Codes{"data-cut-off", "length-held"}));
+}
+
 TEST_F(SidecarsTest, AWrongDescriptionIsAFault) {
   const std::string par = FullPar({});
   EXPECT_THROW(OpenWith("a.dat", "a.par", Patched(par, 95, Bytes().Zeros(32))), std::domain_error);
@@ -153,6 +158,15 @@ TEST_F(SidecarsTest, AWrongDescriptionIsAFault) {
                  std::range_error);
   EXPECT_THROW(OpenWith("b.dat", "b.rvp", Patched(Rvp(), 592, Bytes().Zeros(8))),
                std::domain_error);
+  EXPECT_THROW(OpenWith("a.dat", "a.par", Patched(par, 91, Bytes().Real32(1e37F))),
+               std::range_error);
+  EXPECT_THROW(OpenWith("a.dat", "a.par", Patched(par, 275, Bytes().Real64(1e-300))),
+               std::range_error);
+  for (const auto& [place, number] : {std::pair{592, 1e300}, {2762, 1e-300}, {2770, 1e300}})
+    EXPECT_THROW(OpenWith("b.dat", "b.rvp",
+                          Patched(Rvp(), static_cast<std::size_t>(place), Bytes().Real64(number))),
+                 std::range_error)
+        << place;
   for (const char* line : {"NumAChannels=0\n", "NumAChannels=33\n", "NumAChannels=\n"})
     EXPECT_THROW(OpenWithText(line), std::length_error) << line;
   for (const char* line : {"Resolution=256\n", "Resolution=-1\n", "MaxADCValue=3000000000\n",
