@@ -87,7 +87,12 @@ TEST_F(CommandTest, CheckListsFindings) {
   EXPECT_TRUE(warned.Text.starts_with(cut + ": warning data-cut-off, block 1, at byte 56: "))
       << warned.Text;
   EXPECT_EQ(std::ranges::count(warned.Text, '\n'), 1);
-  EXPECT_EQ(Run("check missing.wdq " + cut).Status, 1);
+  const Outcome failed = Run("check missing.wdq " + cut);
+  EXPECT_EQ(failed.Status, 1);
+  EXPECT_TRUE(failed.Text.starts_with("missing.wdq: failed: No such file or directory\n"))
+      << failed.Text;
+  EXPECT_EQ(nlohmann::json::parse(Run("check --json missing.wdq").Text)[0]["Findings"][0]["Code"],
+            "not-opened");
   EXPECT_EQ(nlohmann::json::parse(Run("check --json " + cut).Text)[0]["Findings"][0]["Code"],
             "data-cut-off");
   EXPECT_NE(Run("formats").Text.find("windaq    WinDaq "), std::string::npos);
@@ -130,6 +135,8 @@ TEST_F(CommandTest, FailsInOneLineAndWithAStatus) {
               {"read", 2, "FILE is required"},
               {"", 2, "subcommand is required"},
               {"read --as text " + name_, 2, "--as"},
+              {"read --start 0 " + name_, 2, "--start: \"0\" is not a whole number from 1 on"},
+              {"read " + folder_.Write("bad.wav", "RIFF"), 1, "and a wave file needs 48"},
               {"info --channels 33 " + name_, 2, "--channels"},
               {"info --rate 0 " + name_, 2, "--rate"},
               {"info --code-page 437 " + name_, 2, "--code-page"}};

@@ -66,7 +66,9 @@ struct FileStamp {
   std::int64_t Nanoseconds = 0;
 };
 
-/// Why an open failed; an error_code of the category "lmimport".
+/// Why an open failed; an error_code of the category "lmimport". A file is of an unknown format where
+/// what its name or first bytes promise isn't there, and of an unsupported one where it is, in a
+/// coding or version that isn't read; a finding says more.
 enum class OpenFault { UnknownFormat = 1, UnsupportedFormat, FormatError, NoData, GivenUp };
 LMIMPORT_API std::error_code make_error_code(OpenFault Fault);  // named by the standard library
 

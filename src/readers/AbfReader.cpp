@@ -195,7 +195,7 @@ void AbfFile::FindTags() {
   if (tags.Count > held)
     opening_.Warn("tags-cut-off", {tags.Start, 0}, "The header claims ", tags.Count,
                   " tags, and the file holds ", held,
-                  "; the last one is repeated for all that are missing.");
+                  "; each that is missing is shown as the last one that is there.");
   opening_.DoOrDefer(Later::Comments, [tags](Opening& later) { ReadTags(later, tags); });
 }
 

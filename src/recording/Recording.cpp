@@ -86,7 +86,7 @@ void Guard(const Opening& opening, const std::string& name, const Work& work) {
   } catch (const std::system_error& fault) {
     if (fault.code() != std::errc::operation_canceled)
       throw OpenError(fault.code(), fault.what(), opening.Store.Found);
-    throw OpenError(OpenFault::GivenUp, Sentence("Can't open \"", name, "\": it was given up"),
+    throw OpenError(OpenFault::GivenUp, Sentence("\"", name, "\": the work was given up"),
                     opening.Store.Found);
   }
 }

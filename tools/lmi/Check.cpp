@@ -35,11 +35,19 @@ void ReadAll(Opened& opened) {
 void PrintLines(const std::string& name, const Opened& opened) {
   if (!opened.Failure.empty())
     Print("{}: failed: {}\n", OneLine(name), OneLine(WithoutName(opened.Failure, name)));
-  for (const Finding& finding : opened.Findings)
+  for (const Finding& finding : opened.FurtherFindings())
     Print("{}: {}\n", OneLine(name), FindingText(finding));
 }
 
 }  // namespace
+
+std::vector<Finding> Opened::FurtherFindings() const {
+  std::vector<Finding> further = Findings;
+  std::erase_if(further, [this](const Finding& finding) {
+    return Failure.find(finding.Text) != std::string::npos;
+  });
+  return further;
+}
 
 Opened OpenOrExplain(const OpenSettings& settings, const std::string& name, ProgressLine& line) {
   Opened opened;
@@ -53,9 +61,6 @@ Opened OpenOrExplain(const OpenSettings& settings, const std::string& name, Prog
   } catch (const OpenError& error) {
     opened.Failure = error.what();
     opened.Findings = error.Findings();
-    std::erase_if(opened.Findings, [&opened](const Finding& finding) {
-      return opened.Failure.find(finding.Text) != std::string::npos;
-    });
   } catch (const std::exception& fault) {
     opened.Failure = fault.what();
   }

@@ -23,8 +23,9 @@ struct OpenSettings {
 struct Opened {
   std::optional<lmimport::Recording> Recording;
   std::string Failure;
-  std::vector<lmimport::Finding> Findings;  // of a failure without what it says itself
+  std::vector<lmimport::Finding> Findings;
 
+  std::vector<lmimport::Finding> FurtherFindings() const;  // those that Failure doesn't say
   explicit operator bool() const { return Recording.has_value(); }
 };
 

@@ -279,7 +279,7 @@ int Info(const InfoOptions& options) {
     if (opened.Failure.empty()) continue;
     Flush();
     PrintFailure(name, opened.Failure);
-    for (const Finding& finding : opened.Findings) {
+    for (const Finding& finding : opened.FurtherFindings()) {
       if (!opened) PrintFailure(name, FindingText(finding));
     }
     status = 1;

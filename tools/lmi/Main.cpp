@@ -13,12 +13,12 @@ namespace {
 
 constexpr int UsageError = 2;
 
-// A number that counts something from 1.
-CLI::Validator FromOne(const std::string& what) {
-  return {[what](const std::string& text) {
+// A number that counts something.
+CLI::Validator FromOne() {
+  return {[](const std::string& text) {
             std::int64_t number = 0;
             const bool counts = CLI::detail::lexical_cast(text, number) && number >= 1;
-            return counts ? "" : what + ", and " + text + " doesn't count";
+            return counts ? "" : "\"" + text + "\" is not a whole number from 1 on";
           },
           "from 1"};
 }
@@ -35,7 +35,9 @@ void AddOpenSettings(CLI::App& command, lmi::OpenSettings& settings) {
       ->check(CLI::Validator(
           [](const std::string& text) {
             const double rate = std::strtod(text.c_str(), nullptr);
-            return rate > 1e-38 && rate < 1e10 ? "" : "not above 0 and below 1e10";
+            return rate > 1e-38 && rate < 1e10
+                       ? std::string()
+                       : "\"" + text + "\" is not a number above 0 and below 1e10";
           },
           "above 0, below 1e10"));
   command
@@ -54,14 +56,12 @@ void AddInfo(CLI::App& app, const char* name, const char* what, lmi::InfoOptions
 void AddRead(CLI::App& app, lmi::ReadOptions& options) {
   CLI::App* read = app.add_subcommand("read", "write samples to standard output");
   read->add_option("FILE", options.File, "recording")->required();
-  read->add_option("--block", options.Block, "block, from 1")
-      ->check(FromOne("blocks count from 1"));
+  read->add_option("--block", options.Block, "block, from 1")->check(FromOne());
   read->add_option("--channel", options.Channels, "number from 1, or title; may be given again")
       ->allow_extra_args(false);
-  read->add_option("--start", options.Start, "first frame, from 1")
-      ->check(FromOne("frames count from 1"));
+  read->add_option("--start", options.Start, "first frame, from 1")->check(FromOne());
   read->add_option("--count", options.Count, "frames; without it, to the end of the block")
-      ->check(FromOne("at least 1 frame is read"));
+      ->check(FromOne());
   read->add_option("--as", options.As, "integer (counts), single or double (values)")
       ->check(CLI::IsMember({"integer", "single", "double"}));
   read->add_option("--format", options.Format, "csv, or raw: little-endian, frame by frame")

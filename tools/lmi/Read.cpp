@@ -141,6 +141,9 @@ void WriteSamples(const Recording& recording, std::size_t blockNumber,
   const Block& block = recording.Blocks()[blockNumber];
   const std::int64_t first = std::min(options.Start - 1, block.FrameCount);
   const std::int64_t end = first + std::min(options.Count, block.FrameCount - first);
+  if (first == end)
+    PrintFailure(options.File, fmt::format("block {} has {} frames, and none from {} on",
+                                           blockNumber + 1, block.FrameCount, options.Start));
   const bool raw = options.Format == "raw";
   if (!raw) WriteCsvHead(block, channels, options);
   Progress progress(std::max<std::int64_t>(1, end - first));
@@ -203,7 +206,7 @@ void ReadFile(const Recording& recording, const ReadOptions& options) {
 int Read(const ReadOptions& options) {
   ProgressLine line(OneLine(options.File));
   Opened opened = OpenOrExplain(options.Open, options.File, line);
-  for (const Finding& finding : opened.Findings) {
+  for (const Finding& finding : opened.FurtherFindings()) {
     if (finding.Warning) PrintFailure(options.File, FindingText(finding));
   }
   if (opened) {
