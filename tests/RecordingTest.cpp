@@ -208,11 +208,66 @@ TEST_F(RecordingTest, LongWorkCanBeGivenUp) {
     FAIL();
   } catch (const OpenError& error) {
     EXPECT_EQ(error.code(), OpenFault::GivenUp);
+    EXPECT_EQ(error.Findings().at(0).Code, "given-up");
   }
   EXPECT_EQ(calls, 1);
   goesOn = true;
   EXPECT_EQ(recording.Read(0, 0, 0, value), 1);
   EXPECT_EQ(value[0], 0.1);
+}
+
+// Threads whose handlers ask for what the other one makes would wait for each other.
+TEST_F(RecordingTest, ProgressHandlersCannotReadWhatIsNotReadYet) {
+  Edf edf{.Reserved = "EDF+C"};
+  edf.Signals.push_back(EdfAnnotations({std::string("+0\x14go\x14\0", 7), ""}, 14));
+  std::optional<Recording> recording;
+  const OpenOptions options{.Progress = [&](double) { return recording->Comments().empty(); }};
+  recording = Recording::Open(Memory(edf.Build()), "a.edf", options);
+  std::array<double, 1> value{};
+  EXPECT_THROW(recording->Read(0, 0, 0, value), std::logic_error);
+}
+
+// A host's own source can say anything; the sanitizers see what is done with it.
+TEST_F(RecordingTest, BelievesNoSourceThatGivesTooMuch) {
+  class Boaster final : public ByteSource {
+   public:
+    explicit Boaster(std::string bytes) : bytes_(std::move(bytes)) {}
+    std::int64_t Size() const override { return INT64_MAX; }
+    std::size_t ReadAt(std::int64_t position, std::span<std::byte> target) const override {
+      return bytes_.ReadAt(position, target), target.size() + 5000;
+    }
+
+   private:
+    MemorySource bytes_;
+  };
+  for (const char* name : {"a.edf", "a.wdq"}) {
+    const bool isEdf = name[2] == 'e';
+    const auto source = std::make_shared<Boaster>(isEdf ? Edf().Build() : WinDaq().Build());
+    const Recording recording = Recording::Open(source, name);
+    std::vector<double> values(1);
+    EXPECT_EQ(recording.Read(0, 0, 0, values), 1);
+    EXPECT_EQ(recording.Format(), isEdf ? "edf" : "windaq");
+  }
+}
+
+TEST_F(RecordingTest, SharedTextsOfCommentsStayInProportion) {
+  WinDaq file{.Annotations = std::string("a\0b\0", 4), .CommentTexts = std::string(100000, 'x')};
+  for (int i = 1; i <= 1000; ++i) file.Markers.insert(file.Markers.end(), {-i, CommentAt(4)});
+  const auto source = Memory(file.Build());
+  const Recording recording = Recording::Open(source, "a.wdq");
+  std::size_t size = 0;
+  for (const Comment& comment : recording.Comments()) size += comment.Text.size();
+  EXPECT_EQ(recording.Comments().size(), 1000U);
+  EXPECT_EQ(recording.Comments()[0].Text.size(), 100000U);
+  EXPECT_LT(size, 20 * static_cast<std::size_t>(source->Size()));
+  EXPECT_EQ(recording.Findings().back().Code, "comment-texts-left-out");
+}
+
+TEST_F(RecordingTest, TellsOfCommentsPastTheEnd) {
+  const Recording recording =
+      Recording::Open(Memory(Chart{.Blocks = {{.Comments = {{50, "late"}}}}}.Build()), "a.lmc");
+  ASSERT_EQ(recording.Findings().size(), 1U);
+  EXPECT_EQ(recording.Findings()[0].Code, "comments-behind-end");
 }
 
 TEST_F(RecordingTest, OverviewsAreTheExtremesOfEachPart) {
@@ -243,6 +298,8 @@ TEST_F(RecordingTest, OverviewsAreTheExtremesOfEachPart) {
   recording.Overview(0, 1, 2990, INT64_MAX, past);  // the second half is past the end
   EXPECT_EQ(past[0].Largest, 2999 / 4.0);
   EXPECT_TRUE(std::isnan(past[1].Largest));
+  recording.Overview(0, 1, INT64_MAX, 10, past);
+  EXPECT_TRUE(std::isnan(past[0].Largest));
 }
 
 // NaN is no value, and neither is a sample that there isn't.

@@ -29,6 +29,7 @@ struct OpenOptions {
   std::optional<RawData> Raw = {};  // without it, data that nothing describes is refused
   /// Of long work: is called with the part that is done, from 0 to 1, when the work begins and then
   /// some ten times a second, on the thread that opens or reads; gives false to give the work up.
+  /// It must not read from the recording: what isn't read yet throws std::logic_error there.
   std::function<bool(double Fraction)> Progress = {};
 };
 
@@ -37,7 +38,9 @@ struct Channel {
   std::string Unit;
   int Number = 1;  // in the file, from 1
   double Factor = 1;
-  double Offset = 0;  // value = count * Factor + Offset; 1 and 0 where the file has values
+  // value = count * Factor + Offset. 1 and 0 where the file has values: counts of those say no
+  // value, as their scale is LMImport's own.
+  double Offset = 0;
 };
 
 struct Block {
@@ -127,13 +130,16 @@ class LMIMPORT_API Recording {
   /// comments have its start time.
   const std::vector<Comment>& Comments() const;
 
-  std::vector<Finding> Findings() const;  // so far: what is read later may add some
+  /// So far: what is read later may add some. What tells of times, such as gaps, is seen as the
+  /// comments are read: call Comments first to know all of it.
+  std::vector<Finding> Findings() const;
 
   /// Samples of one channel: fills the target, a span, vector or array of a kind of Sample, as far
-  /// as the channel goes, and gives how far. Counts as int16_t, held at its limits, and int32_t, exact for every kind of integer; of real
-  /// numbers those of the scale that LMImport gives them, rounded to nearest, ties to even, NaN as
-  /// 0. Values as float and double. What a cut-off file lacks reads as stored zeros. A block or
-  /// channel that doesn't exist and a `first` below 0 throw std::out_of_range.
+  /// as the channel goes, and gives how far. Counts as int16_t, held at its limits, and int32_t,
+  /// exact for every kind of integer; of real numbers those of the scale that LMImport gives them,
+  /// rounded to nearest, ties to even, NaN as 0. Values as float and double. What a cut-off file
+  /// lacks reads as stored zeros. A block or channel that doesn't exist and a `first` below 0 throw
+  /// std::out_of_range.
   template <class Samples>
   std::int64_t Read(std::size_t block, std::size_t channel, std::int64_t first,
                     Samples&& target) const {
@@ -141,7 +147,8 @@ class LMIMPORT_API Recording {
   }
 
   /// The same for whole frames: the sample of channel c in frame first + i comes to element
-  /// i * channels + c. Gives the number of frames, as many as the target has room for.
+  /// i * channels + c. Gives the number of frames, as many as the target has room for; the rest of
+  /// the target is left alone.
   template <class Samples>
   std::int64_t ReadFrames(std::size_t block, std::int64_t first, Samples&& target) const {
     return ReadFrameSpan<std::ranges::range_value_t<Samples>>(block, first, target);

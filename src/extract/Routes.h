@@ -12,6 +12,7 @@
 
 #include "extract/VectorOps.h"
 #include "model/Records.h"
+#include "model/SourceReads.h"
 
 namespace lmimport {
 
@@ -82,8 +83,8 @@ class Frames {
   void ReadPart(std::size_t first, std::size_t n, Stored* target) const {
     const std::int64_t position = position_ + static_cast<std::int64_t>(first * channels_) * Width;
     const auto bytes = std::as_writable_bytes(std::span(target, n * channels_));
-    const std::size_t done = position < 0 ? 0 : source_.ReadAt(position, bytes);
-    const std::size_t whole = std::min(done, bytes.size()) / sizeof(Stored);
+    const std::size_t done = position < 0 ? 0 : ReadSource(source_, position, bytes);
+    const std::size_t whole = done / sizeof(Stored);
     std::fill(target + whole, target + n * channels_, Stored{});
   }
 

@@ -156,7 +156,7 @@ inline void ConvertReals(const Double* from, std::size_t n, Single* to) {
 /// and real numbers have no flip.
 template <std::integral T>
 void FindExtremes(const T* from, T flip, std::size_t n, T& smallest, T& largest) {
-  RunWidest([ =, &smallest, &largest ]() __attribute__((always_inline)) {
+  RunWidest([&]() __attribute__((always_inline)) {
     T low = smallest;
     T high = largest;
     for (std::size_t i = 0; i < n; ++i) {

@@ -70,7 +70,7 @@ std::int64_t BinaryFile::ReadBytes(void* Target, std::int64_t ByteCount) {
 
 std::size_t BinaryFile::ReadAt(std::int64_t position, void* target, std::size_t size) {
   if (size < SmallestBulkRead) return ReadThroughWindow(position, target, size);
-  return source_->ReadAt(position, {static_cast<std::byte*>(target), size});
+  return ReadSource(*source_, position, {static_cast<std::byte*>(target), size});
 }
 
 std::size_t BinaryFile::ReadThroughWindow(std::int64_t position, void* target, std::size_t size) {
@@ -78,7 +78,7 @@ std::size_t BinaryFile::ReadThroughWindow(std::int64_t position, void* target, s
   const auto wanted = static_cast<std::int64_t>(size);
   if (position < windowStart_ || position + wanted > windowStart_ + held) {
     windowFilled_ = 0;
-    windowFilled_ = source_->ReadAt(position, std::as_writable_bytes(std::span(window_)));
+    windowFilled_ = ReadSource(*source_, position, std::as_writable_bytes(std::span(window_)));
     windowStart_ = position;
   }
   const auto offset = static_cast<std::size_t>(position - windowStart_);

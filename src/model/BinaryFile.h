@@ -9,6 +9,7 @@
 #include <string>
 
 #include "model/FileSource.h"
+#include "model/SourceReads.h"
 #include "model/TextTools.h"
 #include "platform/System.h"
 
@@ -45,7 +46,7 @@ class BinaryFile {
   void Close();
 
   bool IsOpen() const { return source_ != nullptr; }
-  std::int64_t Size() const { return source_->Size(); }  // bytes, at this moment
+  std::int64_t Size() const { return SizeOfSource(*source_); }  // bytes, at this moment
   Date FileDateTime() const;  // last write before it was opened, local time, whole seconds; 0: none
   const String& LastError() const { return lastError_; }
   const std::error_code& SystemError() const { return systemError_; }  // of LastError

@@ -40,13 +40,23 @@ void OpenRecordingFile(Opening& opening, const String& name) {
 
 void FillStore(Opening& opening) {
   try {
-    ReadRecording(opening);
-    NoteGeneralFindings(opening);
-    if (opening.Rules.AllAtOnce) NoteCommentsPastEnd(opening);
-    NoteUnreadFormat(opening, true);
+    NoteWhyItFails(opening, [&] {
+      ReadRecording(opening);
+      NoteGeneralFindings(opening);
+      if (!opening.Store.Work(Later::Comments)) NoteCommentsPastEnd(opening);
+      NoteUnreadFormat(opening, true);
+    });
+  } catch (const RefusedOpen& refused) {
+    if (!refused.Error) NoteUnreadFormat(opening, false);
+    throw;
+  }
+}
+
+void NoteWhyItFails(Opening& opening, const std::function<void()>& work) {
+  try {
+    work();
   } catch (const RefusedOpen& refused) {
     opening.Warn(refused.Code, refused.Position, refused.Text);
-    if (!refused.Error) NoteUnreadFormat(opening, false);
     throw;
   } catch (const std::system_error& fault) {
     const bool givenUp = fault.code() == std::errc::operation_canceled;

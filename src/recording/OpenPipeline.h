@@ -1,6 +1,8 @@
 // The way from an open file to a filled store.
 #pragma once
 
+#include <functional>
+
 #include "model/Opening.h"
 
 namespace lmimport {
@@ -13,5 +15,8 @@ void OpenRecordingFile(Opening& opening, const String& name);
 /// be noticed about any recording. Throws RefusedOpen, or a fault of the source; one of the findings
 /// says why then.
 void FillStore(Opening& opening);
+
+/// Does work of an opening. What that throws is noted as a finding before it leaves.
+void NoteWhyItFails(Opening& opening, const std::function<void()>& work);
 
 }  // namespace lmimport

@@ -21,27 +21,46 @@
 namespace lmimport {
 namespace {
 
+// The thread that makes what a recording reads later. One for all that is made, so that no two
+// threads wait for each other, whatever their progress handlers ask for.
+class Maker {
+ public:
+  class Turn {
+   public:
+    explicit Turn(Maker& maker) : maker_(maker) {
+      if (maker.thread_ == std::this_thread::get_id())
+        throw std::logic_error(
+            "lmimport: a progress handler read the recording that it is told of");
+      maker.mutex_.lock();
+      maker.thread_ = std::this_thread::get_id();
+    }
+    ~Turn() {
+      maker_.thread_ = std::thread::id();
+      maker_.mutex_.unlock();
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+   private:
+    Maker& maker_;
+  };
+
+ private:
+  std::atomic<std::thread::id> thread_;
+  std::mutex mutex_;
+};
+
 // A value that is made when it is first asked for: whichever thread asks first makes it, and the
-// others wait; where making fails, the next asks again. What it is made of must not ask for it: the
-// host's progress handler could.
+// others wait; where making fails, the next asks again.
 template <class T>
 class Once {
  public:
   template <class Make>
-  const T& Get(const Make& make) {
+  const T& Get(Maker& maker, const Make& make) {
     if (made_.load(std::memory_order_acquire)) return value_;
-    if (maker_ == std::this_thread::get_id())
-      throw std::logic_error("lmimport: a progress handler read the recording that it is told of");
-    const std::lock_guard lock(mutex_);
+    const Maker::Turn turn(maker);
     if (made_.load(std::memory_order_relaxed)) return value_;
-    maker_ = std::this_thread::get_id();
-    try {
-      value_ = make();
-    } catch (...) {
-      maker_ = std::thread::id();
-      throw;
-    }
-    maker_ = std::thread::id();
+    value_ = make();
     made_.store(true, std::memory_order_release);
     return value_;
   }
@@ -51,8 +70,6 @@ class Once {
 
  private:
   std::atomic<bool> made_ = false;
-  std::atomic<std::thread::id> maker_;
-  std::mutex mutex_;
   T value_{};
 };
 
@@ -85,7 +102,11 @@ void Guard(const Opening& opening, const std::string& name, const Work& work) {
     throw OpenError(CodeOf(refused), sentence, opening.Store.Found);
   } catch (const std::system_error& fault) {
     if (fault.code() != std::errc::operation_canceled)
-      throw OpenError(fault.code(), fault.what(), opening.Store.Found);
+      throw OpenError(fault.code(),
+                      opening.DataFile.File() == nullptr
+                          ? Sentence("Can't read \"", name, "\": ", fault.what())
+                          : std::string(fault.what()),
+                      opening.Store.Found);
     throw OpenError(OpenFault::GivenUp, Sentence("\"", name, "\": the work was given up"),
                     opening.Store.Found);
   }
@@ -178,14 +199,14 @@ class Recording::State {
   explicit State(const OpenOptions& options)
       : texts_(TextsOf(options)), rules_(RulesOf(options)), handler_(options.Progress) {}
 
-  // `open` has the opening find its source and its name.
+  // `findSource` gives the opening its source and its name.
   template <class FindSource>
   void Open(const std::string& name, std::shared_ptr<const ByteSource> source,
             const FindSource& findSource);
 
   const RecordingStore& Store() const { return *store_; }
   const CommentList& Comments() const {
-    return comments_.Get([this] { return ReadComments(); });
+    return comments_.Get(maker_, [this] { return ReadComments(); });
   }
   std::vector<Finding> Findings() const;
 
@@ -209,6 +230,7 @@ class Recording::State {
   const OpenRules rules_;
   const std::function<bool(double)> handler_;
   StorePtr store_;
+  mutable Maker maker_;
   mutable Once<StorePtr> samples_;
   mutable Once<StorePtr> ranges_;
   mutable Once<CommentList> comments_;
@@ -245,7 +267,8 @@ RecordingStore Recording::State::DoWork(Later kind) const {
   opening.Store = *store_;
   opening.Store.Works = {};
   opening.Store.Found.clear();
-  Guard(opening, Path.string(), [&] { store_->Work(kind)(opening); });
+  Guard(opening, Path.string(),
+        [&] { NoteWhyItFails(opening, [&] { store_->Work(kind)(opening); }); });
   if (kind == Later::Comments) NoteCommentsPastEnd(opening);
   return std::move(opening.Store);
 }
@@ -257,6 +280,10 @@ Recording::State::CommentList Recording::State::ReadComments() const {
   const std::vector<BlockRec>& blocks = later ? done.Blocks : store_->Blocks;
   CommentList comments;
   comments.Found = std::move(done.Found);
+  // Comments that share a text have a copy each, as far as the file stands behind them.
+  constexpr std::int64_t largestGrowth = 16;
+  std::int64_t room = store_->FileSize * largestGrowth;
+  std::size_t leftOut = 0;
   for (std::size_t i = 0; i < blocks.size(); ++i) {
     const BlockRec& block = blocks[i];
     for (const CommentRec& record : block.Comments) {
@@ -265,9 +292,19 @@ Recording::State::CommentList Recording::State::ReadComments() const {
       comment.Time = Blocks[i].StartTime;
       if (block.SamplingRate > 0)
         comment.Time += (record.Position - 1.0) / Double{block.SamplingRate};
-      comment.Text = ToUtf8(block.TextOf(record));
+      if (room >= 0) comment.Text = ToUtf8(block.TextOf(record));
+      leftOut += room < 0 ? 1 : 0;
+      room -= std::ssize(comment.Text);
     }
   }
+  if (leftOut > 0)
+    comments.Found.push_back({.Warning = false,
+                              .Code = "comment-texts-left-out",
+                              .Position = -1,
+                              .Block = -1,
+                              .Channel = -1,
+                              .Text = Sentence("Comments share long texts; the last ", leftOut,
+                                               " of the file are shown without.")});
   std::ranges::stable_sort(comments.List, {}, &Comment::Time);
   return comments;
 }
@@ -298,7 +335,7 @@ const BlockRec& Recording::State::Find(std::size_t block, std::size_t channel,
 const RecordingStore& Recording::State::ForReading(const BlockRec& block, bool counts) const {
   const auto once = [this](Once<StorePtr>& store, Later kind) -> const RecordingStore& {
     if (!store_->Work(kind)) return *store_;
-    return *store.Get([&] { return std::make_shared<const RecordingStore>(DoWork(kind)); });
+    return *store.Get(maker_, [&] { return std::make_shared<const RecordingStore>(DoWork(kind)); });
   };
   // No recording leaves both: what is rewritten gets its ranges on the way.
   const bool ranges = counts && block.HasRealSamples() && store_->Work(Later::Ranges);
@@ -403,7 +440,8 @@ void Recording::Overview(std::size_t block, std::size_t channel, std::int64_t fi
   const BlockRec& record = state_->Find(block, channel, first);
   if (count < 0) throw std::out_of_range(Sentence("Recording: ", count, " samples"));
   const RecordingStore& store = state_->ForReading(record, false);
-  ReadOverview(*store.DataFile, store.Blocks[block], channel, first, count, bins);
+  ReadOverview(*store.DataFile, store.Blocks[block], channel,
+               std::min<std::int64_t>(first, record.SizeChannel), count, bins);
 }
 
 std::vector<FormatDescription> KnownFormats() {

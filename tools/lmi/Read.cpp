@@ -201,15 +201,25 @@ void ReadFile(const Recording& recording, const ReadOptions& options) {
   WriteSamples<double>(recording, block, channels, options);
 }
 
+void ReadComments(Opened& opened) {
+  try {
+    opened.Recording->Comments();
+  } catch (const std::exception& fault) {
+    opened.Failure = fault.what();
+  }
+  opened.Findings = opened.Recording->Findings();
+}
+
 }  // namespace
 
 int Read(const ReadOptions& options) {
   ProgressLine line(OneLine(options.File));
   Opened opened = OpenOrExplain(options.Open, options.File, line);
+  if (opened && options.Times) ReadComments(opened);  // gaps are seen then
   for (const Finding& finding : opened.FurtherFindings()) {
     if (finding.Warning) PrintFailure(options.File, FindingText(finding));
   }
-  if (opened) {
+  if (opened && opened.Failure.empty()) {
     try {
       ReadFile(*opened.Recording, options);
     } catch (const std::exception& fault) {
