@@ -2,12 +2,8 @@
 #include <lmimport/Text.h>
 
 #include <algorithm>
-#include <array>
-#include <atomic>
 #include <cmath>
-#include <mutex>
 #include <stdexcept>
-#include <thread>
 
 #include "extract/ChannelReads.h"
 #include "extract/FrameReads.h"
@@ -16,73 +12,11 @@
 #include "platform/System.h"
 #include "recording/Formats.h"
 #include "recording/GeneralFindings.h"
+#include "recording/Once.h"
 #include "recording/OpenPipeline.h"
 
 namespace lmimport {
 namespace {
-
-// The thread that makes what a recording reads later. One for all that is made, so that no two
-// threads wait for each other, whatever their progress handlers ask for.
-class Maker {
- public:
-  class Turn {
-   public:
-    explicit Turn(Maker& maker) : maker_(maker) {
-      if (maker.thread_ == std::this_thread::get_id())
-        throw std::logic_error(
-            "lmimport: a progress handler read the recording that it is told of");
-      maker.mutex_.lock();
-      maker.thread_ = std::this_thread::get_id();
-    }
-    ~Turn() {
-      maker_.thread_ = std::thread::id();
-      maker_.mutex_.unlock();
-    }
-    Turn(const Turn&) = delete;
-    Turn& operator=(const Turn&) = delete;
-
-   private:
-    Maker& maker_;
-  };
-
- private:
-  std::atomic<std::thread::id> thread_;
-  std::mutex mutex_;
-};
-
-// A value that is made when it is first asked for: whichever thread asks first makes it, and the
-// others wait; where making fails, the next asks again.
-template <class T>
-class Once {
- public:
-  template <class Make>
-  const T& Get(Maker& maker, const Make& make) {
-    if (made_.load(std::memory_order_acquire)) return value_;
-    const Maker::Turn turn(maker);
-    if (made_.load(std::memory_order_relaxed)) return value_;
-    value_ = make();
-    made_.store(true, std::memory_order_release);
-    return value_;
-  }
-
-  /// Null until it is made.
-  const T* IfMade() const { return made_.load(std::memory_order_acquire) ? &value_ : nullptr; }
-
- private:
-  std::atomic<bool> made_ = false;
-  T value_{};
-};
-
-class OpenCategory final : public std::error_category {
- public:
-  const char* name() const noexcept override { return "lmimport"; }
-  std::string message(int number) const override {
-    constexpr std::array messages = {"unknown file format", "unsupported file format",
-                                     "error in the file format", "no data in the file", "given up"};
-    const auto index = static_cast<std::size_t>(number - 1);
-    return index < messages.size() ? messages[index] : "unknown fault";
-  }
-};
 
 // Refusals have the order of OpenFault; those of numbers and texts are errors in the format.
 std::error_code CodeOf(const RefusedOpen& refused) {
@@ -175,17 +109,6 @@ Block Describe(const RecordingStore& store, const BlockRec& block, std::optional
 }
 
 }  // namespace
-
-std::error_code make_error_code(OpenFault Fault) {
-  static const OpenCategory category;
-  return {static_cast<int>(Fault), category};
-}
-
-OpenError::OpenError(std::error_code Code, const std::string& Sentence,
-                     std::vector<Finding> Findings)
-    : std::system_error(Code),
-      sentence_(std::make_shared<const std::string>(Sentence)),
-      findings_(std::make_shared<const std::vector<Finding>>(std::move(Findings))) {}
 
 // The store as it was opened, and what is read later: each a store of its own, so that none changes.
 class Recording::State {
