@@ -18,13 +18,10 @@ namespace {
 class BinaryFileTest : public testing::Test {
  protected:
   bool OpenToRead(BinaryFile& file, const std::string& name, Long share = ShareReadingAndWriting) {
-    return file.Open(FromUtf8(name), true, OrdinaryFile, share);
+    return file.Open(FromUtf8(name), share);
   }
-  bool OpenToWrite(BinaryFile& file, const std::string& name) {
-    return file.Open(FromUtf8(name), false, OrdinaryFile, ShareReading);
-  }
-  bool Create(BinaryFile& file, const std::string& name) {
-    return file.Create(FromUtf8(name), OrdinaryFile, ShareReading);
+  static std::error_code OpenToWrite(FileSource& file, const std::string& name) {
+    return file.Open(FromUtf8(name), platform::Access::Write, platform::Lock::Exclusive);
   }
 
   TempFolder folder_;
@@ -117,52 +114,39 @@ TEST_F(BinaryFileTest, RefusesWhatIsNoPlainFile) {
               {folder_.PathOf("link"), true, "it is a symbolic link"},
               {folder_.PathOf("plain") + std::string("\0x", 2), false, "Invalid argument"}};
   for (const auto& row : rows) {
-    EXPECT_FALSE(row.Write ? OpenToWrite(file_, row.Name) : OpenToRead(file_, row.Name));
-    EXPECT_FALSE(file_.IsOpen());
-    const std::string error = ToUtf8(file_.LastError());
+    std::string error;
+    if (row.Write) {
+      FileSource file;
+      error = WhyNotOpened(FromUtf8(row.Name), OpenToWrite(file, row.Name));
+    } else {
+      EXPECT_FALSE(OpenToRead(file_, row.Name));
+      EXPECT_FALSE(file_.IsOpen());
+      error = ToUtf8(file_.LastError());
+    }
     EXPECT_NE(error.find(row.Reason), std::string::npos) << error;
     EXPECT_NE(error.find(row.Name), std::string::npos) << error;
   }
-  EXPECT_FALSE(Create(file_, folder_.PathOf("link")));
   EXPECT_TRUE(OpenToRead(file_, folder_.PathOf("link")));
   EXPECT_EQ(file_.Size(), 4);
 }
 
-TEST_F(BinaryFileTest, WritesAndReadsBack) {
-  const Integer counts[] = {1, -2, 3};
-  const Double value = 0.5;
-  ASSERT_TRUE(Create(file_, folder_.Write("f", "an older and longer file")));
-  EXPECT_EQ(file_.Size(), 0);
-  EXPECT_EQ(file_.WriteInt16Array(counts, 3), 3);
-  EXPECT_EQ(file_.WriteDoubleArray(&value, 1), 1);
-  EXPECT_EQ(file_.Size(), 14);
-  for (const Integer count : {counts[1], counts[0]}) {  // the second time written over
-    file_.Seek(2);
-    EXPECT_EQ(file_.ReadValue<Integer>(), count);
-    file_.Seek(2);
-    file_.WriteInt16Array(counts, 1);
-  }
-  file_.Seek(6);
-  EXPECT_EQ(file_.ReadValue<Double>(), 0.5);
-}
-
 TEST_F(BinaryFileTest, LocksLastAsLongAsTheInstance) {
   const std::string name = folder_.Write("f", "data");
+  auto writer = std::make_unique<FileSource>();
+  FileSource second;
   BinaryFile other(texts_);
-  ASSERT_TRUE(OpenToWrite(file_, name));
-  EXPECT_FALSE(OpenToWrite(other, name));
-  EXPECT_NE(ToUtf8(other.LastError()).find("in use"), std::string::npos);
-  EXPECT_FALSE(Create(other, name));
-  EXPECT_EQ(file_.Size(), 4);  // the refused Create emptied nothing
+  ASSERT_FALSE(OpenToWrite(*writer, name));
+  EXPECT_EQ(OpenToWrite(second, name), std::errc::text_file_busy);
   EXPECT_FALSE(OpenToRead(other, name, ShareReading));
+  EXPECT_NE(ToUtf8(other.LastError()).find("in use"), std::string::npos);
   EXPECT_TRUE(OpenToRead(other, name));  // a recording takes no lock
   other.Close();
-  EXPECT_FALSE(OpenToWrite(other, name));  // and its close takes away none
-  file_.Close();
+  EXPECT_TRUE(OpenToWrite(second, name));  // and its close takes away none
+  writer.reset();
   EXPECT_TRUE(OpenToRead(other, name, ShareReading));
   EXPECT_TRUE(OpenToRead(file_, name, ShareReading));
   other.Close();
-  EXPECT_FALSE(OpenToWrite(other, name));
+  EXPECT_TRUE(OpenToWrite(second, name));
 }
 
 TEST_F(BinaryFileTest, TemporaryFileHasNoNameToOutliveIt) {
@@ -171,10 +155,10 @@ TEST_F(BinaryFileTest, TemporaryFileHasNoNameToOutliveIt) {
   EXPECT_TRUE(name.starts_with(FromUtf8(folder_.Path())));
   EXPECT_NE(name, PathTools::TempFileName(u"flat"));
   const Integer count = 5;
-  ASSERT_TRUE(file_.Create(name, TemporaryFile, ShareReading));
-  file_.WriteInt16Array(&count, 1);
-  file_.Seek(0);
-  EXPECT_EQ(file_.ReadValue<Integer>(), 5);
+  const auto file = std::make_shared<FileSource>();
+  ASSERT_FALSE(file->Open(name, platform::Access::CreateTemporary, platform::Lock::None));
+  file->WriteAt(0, &count, 2);
+  EXPECT_EQ(BinaryFile(texts_, file).ReadValue<Integer>(), 5);
   EXPECT_TRUE(std::filesystem::is_empty(folder_.Path()));
 }
 

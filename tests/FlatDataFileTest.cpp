@@ -39,7 +39,12 @@ class FlatDataFileTest : public ImportTest {
     ::stat(Flat.c_str(), &status);
     return status.st_mtim.tv_sec;
   }
-  std::string FlatFile() { return Contents(Flat); }
+  std::string FlatFile() { return std::filesystem::exists(Flat) ? Contents(Flat) : None; }
+  // One that is out of date, or none.
+  void PutOld(const std::string& bytes) {
+    std::filesystem::remove(Flat);
+    if (bytes != None) PutFlat(bytes, Then - 1);
+  }
   void ExpectRight() {
     ASSERT_TRUE(Open(Source)) << Error();
     const std::vector<Double> values = Values();
@@ -48,6 +53,7 @@ class FlatDataFileTest : public ImportTest {
     EXPECT_FLOAT_EQ(static_cast<float>(values[15]), 4.0F);
   }
 
+  const std::string None = "no file";
   const std::string Source = folder_.PathOf("f.edf");
   const std::string Flat = folder_.PathOf("f.edfdat");
   const std::string Good = Words({1, 10, 2, 10, 3, 20, 4, 20, 5, 30, 6, 30, 7, 40, 8, 40});
@@ -128,41 +134,55 @@ TEST_F(FlatDataFileTest, OneThatAnotherProgramHasLockedIsLeftAlone) {
   }
 }
 
-TEST_F(FlatDataFileTest, ANewOneThatCannotBeMadeIsTakenAway) {
-  FaultyDisk disk;
-  disk.FailAfter(FaultyDisk::Change, 0, EIO, true);
-  ExpectRight();
-  EXPECT_TRUE(disk.HasFailed());
-  EXPECT_FALSE(std::filesystem::exists(Flat));
+// Room is taken before a byte is written. Without it the file is made elsewhere, and what lies there
+// stays as it is.
+TEST_F(FlatDataFileTest, WithoutRoomATemporaryOneTakesItsPlace) {
+  for (const std::string& old : {None, Other.substr(4), Other + "tail"}) {
+    PutOld(old);
+    FaultyDisk disk;
+    disk.FailAfter(FaultyDisk::Change, 0, ENOSPC, true);
+    ExpectRight();
+    EXPECT_TRUE(disk.HasFailed());
+    EXPECT_EQ(disk.Changes().find("write"), disk.Changes().rfind("reserve") + 12);
+    EXPECT_EQ(FlatFile(), old);
+    disk.FailAfter(FaultyDisk::Change, 0, ENOSPC, false);
+    try {
+      Open(Source);
+      ADD_FAILURE();
+    } catch (const std::system_error& fault) {
+      EXPECT_EQ(fault.code(), std::errc::no_space_on_device);
+      EXPECT_EQ(std::string(fault.what()).find("Can't make room for \"/"), 0U) << fault.what();
+    }
+    EXPECT_EQ(FindingCodes(), Codes{"no-room"});
+    EXPECT_EQ(FlatFile(), old);
+  }
+}
+
+// A file system may take back what it promised.
+TEST_F(FlatDataFileTest, ADiskThatFillsMeanwhileIsLeft) {
+  for (const std::string& old : {None, Other}) {
+    PutOld(old);
+    FaultyDisk disk;
+    disk.Shorten(7);
+    disk.FailAfter(FaultyDisk::Change, 5, ENOSPC, true);
+    ExpectRight();
+    EXPECT_TRUE(disk.HasFailed());
+    EXPECT_EQ(FlatFile(), old == None ? None : "");
+  }
 }
 
 // So that no loss of power leaves a file of the right size with other bytes in it.
 TEST_F(FlatDataFileTest, IsFlushedBeforeItsBytesAndBeforeTheLastOfThem) {
   const std::pair<std::string, const char*> rows[] = {
-      {"", "size 31, write 31, flush, write 1"},
-      {Other, "size 31, flush, write 31, flush, write 1"},
-      {Other + "tail", "size 37, flush, write 31, flush, write 1, size 36"}};
+      {None, "reserve 32, write 31, write 1, flush"},
+      {Other, "reserve 35, size 31, flush, write 31, flush, write 1"},
+      {Other + "tail", "reserve 39, size 37, flush, write 31, flush, write 1, size 36"}};
   for (const auto& [before, changes] : rows) {
-    PutFlat(before, Then - 1);
+    PutOld(before);
     FaultyDisk disk;
     ExpectRight();
     EXPECT_EQ(disk.Changes(), changes);
   }
-}
-
-TEST_F(FlatDataFileTest, GivesNoRightThatTheRecordingDoesNotGive) {
-  using std::filesystem::perms;
-  const perms writing = perms::owner_read | perms::owner_write;
-  const auto flatRights = [&] { return std::filesystem::status(Flat).permissions(); };
-  std::filesystem::permissions(Source,
-                               perms::owner_read);  // the flat file is still to be rewritten
-  ExpectRight();
-  EXPECT_EQ(flatRights(), writing);
-  import_.CloseFile(file_);
-  std::filesystem::permissions(Flat, writing | perms::group_read | perms::others_read);
-  SetWriteTime(Flat, Then - 1);
-  ExpectRight();
-  EXPECT_EQ(flatRights(), writing);
 }
 
 TEST_F(FlatDataFileTest, WithoutAnyPlaceTheOpenFails) {
@@ -180,10 +200,10 @@ TEST_F(FlatDataFileTest, ReadersShareAFinishedOne) {
     const LMIFilePtr file = other.OpenFileObject(FromUtf8(Source));
     ASSERT_TRUE(file);
     // It is this very file, and stays as it is below them.
-    BinaryFile writer{TextTools()};
-    EXPECT_FALSE(writer.Open(FromUtf8(Flat), false, OrdinaryFile, ShareReading));
-    BinaryFile reader{TextTools()};
-    EXPECT_TRUE(reader.Open(FromUtf8(Flat), true, OrdinaryFile, ShareReading));
+    FileSource program;
+    const String name = FromUtf8(Flat);
+    EXPECT_TRUE(program.Open(name, platform::Access::Write, platform::Lock::Exclusive));
+    EXPECT_FALSE(program.Open(name, platform::Access::Read, platform::Lock::Shared));
   }).join();
   // A recording that changes is converted elsewhere while somebody reads.
   SetWriteTime(Source, Then + 2);
@@ -197,6 +217,7 @@ TEST_F(FlatDataFileTest, ReadersShareAFinishedOne) {
 }
 
 TEST_F(FlatDataFileTest, AHalfWrittenOneIsNobodyElses) {
+  PutFlat(Other, Then - 1);
   bool first = true;
   SetProgressHandler([&](double) {
     if (std::exchange(first, false)) {
@@ -217,7 +238,27 @@ TEST_F(FlatDataFileTest, AHalfWrittenOneIsNobodyElses) {
   EXPECT_EQ(FlatFile(), Good);
 }
 
+TEST_F(FlatDataFileTest, ANewOneHasNoNameBeforeItIsWhole) {
+  int calls = 0;
+  SetProgressHandler([&](double) {
+    ++calls;
+    EXPECT_FALSE(std::filesystem::exists(Flat));
+    return true;
+  });
+  ExpectRight();
+  EXPECT_GT(calls, 0);
+  EXPECT_EQ(FlatFile(), Good);
+}
+
 TEST_F(FlatDataFileTest, ARecordingThatChangesMeanwhileIsConvertedAgain) {
+  SetProgressHandler([&](double) {
+    SetWriteTime(Source, Then + 1);
+    return true;
+  });
+  ExpectRight();
+  EXPECT_FALSE(std::filesystem::exists(Flat));
+  PutFlat(Other, Then - 1);
+  Renew();
   SetProgressHandler([&](double) {
     SetWriteTime(Source, Then + 1);
     return true;
@@ -265,13 +306,33 @@ TEST_F(FlatDataFileTest, ARecordingThatIsReplacedIsConvertedAgain) {
     return true;
   });
   ExpectRight();
-  EXPECT_EQ(FlatFile().size(), Good.size() + 3);
+  EXPECT_FALSE(std::filesystem::exists(Flat));
+}
+
+// By its date it is older than the flat file of the one before.
+TEST_F(FlatDataFileTest, OneThatIsOlderThanARecordingPutInItsPlaceIsTold) {
+  ExpectRight();
+  EXPECT_EQ(FindingCodes(), Codes{});
+  ExpectRight();
+  EXPECT_EQ(FindingCodes(), Codes{});
+  struct stat flat {};
+  struct stat source {};
+  do {  // until the clock of the file system goes on
+    const std::string next = folder_.Write("next", Edf().Build());
+    SetWriteTime(next, Then);
+    std::filesystem::rename(next, Source);
+    ::stat(Flat.c_str(), &flat);
+    ::stat(Source.c_str(), &source);
+  } while (source.st_ctim.tv_sec == flat.st_ctim.tv_sec &&
+           source.st_ctim.tv_nsec == flat.st_ctim.tv_nsec);
+  ExpectRight();
+  EXPECT_EQ(FindingCodes(), Codes{"flat-file-older"});
 }
 
 TEST_F(FlatDataFileTest, AnOpenCanBeGivenUp) {
   for (const double at : {0.0, 1.0}) {
-    for (const std::string& old : {std::string(), Other}) {
-      PutFlat(old, Then - 1);
+    for (const std::string& old : {None, Other}) {
+      PutOld(old);
       std::vector<double> fractions;
       SetProgressHandler([&](double fraction) {
         fractions.push_back(fraction);
@@ -288,7 +349,7 @@ TEST_F(FlatDataFileTest, AnOpenCanBeGivenUp) {
       EXPECT_EQ(fractions.front(), 0);
       EXPECT_EQ(fractions.back(), at);
       EXPECT_EQ(file_, nullptr);
-      EXPECT_EQ(FlatFile(), "");
+      EXPECT_EQ(FlatFile(), old == None ? None : "");
       SetProgressHandler([](double) -> bool { throw std::runtime_error("from the host"); });
       EXPECT_THROW(Open(Source), std::runtime_error);
       SetProgressHandler({});
@@ -308,56 +369,72 @@ TEST_F(FlatDataFileTest, AnLMImportThatEndsMeanwhileClosesNothing) {
   EXPECT_EQ(FlatFile(), Good);
 }
 
-// Has a child process open the recording when no file can grow beyond `limit` bytes, by the signal
-// that kills it or by an error; gives how the child ended.
-int OpenWithLimit(const std::string& name, rlim_t limit, bool killed) {
+// Has a child process do the work; gives how it ended.
+template <class Work>
+int InChild(const Work& work) {
   const pid_t child = ::fork();
-  if (child != 0) {
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return status;
+  if (child == 0) {
+    const rlimit none{0, 0};
+    ::setrlimit(RLIMIT_CORE, &none);
+    ::_exit(work());
   }
-  const rlimit none{0, 0};
-  ::setrlimit(RLIMIT_CORE, &none);
-  const rlimit size{limit, limit};
-  ::setrlimit(RLIMIT_FSIZE, &size);
-  std::signal(SIGXFSZ, killed ? SIG_DFL : SIG_IGN);
-  int result = 0;
-  try {
-    LMImport import;
-    import.OpenFileObject(FromUtf8(name));
-  } catch (const std::system_error& fault) {
-    const bool told = std::string(fault.what()).find(name + "dat") != std::string::npos;
-    result = told && fault.code() == std::errc::file_too_large ? 1 : 2;
-  }
-  ::_exit(result);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  return status;
 }
 
 TEST_F(FlatDataFileTest, SurvivesTheEndOfItsWriterAtEveryByte) {
-  for (std::size_t limit = 0; limit < Good.size(); ++limit) {
-    for (const std::string& old : {std::string(), Other.substr(5), Other, Other + "tail"}) {
-      for (const bool killed : {true, false}) {
-        SCOPED_TRACE(testing::Message() << limit << ' ' << old.size() << ' ' << killed);
-        PutFlat(old, Then - 1);
-        const int status = OpenWithLimit(Source, limit, killed);
-        if (killed) {
-          ASSERT_TRUE(WIFSIGNALED(status));
-          EXPECT_EQ(WTERMSIG(status), SIGXFSZ);
-        } else {
-          ASSERT_TRUE(WIFEXITED(status));
-          EXPECT_EQ(WEXITSTATUS(status), 1);
-        }
-        // No clock shall save the next open.
-        SetWriteTime(Flat, Then + 1);
-        EXPECT_NE(FlatFile().size(), Good.size());
-        ExpectRight();
-        import_.CloseFile(file_);
-        std::filesystem::remove(Flat);
+  for (std::size_t bytes = 0; bytes < Good.size(); ++bytes) {
+    for (const std::string& old : {None, Other.substr(5), Other, Other + "tail"}) {
+      SCOPED_TRACE(testing::Message() << bytes << ' ' << old.size());
+      PutOld(old);
+      const int status = InChild([&] {
+        FaultyDisk disk;
+        disk.KillAfter(static_cast<long>(bytes));
+        LMImport import;
+        import.OpenFileObject(FromUtf8(Source));
+        return 0;
+      });
+      ASSERT_TRUE(WIFSIGNALED(status));
+      if (old == None) {
+        EXPECT_EQ(FlatFile(), None);
+        continue;
       }
+      // No clock shall save the next open.
+      SetWriteTime(Flat, Then + 1);
+      EXPECT_NE(FlatFile().size(), Good.size());
+      ExpectRight();
+      import_.CloseFile(file_);
     }
   }
-  EXPECT_EQ(OpenWithLimit(Source, Good.size(), true), 0);
-  EXPECT_EQ(FlatFile(), Good);
+}
+
+// A limit of the process would end the host by a signal.
+TEST_F(FlatDataFileTest, WhereNoFileMayBeThatLongTheOpenFails) {
+  const auto openWithLimit = [&](rlim_t limit) {
+    return InChild([&] {
+      const rlimit size{limit, limit};
+      ::setrlimit(RLIMIT_FSIZE, &size);
+      try {
+        LMImport import;
+        return import.OpenFileObject(FromUtf8(Source)) ? 0 : 1;
+      } catch (const std::system_error& fault) {
+        const bool told = std::string(fault.what()).find("make room for") != std::string::npos;
+        return told && fault.code() == std::errc::file_too_large ? 2 : 3;
+      }
+    });
+  };
+  for (const std::string& old : {None, Other + "tail"}) {
+    PutOld(old);
+    for (rlim_t limit = 0; limit < Good.size(); ++limit) {
+      const int status = openWithLimit(limit);
+      ASSERT_TRUE(WIFEXITED(status)) << limit;
+      EXPECT_EQ(WEXITSTATUS(status), 2) << limit;
+    }
+    EXPECT_EQ(FlatFile(), old);
+    EXPECT_EQ(openWithLimit(Good.size()), 0);
+    EXPECT_EQ(FlatFile(), old == None ? Good : old);
+  }
 }
 
 }  // namespace

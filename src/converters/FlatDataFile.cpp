@@ -1,106 +1,205 @@
 #include "converters/FlatDataFile.h"
 
+#include <algorithm>
+#include <cerrno>
+
 namespace lmimport {
+namespace {
+
+using platform::Access;
+using platform::Lock;
+
+}  // namespace
+
+bool FlatDataFile::MeansNoRoom(const std::error_code& error) {
+  return error == std::errc::no_space_on_device || error == std::errc::file_too_large ||
+         error == std::error_code(EDQUOT, std::generic_category());
+}
 
 FlatDataFile::FlatDataFile(Opening& opening, std::int64_t length)
-    : opening_(opening), length_(length), file_(opening.Texts) {}
+    : opening_(opening), length_(length), recording_(opening.DataFile.File()) {
+  if (recording_ != nullptr) name_ = recording_->PathName() + u"dat";
+}
 
 FlatDataFile::~FlatDataFile() {
-  if (!file_.IsOpen() || upToDate_) return;
+  if (file_ && !upToDate_) Abandon();
+}
+
+void FlatDataFile::Abandon() {
   try {
-    file_.File()->Resize(0);
+    if (isNew_ && file_->File().HasName()) file_->File().Remove(opening_.Folder, Title());
+    if (isOld_) file_->Resize(0);
   } catch (const std::system_error&) {
     // Its size fits no frames.
   }
+  file_.reset();
 }
 
-bool FlatDataFile::Judge() const {
-  return file_.Size() == length_ &&
-         file_.File()->Times().Written > opening_.DataFile.File()->TimesAtOpen().Written;
+bool FlatDataFile::Judge() {
+  upToDate_ = file_->Size() == length_ &&
+              file_->TimesAtOpen().Written > recording_->TimesAtOpen().Written;
+  if (upToDate_ && recording_->TimesAtOpen().Changed > file_->TimesAtOpen().Changed)
+    opening_.Warn("flat-file-older", -1, "The recording was changed, renamed or replaced after its ",
+                  "flat data file ", ToUtf8(name_),
+                  " was written, and the samples that are shown are those of that file. If they may "
+                  "be another recording's, delete it: it is written anew then.");
+  return upToDate_;
 }
 
-bool FlatDataFile::FindOrCreateBeside() {
-  const FileSource* recording = opening_.DataFile.File();
-  if (!opening_.Rules.KeepsFlatFile || recording == nullptr) return false;
-  const String name = recording->PathName() + u"dat";
-  // A finished file needs no right to write, and may have other readers.
-  upToDate_ = file_.Open(name, true, OrdinaryFile | NoLink, ShareReading) && Judge();
-  if (upToDate_) return true;
-  file_.Close();
-  if (file_.Open(name, false, OrdinaryFile, ShareReading)) {
-    upToDate_ = Judge();  // another program may have finished it just now
-    if (upToDate_)
-      file_.File()->Share();
-    else
-      Begin();
-    return true;
-  }
-  if (!file_.Create(name, OrdinaryFile, ShareReading, recording->RightsBeside())) return false;
-  Begin();
+bool FlatDataFile::OpenBeside(Access access, Lock lock) {
+  auto file = std::make_shared<FileSource>();
+  error_ = file->Open(name_, access, lock, &opening_.Folder);
+  if (error_ || !file->File().IsTrustedFor(recording_->File())) return false;
+  file_ = std::move(file);
   return true;
 }
 
+bool FlatDataFile::CreateBeside() {
+  file_ = std::make_shared<FileSource>();
+  isNew_ = !file_->CreateBeside(*recording_, opening_.Folder, name_);
+  if (!isNew_) return false;
+  if (HasRoom()) {
+    if (file_->File().HasName()) Begin();
+    return true;
+  }
+  Abandon();
+  isNew_ = false;
+  return false;
+}
+
+bool FlatDataFile::HasRoom() {
+  // For the mark, too, and for the byte that makes the size odd.
+  const std::int64_t size = IsWholeAtOnce() ? length_
+                                            : std::max(length_, file_->Size()) + std::ssize(Mark);
+  try {
+    file_->Reserve(size);
+    return true;
+  } catch (const std::system_error&) {
+    return false;
+  }
+}
+
+bool FlatDataFile::FindOrCreateBeside() {
+  if (!opening_.Rules.KeepsFlatFile || recording_ == nullptr || !opening_.Folder.IsOpen())
+    return false;
+  // A finished file needs no right to write, and may have other readers.
+  if (!OpenBeside(Access::ReadOwn, Lock::Shared))
+    return error_ == std::errc::no_such_file_or_directory && CreateBeside();
+  if (file_->File().IsOpenToMoreThan(recording_->File()))
+    return file_->File().Remove(opening_.Folder, Title()) && CreateBeside();
+  if (Judge()) return true;
+  file_.reset();
+  if (!OpenBeside(Access::Write, Lock::Exclusive)) return false;
+  if (file_->File().IsOpenToMoreThan(recording_->File())) return false;
+  if (Judge()) {  // another program has finished it just now
+    file_->Share();
+    return true;
+  }
+  isOld_ = HasRoom();
+  if (isOld_) Begin();
+  return isOld_;
+}
+
+// Nobody else can see it before it is whole.
+bool FlatDataFile::IsWholeAtOnce() const {
+  return !isOld_ && !file_->File().HasName();
+}
+
 void FlatDataFile::FindOrCreate() {
-  if (FindOrCreateBeside()) return;
-  temporary_ = file_.Create(PathTools::TempFileName(u"lmi"), TemporaryFile, ShareReading);
-  if (!temporary_)
-    throw RefusedOpen{Refusal::SystemFault, "no-temporary-file", -1, ToUtf8(file_.LastError()), {},
-                      file_.SystemError()};
+  if (!FindOrCreateBeside()) file_ = CreateTemporary();
+}
+
+std::shared_ptr<FileSource> FlatDataFile::CreateTemporary() const {
+  const String name = PathTools::TempFileName(u"lmi");
+  auto file = std::make_shared<FileSource>();
+  if (const auto error = file->Open(name, Access::CreateTemporary, Lock::None))
+    throw RefusedOpen{Refusal::SystemFault, "no-temporary-file", -1, WhyNotOpened(name, error), {},
+                      error};
+  file->Reserve(length_);
+  return file;
 }
 
 // Gives the file a size that fits no frames, on the disk too, before anything else of it changes.
 void FlatDataFile::Begin() {
-  FileSource& file = *file_.File();
-  file.NarrowRightsTo(*opening_.DataFile.File());
-  const std::int64_t size = file.Size();
+  const std::int64_t size = file_->Size();
   if (size > length_ && !IsMarked()) oldSize_ = size;
   if (oldSize_ > 0)
-    file.Resize(size | 1);
+    file_->Resize(size | 1);
   else if (length_ > 0)
-    file.Resize(length_ - 1);
+    file_->Resize(length_ - 1);
   else
-    file.Resize(0);
-  if (size > 0) file.Flush();
+    file_->Resize(0);
+  if (size > 0) file_->Flush();
 }
 
 // An earlier conversion ended with the mark.
 bool FlatDataFile::IsMarked() const {
-  if (file_.Size() != length_ + std::ssize(Mark)) return false;
+  if (file_->Size() != length_ + std::ssize(Mark)) return false;
   std::array<char, Mark.size()> end{};
-  file_.Source()->ReadAt(length_, std::as_writable_bytes(std::span(end)));
+  file_->ReadAt(length_, std::as_writable_bytes(std::span(end)));
   return end == Mark;
 }
 
 void FlatDataFile::Append(const void* frames, std::int64_t size) {
-  appended_ += size;
-  const bool complete = appended_ == length_ && size > 0;
-  file_.WriteBytes(frames, complete ? size - 1 : size);
+  if (size <= 0) return;
+  const bool complete = written_ + size == length_;
+  Write(frames, complete ? size - 1 : size);
   if (complete) lastByte_ = static_cast<const char*>(frames)[size - 1];
+}
+
+void FlatDataFile::Write(const void* bytes, std::int64_t size) {
+  try {
+    file_->WriteAt(written_, bytes, size);
+  } catch (const std::system_error& fault) {
+    // Not every file system keeps the room that it promised.
+    if ((!isNew_ && !isOld_) || !MeansNoRoom(fault.code())) throw;
+    MoveToTemporary();
+    file_->WriteAt(written_, bytes, size);
+  }
+  written_ += size;
+}
+
+// With what is written so far.
+void FlatDataFile::MoveToTemporary() {
+  constexpr std::int64_t pieceBytes = 1 << 20;
+  const std::shared_ptr<FileSource> temporary = CreateTemporary();
+  std::vector<std::byte> piece(static_cast<std::size_t>(std::min(pieceBytes, written_)));
+  for (std::int64_t position = 0; position < written_; position += pieceBytes) {
+    const std::int64_t size = std::min(pieceBytes, written_ - position);
+    file_->ReadAt(position, std::span(piece).first(static_cast<std::size_t>(size)));
+    temporary->WriteAt(position, piece.data(), size);
+  }
+  Abandon();
+  isNew_ = isOld_ = false;
+  file_ = temporary;
 }
 
 void FlatDataFile::Adopt() {
   if (!upToDate_) Complete();
-  opening_.Store.DataFile = file_.Source();
-  file_.Close();
+  opening_.Store.DataFile = std::move(file_);
 }
 
 void FlatDataFile::Complete() {
-  FileSource& file = *file_.File();
-  if (temporary_) {
-    if (length_ > 0) file_.WriteBytes(&lastByte_, 1);
-    return;
-  }
-  const FileSource& recording = *opening_.DataFile.File();
-  const auto hasChanged = [&] { return recording.Times() != recording.TimesAtOpen(); };
-  file.Flush();
+  if (!IsWholeAtOnce()) return CompleteInPlace();
+  if (length_ > 0) Write(&lastByte_, 1);
+  if (!isNew_) return;
+  file_->Flush();
+  file_->Share();
+  if (RecordingHasChanged() || !file_->File().Publish(opening_.Folder, Title())) return;
+  if (RecordingHasChanged()) file_->File().Remove(opening_.Folder, Title());
+}
+
+void FlatDataFile::CompleteInPlace() {
+  file_->Flush();
   // With the last byte goes the mark, all at once, where the flat file is of no use to the next open.
   std::string end(length_ > 0 ? 1 : 0, lastByte_);
-  const bool changed = hasChanged();
+  const bool changed = RecordingHasChanged();
   if (changed && oldSize_ == 0) end.append(Mark.begin(), Mark.end());
-  file_.WriteBytes(end.data(), std::ssize(end));
-  if (!changed && oldSize_ > 0) file.Resize(oldSize_);
-  if (!changed && oldSize_ == 0 && hasChanged()) file_.WriteBytes(Mark.data(), std::ssize(Mark));
-  file.Share();
+  file_->WriteAt(written_, end.data(), std::ssize(end));
+  if (!changed && oldSize_ > 0) file_->Resize(oldSize_);
+  if (!changed && oldSize_ == 0 && RecordingHasChanged())
+    file_->WriteAt(length_, Mark.data(), std::ssize(Mark));
+  file_->Share();
 }
 
 }  // namespace lmimport

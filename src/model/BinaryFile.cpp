@@ -13,31 +13,15 @@ static_assert(std::endian::native == std::endian::little,
 
 namespace lmimport {
 
-bool BinaryFile::Open(const String& Path, bool ReadOnly, Long Attributes, Long ShareMode) {
-  const auto reading =
-      (Attributes & NoLink) != 0 ? platform::Access::ReadOwn : platform::Access::Read;
-  return OpenAs(Path, ReadOnly ? reading : platform::Access::Write, ShareMode);
-}
-
-bool BinaryFile::Create(const String& Path, Long Attributes, Long ShareMode, unsigned rights) {
-  const bool temporary = (Attributes & DeleteOnClose) != 0;
-  return OpenAs(Path, temporary ? platform::Access::CreateTemporary : platform::Access::Create,
-                ShareMode, rights);
-}
-
-bool BinaryFile::OpenAs(const String& path, platform::Access access, Long shareMode,
-                        unsigned rights) {
+bool BinaryFile::Open(const String& Path, Long ShareMode, const platform::Folder* folder) {
   Close();
   lastError_.clear();
-  const bool reading = access == platform::Access::Read || access == platform::Access::ReadOwn;
-  const bool alone = access == platform::Access::CreateTemporary;
-  const platform::Lock lock = shareMode == ShareReadingAndWriting || alone ? platform::Lock::None
-                              : reading                                    ? platform::Lock::Shared
-                                        : platform::Lock::Exclusive;
+  const auto lock =
+      ShareMode == ShareReadingAndWriting ? platform::Lock::None : platform::Lock::Shared;
   auto file = std::make_shared<FileSource>();
-  systemError_ = file->Open(path, access, lock, rights);
+  systemError_ = file->Open(Path, platform::Access::Read, lock, folder);
   if (systemError_) {
-    lastError_ = FromUtf8(WhyNotOpened(path, systemError_));
+    lastError_ = FromUtf8(WhyNotOpened(Path, systemError_));
     return false;
   }
   file_ = file.get();
@@ -125,13 +109,6 @@ std::int64_t BinaryFile::ReadTerminatedString(String& Text, std::int64_t limit) 
   }
   Text = texts_.Text(bytes);
   return static_cast<std::int64_t>(bytes.size());
-}
-
-std::int64_t BinaryFile::WriteBytes(const void* Source, std::int64_t ByteCount) {
-  windowFilled_ = 0;
-  file_->WriteAt(position_, Source, ByteCount);
-  position_ += ByteCount;
-  return ByteCount;
 }
 
 String PathTools::TempFileName(const String& Prefix) {

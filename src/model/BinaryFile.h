@@ -15,20 +15,16 @@
 
 namespace lmimport {
 
-// The arguments of Open and Create.
-inline constexpr Long OrdinaryFile = 0x80;
-inline constexpr Long DeleteOnClose = 0x4000000;
-inline constexpr Long NoLink = 0x200000;  // a symbolic link under the name is refused
-inline constexpr Long TemporaryFile = DeleteOnClose | 0x100;
-inline constexpr Long ShareReading = 1;  // others may read: no second writer is let in
+// What others may do to a file while it is open.
+inline constexpr Long ShareReading = 1;  // none of them writes
 inline constexpr Long ShareReadingAndWriting = 3;
 
-/// A cursor over the bytes of a file or of any other source: the position where the next read or
-/// write begins, and a window of bytes that were read ahead. Numbers are little-endian.
+/// A cursor over the bytes of a file or of any other source: the position where the next read
+/// begins, and a window of bytes that were read ahead. Numbers are little-endian.
 ///
 /// The end of the file is no failure: a read delivers what is there, Done tells how much, and the
 /// rest of the target is set to zero. A position outside the file, before its start too, reads as
-/// nothing. What the system can't read or write leaves as std::system_error with the name of the
+/// nothing. What the system can't read leaves as std::system_error with the name of the
 /// file.
 ///
 /// Bulk reads go straight to the target with one read of the source. Small ones come out of a
@@ -39,10 +35,8 @@ class BinaryFile {
   explicit BinaryFile(const TextTools& texts, std::shared_ptr<const ByteSource> source = {})
       : texts_(texts), source_(std::move(source)) {}
 
-  /// Opens a plain file, an existing one or a new and empty one. False: LastError says why. A file
-  /// opened to be written is never reached through a symbolic link.
-  bool Open(const String& Path, bool ReadOnly, Long Attributes, Long ShareMode);
-  bool Create(const String& Path, Long Attributes, Long ShareMode, unsigned rights = 0666);
+  /// Opens a plain file; in a folder, if one is given. False: LastError says why.
+  bool Open(const String& Path, Long ShareMode, const platform::Folder* folder = nullptr);
   void Close();
 
   bool IsOpen() const { return source_ != nullptr; }
@@ -54,7 +48,6 @@ class BinaryFile {
   const std::shared_ptr<const ByteSource>& Source() const { return source_; }
 
   /// The file of the system that is open; null over any other source.
-  FileSource* File() { return file_; }
   const FileSource* File() const { return file_; }
 
   std::int64_t Position() const { return position_; }
@@ -105,16 +98,7 @@ class BinaryFile {
   /// first, as text; the position is then past them and past the zero byte.
   std::int64_t ReadTerminatedString(String& Text, std::int64_t limit);
 
-  std::int64_t WriteBytes(const void* Source, std::int64_t ByteCount);
-  std::int64_t WriteInt16Array(const Integer* First, std::int64_t Count) {
-    return WriteBytes(First, Count * 2) / 2;
-  }
-  std::int64_t WriteDoubleArray(const Double* First, std::int64_t Count) {
-    return WriteBytes(First, Count * 8) / 8;
-  }
-
  private:
-  bool OpenAs(const String& path, platform::Access access, Long shareMode, unsigned rights = 0);
   std::size_t ReadAt(std::int64_t position, void* target, std::size_t size);
   std::size_t ReadThroughWindow(std::int64_t position, void* target, std::size_t size);
   std::string ReadRaw(std::int64_t length);
@@ -157,6 +141,10 @@ class PathTools {
   static bool FolderExists(const String& Path) { return platform::FolderExists(ToUtf8(Path)); }
   static String TempFileName(const String& Prefix);  // in the folder for temporary files; not made
   static String Join(const String& Folder, const String& Name);
+  static String FolderOf(const String& Path) {  // what precedes it, or "." where there is none
+    const std::size_t length = Path.rfind(platform::PathSeparator) + 1;
+    return length > 0 ? Path.substr(0, length) : u".";
+  }
   static String TitleOf(const String& Path) {  // what follows the last separator
     return Path.substr(Path.rfind(platform::PathSeparator) + 1);
   }

@@ -15,9 +15,14 @@ namespace lmimport {
 /// of the file.
 class FileSource final : public ByteSource {
  public:
-  /// Why it can't be opened, if it can't.
+  /// Why it can't be opened, if it can't. With a folder, it is looked up in it by the last part of
+  /// its path, all of which is its name.
   std::error_code Open(const String& Path, platform::Access access, platform::Lock lock,
-                       unsigned rights = 0666);
+                       const platform::Folder* folder = nullptr);
+
+  /// A new file beside the recording, in the folder that this was opened in: see platform::File.
+  std::error_code CreateBeside(const FileSource& recording, const platform::Folder& folder,
+                               const String& Path);
 
   std::int64_t Size() const override {
     return Named(*this, "get the size of", &platform::File::Size);
@@ -33,9 +38,8 @@ class FileSource final : public ByteSource {
     return Named(*this, "get the date of", &platform::File::Times);
   }
   const platform::FileTimes& TimesAtOpen() const { return file_.TimesAtOpen(); }
-  unsigned RightsBeside() const {  // that a file beside this one may be created with
-    return Named(*this, "get the rights of", &platform::File::RightsBeside);
-  }
+  const platform::File& File() const { return file_; }
+  platform::File& File() { return file_; }
 
   void WriteAt(std::int64_t position, const void* source, std::int64_t size) {
     Named(*this, "write", &platform::File::WriteAt, position, source,
@@ -43,7 +47,9 @@ class FileSource final : public ByteSource {
   }
   void Resize(std::int64_t size) { Named(*this, "set the size of", &platform::File::Resize, size); }
   void Flush() { Named(*this, "write", &platform::File::Flush); }
-  void NarrowRightsTo(const FileSource& other) { file_.NarrowRightsTo(other.file_); }
+  void Reserve(std::int64_t size) {
+    Named(*this, "make room for", &platform::File::Reserve, size);
+  }
   void Share() { Named(*this, "share", &platform::File::Share); }  // from now on others may read
 
  private:

@@ -92,6 +92,7 @@ struct Opening {
   const OpenRules Rules;
   class Progress& Progress;
   BinaryFile DataFile;
+  platform::Folder Folder;  // that DataFile was opened in, where a flat data file may stay in it
   Long Magic = 0;  // first four bytes of the file
   RecordingStore Store;
 

@@ -12,8 +12,7 @@ namespace lmimport::platform {
 enum class Access {
   Read,
   ReadOwn,          // what no symbolic link leads to
-  Write,            // reading too
-  Create,           // writing, as an empty file; an older one is emptied
+  Write,            // reading too, and no symbolic link either
   CreateTemporary,  // a file without a name: gone with its handle, also after a crash
 };
 
@@ -36,6 +35,23 @@ struct FileTimes {
   bool operator==(const FileTimes&) const = default;
 };
 
+/// A folder that is held open: what is looked up in it lies in this folder, wherever its path leads
+/// by then.
+class Folder {
+ public:
+  Folder() = default;
+  ~Folder();
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+
+  void Open(const std::string& name);  // closed afterwards where that can't be
+  bool IsOpen() const { return handle_ >= 0; }
+  int Handle() const { return handle_; }
+
+ private:
+  int handle_ = -1;
+};
+
 /// An open plain file: positional reads and writes, no position of its own.
 class File {
  public:
@@ -44,14 +60,28 @@ class File {
   File(const File&) = delete;
   File& operator=(const File&) = delete;
 
-  /// Gives no error and opens the file, or leaves it closed. What isn't a plain file is refused,
-  /// and never waited for; to write, a symbolic link is refused too, and a file of several names,
-  /// the others of which may be another's. Locks are advisory, never waited for, taken before
-  /// anything in the file changes, and held until the close. Where the file system has none,
-  /// Exclusive is refused and Shared is let pass. What couldn't be locked is left as it was.
-  /// A new file gets at most the rights `rights`, in the way of the system; a temporary one is its
-  /// maker's alone.
-  std::error_code Open(const std::string& name, Access access, Lock lock, unsigned rights = 0666);
+  /// Gives no error and opens the file, or leaves it closed. With a folder, `name` is a name in it.
+  /// What isn't a plain file is refused, and never waited for; to write, a file of several names is
+  /// refused too, the others of which may be another's. A file that another program has a lease on
+  /// is waited for a fifth of a second. Locks are advisory, never waited for, and held until the
+  /// close. Where the file system has none, Exclusive is refused and Shared is let pass.
+  std::error_code Open(const std::string& name, Access access, Lock lock,
+                       const Folder* folder = nullptr);
+
+  /// Makes an empty file to be written and opens it, locked Exclusive. It is without a name until
+  /// Publish where the system has such files, and else has it at once; a file that is there already
+  /// is left alone. It has no right that `recording` doesn't give, in no other way either than by
+  /// its rights: see IsOpenToMoreThan.
+  std::error_code CreateBeside(const File& recording, const Folder& folder,
+                               const std::string& name);
+  bool HasName() const { return hasName_; }
+
+  /// Gives the file its name in the folder, where nothing has that name. False where it can't.
+  bool Publish(const Folder& folder, const std::string& name);
+
+  /// Takes the name from the file that is open here; any other file of the name keeps it. False
+  /// where it can't.
+  bool Remove(const Folder& folder, const std::string& name);
 
   void Close();
   bool IsOpen() const { return handle_ >= 0; }
@@ -71,14 +101,26 @@ class File {
   FileTimes Times() const;
   const FileTimes& TimesAtOpen() const { return timesAtOpen_; }
 
-  /// The rights that a file beside this one may have: not more than it, but its owner's to write.
-  unsigned RightsBeside() const;
+  /// Takes the room on the disk for the first `size` bytes; the size stays. Where there is no room,
+  /// or where this process may not write so far, all stays as it was, and it throws. A file system
+  /// that takes no room ahead is asked whether it has it.
+  void Reserve(std::int64_t size);
 
-  /// Takes the rights from this file that the other one doesn't give, as far as the system lets it.
-  void NarrowRightsTo(const File& other);
+  /// It belongs to the user of this process, to the owner of the recording or to root.
+  bool IsTrustedFor(const File& recording) const;
+
+  /// Somebody may read or write it who may not do so with the recording. Of a recording that is
+  /// shared by a list of users and groups, or that a symbolic link led to, nothing is known of who
+  /// may, and the file must be its owner's alone.
+  bool IsOpenToMoreThan(const File& recording) const;
 
  private:
+  std::error_code Take(int handle, Lock lock, bool writing);
+  std::error_code TakeRightsOf(const File& recording);
+
   int handle_ = -1;
+  bool hasName_ = true;
+  bool byLink_ = false;  // a symbolic link led to it
   FileTimes timesAtOpen_;
 };
 

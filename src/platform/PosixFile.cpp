@@ -1,10 +1,13 @@
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <ctime>
 #include <filesystem>
 
 #include "platform/File.h"
@@ -22,7 +25,9 @@ constexpr std::size_t LargestTransfer = 0x7ffff000;
 std::error_code CheckPlainFile(const struct stat& status) {
   if (S_ISREG(status.st_mode)) return {};
   return std::make_error_code(S_ISDIR(status.st_mode) ? std::errc::is_a_directory
-                                                      : std::errc::operation_not_supported);
+                              : S_ISLNK(status.st_mode)
+                                  ? std::errc::too_many_symbolic_link_levels
+                                  : std::errc::operation_not_supported);
 }
 
 FileTimes TimesOf(const struct stat& status) {
@@ -40,47 +45,47 @@ int Retrying(Call call) {
   return result;
 }
 
-// What doesn't wait is refused a file that a file server holds a lease on. The server has been asked
-// to let go of it then, and the second call waits until it does.
-int OpenRetrying(const char* name, int flags, mode_t mode = 0600) {
-  const auto open = [=](int waiting) {
-    const int all = (flags & ~waiting) | O_CLOEXEC | O_NOCTTY;
-    return Retrying([=] { return ::open(name, all, mode); });
-  };
-  const int handle = open(0);
-  return handle < 0 && errno == EWOULDBLOCK ? open(O_NONBLOCK) : handle;
+// A file that a file server holds a lease on is refused to those who don't wait, and the server is
+// asked to let go of it. It may never do so: an open that waits would hang with it.
+int OpenAt(int folder, const char* name, int flags, mode_t mode = 0600) {
+  constexpr int attempts = 20;
+  constexpr timespec pause = {0, 10'000'000};
+  int handle = -1;
+  for (int attempt = 0; attempt < attempts; ++attempt) {
+    if (attempt > 0) ::nanosleep(&pause, nullptr);
+    handle = Retrying([=] {
+      return ::openat(folder, name, flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, mode);
+    });
+    if (handle >= 0 || errno != EWOULDBLOCK) break;
+  }
+  return handle;
 }
 
-int OpenNameless(const std::string& name) {
+int OpenNameless(int folder, const char* path, mode_t rights) {
 #ifdef O_TMPFILE
-  const std::string folder = std::filesystem::path(name).parent_path().string();
-  const int handle = OpenRetrying(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_RDWR);
-  if (handle >= 0 || (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL)) return handle;
+  return OpenAt(folder, path, O_TMPFILE | O_RDWR, rights);
+#else
+  errno = EOPNOTSUPP;
+  return -1;
 #endif
-  const int named = OpenRetrying(name.c_str(), O_CREAT | O_EXCL | O_NOFOLLOW | O_RDWR);
+}
+
+// A file system of no such files.
+bool HasNoNamelessFiles() {
+  return errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL;
+}
+
+int OpenTemporary(const std::string& name) {
+  const std::string folder = std::filesystem::path(name).parent_path().string();
+  const int handle = OpenNameless(AT_FDCWD, folder.empty() ? "." : folder.c_str(), 0600);
+  if (handle >= 0 || !HasNoNamelessFiles()) return handle;
+  const int named = OpenAt(AT_FDCWD, name.c_str(), O_CREAT | O_EXCL | O_NOFOLLOW | O_RDWR);
   if (named >= 0) ::unlink(name.c_str());
   return named;
 }
 
-// Sets `made` where there was no file of that name.
-int OpenFor(Access access, const std::string& name, mode_t rights, bool& made) {
-  constexpr int writing = O_RDWR | O_NOFOLLOW | O_NONBLOCK;
-  switch (access) {
-    case Access::Read:
-      return OpenRetrying(name.c_str(), O_RDONLY | O_NONBLOCK);
-    case Access::ReadOwn:
-      return OpenRetrying(name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
-    case Access::Write:
-      return OpenRetrying(name.c_str(), writing);
-    case Access::Create: {
-      const int handle = OpenRetrying(name.c_str(), writing | O_CREAT | O_EXCL, rights);
-      made = handle >= 0;
-      return made || errno != EEXIST ? handle : OpenRetrying(name.c_str(), writing);
-    }
-    case Access::CreateTemporary:
-      return OpenNameless(name);
-  }
-  return -1;
+int PlaceOf(const Folder* folder) {
+  return folder != nullptr ? folder->Handle() : AT_FDCWD;
 }
 
 // Both kinds hang on the open file itself: closing another handle of the same file in this process
@@ -110,37 +115,95 @@ std::error_code TakeLock(int handle, Lock lock) {
 
 }  // namespace
 
-std::error_code File::Open(const std::string& name, Access access, Lock lock, unsigned rights) {
+Folder::~Folder() {
+  if (handle_ >= 0) ::close(handle_);
+}
+
+void Folder::Open(const std::string& name) {
+  if (handle_ >= 0) ::close(handle_);
+#ifdef O_PATH
+  constexpr int flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+#else
+  constexpr int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+#endif
+  handle_ = Retrying([&] { return ::open(name.c_str(), flags); });
+}
+
+std::error_code File::Open(const std::string& name, Access access, Lock lock,
+                           const Folder* folder) {
   Close();
+  byLink_ = false;
+  hasName_ = access != Access::CreateTemporary;
+  if (access == Access::CreateTemporary) return Take(OpenTemporary(name), lock, false);
+  const int place = PlaceOf(folder);
   // Looked at before it is opened, since opening a device can move its tape or ring its line, and
   // looked at again after the open, since the name may have come to mean something else.
   struct stat status {};
-  if (access != Access::CreateTemporary && ::stat(name.c_str(), &status) == 0) {
+  const int look = access == Access::Read ? 0 : AT_SYMLINK_NOFOLLOW;
+  if (::fstatat(place, name.c_str(), &status, look) == 0) {
     if (const auto error = CheckPlainFile(status)) return error;
   }
-  bool made = false;
-  handle_ = OpenFor(access, name, rights, made);
+  const bool writing = access == Access::Write;
+  const int flags = writing ? O_RDWR : O_RDONLY;
+  int handle = OpenAt(place, name.c_str(), flags | O_NOFOLLOW);
+  if (handle < 0 && errno == ELOOP && access == Access::Read) {
+    byLink_ = true;
+    handle = OpenAt(place, name.c_str(), flags);
+  }
+  return Take(handle, lock, writing);
+}
+
+std::error_code File::Take(int handle, Lock lock, bool writing) {
+  handle_ = handle;
   if (handle_ < 0) return LastSystemError();
+  struct stat status {};
   std::error_code error;
   if (::fstat(handle_, &status) != 0) error = LastSystemError();
   timesAtOpen_ = TimesOf(status);
   if (!error) error = CheckPlainFile(status);
-  const bool writing = access == Access::Write || access == Access::Create;
   if (!error && writing && status.st_nlink > 1)
     error = std::make_error_code(std::errc::too_many_links);
   if (!error) error = TakeLock(handle_, lock);
-  if (!error && access == Access::Create &&
-      Retrying([this] { return ::ftruncate(handle_, 0); }) != 0)
-    error = LastSystemError();
+  if (error) Close();
+  return error;
+}
+
+std::error_code File::CreateBeside(const File& recording, const Folder& folder,
+                                   const std::string& name) {
+  Close();
+  struct stat status {};
+  if (::fstat(recording.handle_, &status) != 0) return LastSystemError();
+  const mode_t rights = (status.st_mode & 0666) | 0600;
+  int handle = OpenNameless(folder.Handle(), ".", rights);
+  hasName_ = handle < 0 && HasNoNamelessFiles();
+  // What has a name is nobody else's until it has the rights of the recording.
+  if (hasName_) handle = OpenAt(folder.Handle(), name.c_str(), O_CREAT | O_EXCL | O_RDWR);
+  std::error_code error = Take(handle, Lock::None, false);
+  if (error) return error;
+  error = TakeLock(handle_, Lock::Exclusive);
+  if (!error) error = TakeRightsOf(recording);
   if (!error) return {};
-  // A new file that another program has taken meanwhile is that one's.
-  struct stat named {};
-  const bool isOwn = made && error != std::errc::text_file_busy &&
-                     ::lstat(name.c_str(), &named) == 0 && named.st_ino == status.st_ino &&
-                     named.st_dev == status.st_dev;
-  if (isOwn) ::unlink(name.c_str());
+  if (hasName_ && error != std::errc::text_file_busy) Remove(folder, name);
   Close();
   return error;
+}
+
+bool File::Publish(const Folder& folder, const std::string& name) {
+  // Not everybody may link what has no name, and not everywhere is there a name of open files.
+  const std::string own = "/proc/self/fd/" + std::to_string(handle_);
+  hasName_ =
+      ::linkat(handle_, "", folder.Handle(), name.c_str(), AT_EMPTY_PATH) == 0 ||
+      ::linkat(AT_FDCWD, own.c_str(), folder.Handle(), name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+  return hasName_;
+}
+
+bool File::Remove(const Folder& folder, const std::string& name) {
+  struct stat own {};
+  struct stat named {};
+  return ::fstat(handle_, &own) == 0 &&
+         ::fstatat(folder.Handle(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+         own.st_ino == named.st_ino && own.st_dev == named.st_dev &&
+         ::unlinkat(folder.Handle(), name.c_str(), 0) == 0;
 }
 
 void File::Close() {
@@ -207,20 +270,29 @@ FileTimes File::Times() const {
   return TimesOf(status);
 }
 
-unsigned File::RightsBeside() const {
-  struct stat status {};
-  if (::fstat(handle_, &status) != 0) throw std::system_error(LastSystemError());
-  return (status.st_mode & 0666) | 0600;
-}
-
-void File::NarrowRightsTo(const File& other) {
-  struct stat own {};
-  struct stat others {};
-  if (::fstat(handle_, &own) != 0 || ::fstat(other.handle_, &others) != 0) return;
-  mode_t mode = own.st_mode & (others.st_mode | 0600) & 0777;
-  // Another group than that of the other file is anybody.
-  if (own.st_gid != others.st_gid) mode &= ~mode_t{070} | (mode & 07) << 3;
-  if (mode != (own.st_mode & 0777)) ::fchmod(handle_, mode);
+void File::Reserve(std::int64_t size) {
+  if (size <= 0) return;
+  // Who writes past this limit is ended by a signal.
+  struct rlimit limit {};
+  if (::getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
+      static_cast<rlim_t>(size) > limit.rlim_cur)
+    throw std::system_error(std::make_error_code(std::errc::file_too_large));
+  const auto length = static_cast<off_t>(size);
+  if (Retrying([=, this] { return ::fallocate(handle_, FALLOC_FL_KEEP_SIZE, 0, length); }) == 0)
+    return;
+  auto error = LastSystemError();
+  if (error == std::errc::operation_not_supported || error == std::errc::function_not_supported) {
+    struct stat status {};
+    struct statvfs disk {};
+    constexpr std::int64_t blockBytes = 512;
+    if (::fstat(handle_, &status) != 0 || ::fstatvfs(handle_, &disk) != 0) return;
+    const std::int64_t wanted = size - status.st_blocks * blockBytes;
+    const auto free = static_cast<std::int64_t>(disk.f_bavail);
+    if (wanted <= 0 || wanted / static_cast<std::int64_t>(disk.f_frsize) < free) return;
+    error = std::make_error_code(std::errc::no_space_on_device);
+  }
+  Resize(Size());  // gives back what was taken before the disk was full
+  throw std::system_error(error);
 }
 
 bool FileExists(const std::string& name) {

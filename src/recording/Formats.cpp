@@ -25,8 +25,8 @@ constexpr Format Read[] = {
     {"matlab5", "MATLAB level 5", 10, "MATLAB Data Files", "*.mat", {"MATL"}, {}, ReadMatlab5File},
     {"peak", "Peak cache", 11, "Peak Files", "*.pk;*.sfk", PeakMarks, {}, ReadPeakFile},
     {"windaq", "WinDaq", 6, "WinDaq Files", "*.wdq", {}, u".wdq", ReadWinDaqFile},
-    {"edf", EdfName, 9, EdfName, "*.edf", {}, u".edf", ConvertEdfFile},
-    {"acq", "Biopac ACQ 3.x", 8, "Biopac 3.x Files", "*.acq", {}, u".acq", ConvertAcqFile},
+    {"edf", EdfName, 9, EdfName, "*.edf", {}, u".edf", ConvertEdfFile, true},
+    {"acq", "Biopac ACQ 3.x", 8, "Biopac 3.x Files", "*.acq", {}, u".acq", ConvertAcqFile, true},
     {"matlab4", "MATLAB version 4", 10, {}, {}, {}, u".mat", ReadMatlab4File},
     {"ar", "AR recorder", 3, {}, {}, {"AR", "RG", "UB"}, {}, ReadArFile},
     {"raw", "Raw 16-bit data", 3, "Raw Data", "*.dat;*.data", {}, {}, ReadRawFile},
@@ -84,6 +84,13 @@ const Format& RecogniseFormat(std::string_view head, const String& fileName) {
            (!format.Extension.empty() && format.Extension == lastFour);
   });
   return found != std::end(Read) ? *found : *std::rbegin(Read);
+}
+
+bool MayBeRewritten(const String& fileName) {
+  const String lastFour = LastFour(fileName);
+  return std::ranges::any_of(Read, [&lastFour](const Format& format) {
+    return format.IsRewritten && format.Extension == lastFour;
+  });
 }
 
 std::string KnownUnreadFormat(std::string_view head, const String& fileName) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "converters/FlatDataFile.h"
 #include "recording/Formats.h"
 #include "recording/GeneralFindings.h"
 
@@ -29,7 +30,9 @@ void ReadRecording(Opening& opening) {
 
 void OpenRecordingFile(Opening& opening, const String& name) {
   BinaryFile& file = opening.DataFile;
-  if (file.Open(name, true, OrdinaryFile, ShareReadingAndWriting)) {
+  const bool keeps = opening.Rules.KeepsFlatFile && MayBeRewritten(name);
+  if (keeps) opening.Folder.Open(ToUtf8(PathTools::FolderOf(name)));
+  if (file.Open(name, ShareReadingAndWriting, opening.Folder.IsOpen() ? &opening.Folder : nullptr)) {
     opening.Store.FileName = file.File()->PathName();
     return;
   }
@@ -60,7 +63,10 @@ void NoteWhyItFails(Opening& opening, const std::function<void()>& work) {
     throw;
   } catch (const std::system_error& fault) {
     const bool givenUp = fault.code() == std::errc::operation_canceled;
-    opening.Warn(givenUp ? "given-up" : "not-readable", -1, fault.what());
+    const char* const code = givenUp                                ? "given-up"
+                             : FlatDataFile::MeansNoRoom(fault.code()) ? "no-room"
+                                                                    : "not-readable";
+    opening.Warn(code, -1, fault.what());
     throw;
   }
 }

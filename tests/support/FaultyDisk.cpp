@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 
 namespace {
@@ -14,6 +15,7 @@ namespace {
 using lmimport::test::FaultyDisk;
 
 std::atomic<std::size_t> longest = SIZE_MAX;
+std::atomic<long> bytesToLive = -1;  // that are written before the process is killed; below 0: all
 std::atomic<long> allowed = -1;  // calls of the kind that is to fail; below 0: all
 std::atomic<FaultyDisk::Call> kind = FaultyDisk::Read;
 std::atomic<int> error = 0;
@@ -45,7 +47,14 @@ ssize_t pread(int handle, void* target, std::size_t size, off_t position) {
 }
 
 ssize_t pwrite(int handle, const void* source, std::size_t size, off_t position) {
-  const std::size_t part = std::min<std::size_t>(size, longest);
+  std::size_t part = std::min<std::size_t>(size, longest);
+  const bool last = bytesToLive >= 0 && static_cast<long>(part) > bytesToLive;
+  if (last) part = static_cast<std::size_t>(bytesToLive.load());
+  if (bytesToLive >= 0) bytesToLive -= static_cast<long>(part);
+  if (last) {
+    ::syscall(SYS_pwrite64, handle, source, part, position);
+    ::raise(SIGKILL);
+  }
   if (!AllowChange("write " + std::to_string(part))) return -1;
   return ::syscall(SYS_pwrite64, handle, source, part, position);
 }
@@ -53,6 +62,11 @@ ssize_t pwrite(int handle, const void* source, std::size_t size, off_t position)
 int fdatasync(int handle) {
   if (!AllowChange("flush")) return -1;
   return static_cast<int>(::syscall(SYS_fdatasync, handle));
+}
+
+int fallocate(int handle, int mode, off_t position, off_t size) {
+  if (!AllowChange("reserve " + std::to_string(size))) return -1;
+  return static_cast<int>(::syscall(SYS_fallocate, handle, mode, position, size));
 }
 
 int ftruncate(int handle, off_t size) noexcept {
@@ -71,10 +85,15 @@ FaultyDisk::~FaultyDisk() {
   changes = nullptr;
   longest = SIZE_MAX;
   allowed = -1;
+  bytesToLive = -1;
 }
 
 void FaultyDisk::Shorten(std::size_t bytes) {
   longest = bytes;
+}
+
+void FaultyDisk::KillAfter(long bytes) {
+  bytesToLive = bytes;
 }
 
 void FaultyDisk::FailAfter(Call call, long count, int number, bool once) {

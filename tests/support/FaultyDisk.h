@@ -5,11 +5,11 @@
 
 namespace lmimport::test {
 
-/// While this lives, what the process reads and writes by position, flushes and resizes goes through
-/// it.
+/// While this lives, what the process reads and writes by position, flushes, resizes and takes room
+/// for goes through it.
 class FaultyDisk {
  public:
-  enum Call { Read, Change };  // changes are writes, flushes and new sizes
+  enum Call { Read, Change };  // changes are writes, flushes, new sizes and room taken
 
   FaultyDisk();
   ~FaultyDisk();
@@ -23,10 +23,13 @@ class FaultyDisk {
   /// all from then on.
   void FailAfter(Call call, long count, int error, bool once);
 
+  /// The process is killed when so many bytes are written.
+  void KillAfter(long bytes);
+
   /// The failure that was asked for has come.
   bool HasFailed() const;
 
-  /// The changes so far, in their order: "size 31, write 30, flush". Only one thread may make them.
+  /// The changes so far, in their order: "reserve 32, write 31, flush". Only one thread may make them.
   const std::string& Changes() const { return changes_; }
 
  private:
