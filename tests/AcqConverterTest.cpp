@@ -194,7 +194,9 @@ TEST_F(AcqTest, RefusesWhatItCannotRead) {
   const Codes left = {"comments-left-out"};
   ExpectOutcomes("f.acq",
                  {{Acq{.Version = 29}.Build(), Unknown, version},
-                  {Acq{.Version = 30}.Build(), "", left},
+                  {Acq{.Version = 30}.Build(), "", {"markers-misread", "comments-left-out"}},
+                  {Acq{.Version = 35, .Markers = {}}.Build(), ""},
+                  {Acq{.Version = 36}.Build(), "", left},
                   {Acq{.Version = 45}.Build(), "", left},
                   {Acq{.Version = 46}.Build(), Unknown, version},
                   {Acq{.Version = 0x26000000}.Build(), Unknown, version},  // 38 in big-endian order

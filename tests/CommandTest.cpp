@@ -1,9 +1,14 @@
 // The command lmi, run as a user would.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -79,8 +84,54 @@ TEST_F(CommandTest, InfoShowsAsManyBlocksAsThereCanBe) {
   EXPECT_EQ(Run("info " + folder_.Write("many.mat", many), " >/dev/null; }").Status, 0);
 }
 
+// What lies beside recordings is passed over: their descriptions and flat data files, and notes.
+TEST_F(CommandTest, AFolderIsItsRecordings) {
+  const std::string inner = folder_.PathOf("inner");
+  std::filesystem::create_directory(inner);
+  std::filesystem::create_directory_symlink(folder_.Path(), inner + "/back");
+  folder_.Write("inner/f.edf", Edf().Build());
+  folder_.Write("inner/f.edfdat", Words({1, 2}));
+  folder_.Write("inner/notes.txt", "Seen on Monday: nothing.\n");
+  folder_.Write("inner/z.wdq", "no recording");
+  const Outcome outcome = Run("check --json " + folder_.Path());
+  EXPECT_EQ(outcome.Status, 1);
+  std::vector<std::string> names;
+  for (const auto& file : nlohmann::json::parse(outcome.Text)) names.push_back(file["FileName"]);
+  EXPECT_EQ(names, (std::vector<std::string>{inner + "/f.edf", inner + "/z.wdq", chart_}));
+}
+
+// The interrupt comes before the first step of the work.
+TEST_F(CommandTest, AnInterruptGivesTheWorkUp) {
+  const std::string edf = folder_.Write("f.edf", Edf().Build());
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe(ends.data()), 0);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    sigset_t interrupts;
+    sigemptyset(&interrupts);
+    sigaddset(&interrupts, SIGINT);
+    ::sigprocmask(SIG_BLOCK, &interrupts, nullptr);
+    ::raise(SIGINT);
+    ::dup2(ends[1], STDERR_FILENO);
+    ::dup2(ends[1], STDOUT_FILENO);
+    ::execl(LMI_COMMAND, "lmi", "read", edf.c_str(), nullptr);
+    ::_exit(99);
+  }
+  ::close(ends[1]);
+  std::string said;
+  for (char c = 0; ::read(ends[0], &c, 1) == 1;) said += c;
+  ::close(ends[0]);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  EXPECT_EQ(WEXITSTATUS(status), 130);
+  EXPECT_NE(said.find("given up"), std::string::npos) << said;
+  EXPECT_FALSE(std::filesystem::exists(edf + "dat"));
+}
+
 TEST_F(CommandTest, CheckListsFindings) {
   const std::string cut = folder_.Write("cut.wav", Wave{.DataBytes = 400}.Build());
+  folder_.Write("cut_wavheader.txt",
+                "[Ch0]\nMaxRange=1\nMinRange=-1\n[Ch1]\nMaxRange=1\nMinRange=-1\n");
   EXPECT_EQ(Run("check " + name_).Status, 0);
   const Outcome warned = Run("check " + name_ + " " + cut);
   EXPECT_EQ(warned.Status, 3);
@@ -129,7 +180,7 @@ TEST_F(CommandTest, FailsInOneLineAndWithAStatus) {
     int Status;
     const char* Text;
   } rows[] = {{"read '" + folder_.PathOf("x.wdq") + "'", 1, "No such file or directory\n"},
-              {"info " + folder, 1, "it is a folder\n"},
+              {"read " + folder, 1, "it is a folder\n"},
               {"read --block 2 " + name_, 1, "there is no block 2 among the 1\n"},
               {"read --channel 3 " + name_, 1, "there is no channel \"3\" among the 2\n"},
               {"read", 2, "FILE is required"},

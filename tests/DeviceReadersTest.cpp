@@ -27,6 +27,11 @@ class DeviceTest : public ImportTest {
   }
 };
 
+// An ABF file without gain and offset of a signal conditioner.
+std::string WithoutConditioner(const std::string& abf) {
+  return Patched(Patched(abf, 1050, Bytes().Zeros(4)), 1114, Bytes().Zeros(4));
+}
+
 TEST_F(DeviceTest, AbfGivesEveryField) {
   ASSERT_TRUE(Open("f.abf", Abf()));
   EXPECT_EQ(Type(), Types(7, 0));
@@ -39,12 +44,12 @@ TEST_F(DeviceTest, AbfGivesEveryField) {
   EXPECT_EQ(file_->Notes(), u"Creator");
   EXPECT_EQ(file_->Block(1)->Notes(), u"long comment");
   EXPECT_EQ(Comments(), "2 first, 4 second");  // 10 us * 5 / 50 us + 1, and 3.6
-  EXPECT_EQ(FindingCodes(), Codes{"comments-behind-end"});
+  EXPECT_EQ(FindingCodes(), (Codes{"signal-conditioner", "comments-behind-end"}));
   ExpectFirstValues({1 / 6553.6, 2 / 6553.6 + 1.75});
 }
 
 TEST_F(DeviceTest, AbfTakesOrRefuses) {
-  const std::string abf = Abf();
+  const std::string abf = WithoutConditioner(Abf());
   const auto with = Patching(abf);
   const Codes behind = {"comments-behind-end"};
   ExpectOutcomes(
@@ -86,6 +91,27 @@ TEST_F(DeviceTest, AbfTakesOrRefuses) {
   for (const int none : {-1, 0, 9999}) {
     ASSERT_TRUE(Open("f", with(20, Bytes().Int32(none))));
     EXPECT_EQ(file_->Block(1)->StartDateTime(), 0) << none;
+  }
+}
+
+TEST_F(DeviceTest, AbfTellsWhatTheLayoutCalibratesOtherwise) {
+  const std::string plain = WithoutConditioner(Abf());
+  const std::string gapFree = Patched(Patched(plain, 48, Bytes().Zeros(4)), 8, Bytes().Int16(3));
+  const Bytes used = Bytes().Int16(1);
+  const struct {
+    std::string File;
+    Codes Findings;
+  } rows[] = {
+      {gapFree, {}},
+      {Patched(gapFree, 1050, Bytes().Real32(1)), {}},
+      {Patched(gapFree, 1050, Bytes().Real32(3)), {"signal-conditioner"}},
+      {Patched(Patched(gapFree, 1050, Bytes().Real32(3)), 1410, used), {}},
+      {Patched(Patched(gapFree, 1114, Bytes().Real32(1)), 1410, used), {"signal-conditioner"}},
+      {Patched(gapFree, 14, Bytes().Int16(2)), {"points-ignored"}},
+      {Patched(Patched(gapFree, 14, Bytes().Int16(2)), 8, Bytes().Int16(5)), {}}};
+  for (const auto& row : rows) {
+    ASSERT_TRUE(Open("f.abf", row.File)) << Error();
+    EXPECT_EQ(FindingCodes(), row.Findings);
   }
 }
 
@@ -136,14 +162,16 @@ TEST_F(DeviceTest, CfwbGivesEveryField) {
   EXPECT_NEAR(file_->Block(1)->StartDateTime(),
               DateSerial(2001, 2, 3) + TimeSerial(4, 5, 6) - 0.5 / SecondsPerDay, 1e-9);
   ExpectFirstValues({4.5, -0.5, 5.5, -1});
-  const std::string cfwb = Cfwb();
+  EXPECT_EQ(FindingCodes(), (Codes{"samples-past-count", "start-fraction"}));
+  const std::string cfwb = Patched(Patched(Cfwb(), 56, Bytes().Int32(3)), 36, Bytes().Real64(6));
   const auto with = Patching(cfwb);
   ExpectOutcomes("f", {{cfwb.substr(0, 165), "No data in the file"},
                        {with(52, Bytes().Int32(0)), Unknown},
                        {with(64, Bytes().Int32(1)), Unsupported, {"coding-not-read"}},
                        {with(60, Bytes().Int32(1)), Unsupported, {"coding-not-read"}},
                        {with(8, Bytes().Real64(0)), Damaged},
-                       {with(56, Bytes().Int32(3)), ""},
+                       {with(56, Bytes().Int32(0)), ""},
+                       {with(56, Bytes().Int32(2)), "", {"samples-past-count"}},
                        {with(64 + 68, Bytes().Real64(std::nan(""))), Damaged}});
   ASSERT_TRUE(Open("f", with(44, Bytes().Real64(std::nan("")))));  // counts as no trigger
   EXPECT_EQ(file_->Block(1)->StartDateTime(), DateSerial(2001, 2, 3) + TimeSerial(4, 5, 6));

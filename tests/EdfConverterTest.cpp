@@ -22,7 +22,7 @@ std::string List(const std::string& onset, const std::string& text = "") {
 }
 
 TEST_F(EdfTest, BringsAllSignalsToOneRate) {
-  Edf edf;
+  Edf edf{.Reserved = "EDF+C"};
   edf.Signals.insert(
       edf.Signals.begin() + 1,
       EdfAnnotations({List("+0") + List("+0.5", "begin"), List("+1") + List("+1.25", "end")}, 10));
@@ -247,7 +247,8 @@ TEST_F(EdfTest, ReadsAnnotations) {
       "Event\x14" +
       std::string(1, '\0');
   for (const auto& [records, samples, comments, findings] :
-       {Row{{List("+0") + duration, List("+1")}, 40, "3 3 Event"},
+       {Row{{List("+0") + duration, List("+1")}, 40, "3 3 Event", {"annotation-texts"}},
+        Row{{List("+0") + List("+1", "one\x14two"), ""}, 40, "5 one two", {"annotation-texts"}},
         // 2.5 frames are rounded to 2; an empty text is a comment after the first list alone
         Row{{List("0.625", "  a ") + List("+1"), ""}, 40, "3 a, 5 "},
         Row{{List("0.5"), List("1.5")}, 40, "", {"start-offset"}},
@@ -261,7 +262,7 @@ TEST_F(EdfTest, ReadsAnnotations) {
         Row{{std::string(12, 'g'), std::string(12, 'h')}, 6, ""},
         Row{{std::string("\0\x14\0+\x14", 5), "z"}, 6, ""}}) {
     const EdfSignal signal = EdfAnnotations(records, samples);
-    ASSERT_TRUE(Open("f.edf", Edf{.Signals = {Plain, signal}}.Build()));
+    ASSERT_TRUE(Open("f.edf", Edf{.Reserved = "EDF+C", .Signals = {Plain, signal}}.Build()));
     EXPECT_EQ(Comments(), comments);
     EXPECT_EQ(FindingCodes(), findings);
   }
@@ -323,7 +324,7 @@ TEST_F(EdfTest, TellsWhatItCannotShow) {
   EXPECT_EQ(FindingCodes(), Codes{"annotations-left-out"});
   EdfSignal noted = EdfAnnotations({List("+1", "\xc3\xab"), ""}, 10);
   noted.Label += " 2";
-  ASSERT_TRUE(Open("f.edf", Edf{.Signals = {Plain, noted}}.Build()));
+  ASSERT_TRUE(Open("f.edf", Edf{.Reserved = "EDF+C", .Signals = {Plain, noted}}.Build()));
   EXPECT_EQ(file_->Block(1)->ChannelCount(), 1);
   EXPECT_EQ(FindingCodes(), Codes{"text-utf8"});
   const std::string utf8 = Edf{.Patient = "Zo\xc3\xab"}.Build();
@@ -336,6 +337,21 @@ TEST_F(EdfTest, TellsWhatItCannotShow) {
   SetCodePage(1252);
   ASSERT_TRUE(Open("f.edf", Edf{.Patient = "Zo\xeb"}.Build()));
   EXPECT_EQ(FindingCodes(), Codes{});
+  const struct {
+    Edf File;
+    Codes Findings;
+  } departures[] = {
+      {{.Signals = {Plain, EdfAnnotations({List("+0"), ""}, 4)}}, {"signals-as-annotations"}},
+      {{.Signals = {{.Unit = "uV", .Records = Plain.Records}}}, {"unit-changed"}},
+      {{.Signals = {{.Unit = "UV", .Records = Plain.Records}}}, {}},
+      {{.Date = "02.03.30"}, {"year-of-1900s"}},
+      {{.Date = "02.03.84"}, {"year-of-1900s"}},
+      {{.Date = "02.03.85"}, {}},
+      {{.Date = "02.03.29"}, {}}};
+  for (const auto& row : departures) {
+    ASSERT_TRUE(Open("f.edf", row.File.Build()));
+    EXPECT_EQ(FindingCodes(), row.Findings);
+  }
 }
 
 }  // namespace

@@ -256,7 +256,25 @@ TEST_F(MatlabTest, AMillionVariablesCostNoMoreThanTheirFile) {
   ASSERT_TRUE(OpenMat(many));
   EXPECT_EQ(file_->BlockCount(), 32767);
   EXPECT_LT(heap.Peak(), many.size() * 2);
-  EXPECT_EQ(FindingCodes(), Codes{"variables-left-out"});
+  EXPECT_EQ(FindingCodes(), (Codes{"variables-misread", "variables-left-out"}));
+}
+
+// They aren't padded, and the walk takes them as if they were.
+TEST_F(MatlabTest, EachCompressedVariableIsCounted) {
+  const std::string numbers = Mat5({{"x"}});
+  std::string bytes = numbers;
+  for (const std::size_t size : {13, 17, 9}) {
+    Bytes element;
+    element.Int32(15).Int32(static_cast<std::int32_t>(size)).Text(std::string(size, '\xf0'));
+    bytes += element.Get();
+  }
+  ASSERT_TRUE(OpenMat(bytes + numbers.substr(128)));
+  EXPECT_EQ(Blocks(), "x 1x4 100Hz");
+  ASSERT_EQ(FindingCodes(), Codes{"variables-left-out"});
+  EXPECT_EQ(Findings().front().Text, "Left out: 3 compressed, 1 after compressed ones.");
+  // The end of the walk is told as it is stated.
+  ASSERT_TRUE(OpenMat(numbers + Bytes().Int32(14).Int32(-16).Zeros(8).Get()));
+  EXPECT_NE(Findings().front().Text.find("an element of 4294967280 bytes"), std::string::npos);
 }
 
 }  // namespace

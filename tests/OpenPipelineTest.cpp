@@ -151,17 +151,42 @@ TEST_F(OpenPipelineTest, NamesAFormatThatIsNotRead) {
       {"a.gdf", "GDF 2.20 and so on", true, "version 2.20, and is shown as raw"},
       {"a.wdq", zip, false, "ZIP archive, a format that isn't read"},
       {"a.dat", zip, true, "ZIP archive, and is shown as raw"},
+      {"a.png", "\x89PNG\r\n\x1a\n", true, "begins like PNG"},
+      {"a.WDH", std::string(200, '\1'), true, "is named like WinDaq of 16 bits"},
       {"a.BDF", std::string(200, '\1'), true, "is named like BDF"},
       {"a.csv", "time,value\n0.0,1.5\n", true, "begins like text"}};
   for (const auto& row : rows) {
     EXPECT_EQ(Open(row.Name, row.Bytes), row.Opens) << row.Name;
     ASSERT_EQ(FindingCodes().back(), "format-not-read") << row.Name;
-    ASSERT_EQ(FindingCodes().size(), row.Opens ? 1U : 2U) << row.Name;
+    EXPECT_EQ(FindingCodes().front(), row.Opens ? "undescribed" : "not-of-format") << row.Name;
+    EXPECT_EQ(FindingCodes().size(), 2U) << row.Name;
     const std::string text = Findings().back().Text;
     EXPECT_NE(text.find(row.Text), std::string::npos) << text;
   }
   ASSERT_TRUE(Open("noise.dat", std::string(200, '\1')));
-  EXPECT_EQ(FindingCodes(), Codes{});
+  EXPECT_EQ(FindingCodes(), Codes{"undescribed"});
+}
+
+TEST_F(OpenPipelineTest, TellsAFlatDataFileFromARecording) {
+  ASSERT_TRUE(Open("night.EDF", Edf().Build()));
+  import_.CloseFile(file_);
+  ASSERT_TRUE(Open(folder_.PathOf("night.EDFdat")));
+  EXPECT_EQ(FindingCodes(), (Codes{"flat-data-file", "undescribed"}));
+  EXPECT_NE(Findings().at(1).Text.find("samples of night.EDF,"), std::string::npos);
+  ASSERT_TRUE(Open("alone.edfdat", Words({1, 2, 3})));
+  EXPECT_EQ(FindingCodes(), Codes{"undescribed"});
+}
+
+TEST_F(OpenPipelineTest, TellsAStartThatIsTheDateOfTheFile) {
+  const auto isTold = [] {
+    return std::ranges::count(Findings(), std::string_view("start-of-file"), &Finding::Code);
+  };
+  ASSERT_TRUE(Open("a.wav", Wave().Build()));
+  EXPECT_EQ(isTold(), 1);
+  ASSERT_TRUE(Open("a.edf", Edf{.Date = "2.3.2004"}.Build()));
+  EXPECT_EQ(isTold(), 1);
+  ASSERT_TRUE(Open("a.edf", Edf().Build()));
+  EXPECT_EQ(isTold(), 0);
 }
 
 }  // namespace

@@ -146,6 +146,12 @@ TEST_F(WinDaqReaderTest, SaysWhereTheHeaderAndTheValuesPart) {
       {{.Flags = 0x4002}, {"rate-over-channels", "packed"}},
       {{.EndTime = 86425, .Samples = std::vector<int>(200)}, {}},  // 100 frames in 25 s
       {{.Channels = {{}}}, {}},
+      {{.Channels = {{}}, .Markers = {0, 0, 1, 0, 2, 0}}, {"comments-left-out"}},
+      {{.EndTime = 86425, .Samples = std::vector<int>(200), .Markers = {1, 0}},
+       {"markers-misread"}},
+      {{.ChannelField = 0x22, .EndTime = 86425, .Samples = std::vector<int>(200)}, {}},
+      {{.ChannelField = 145, .Channels = std::vector<WinDaqChannel>(145)},
+       {"rate-over-channels", "channel-count-held"}},
   };
   for (const auto& row : rows) {
     ASSERT_TRUE(OpenWinDaq(row.Recording.Build()));

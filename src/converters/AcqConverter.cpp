@@ -32,8 +32,8 @@ namespace {
 
 constexpr Long AcqFirstVersion = 30, AcqLastVersion = 45;
 constexpr Long AcqLargestVersion = 1000;  // that a file of a later layout might state
-constexpr Long AcqVersionWithDivider = 38, AcqVersionWithCompression = 41,
-               AcqSmallestGraphHeader = 148;
+constexpr Long AcqVersionWithMarkerFlag = 36, AcqVersionWithDivider = 38,
+               AcqVersionWithCompression = 41, AcqSmallestGraphHeader = 148;
 constexpr std::int64_t AcqBytesPastGraphHeader = 118;
 constexpr Integer AcqLargestChannelTotal = 16384;
 constexpr Double AcqLargestInterval = 1e7;
@@ -68,13 +68,17 @@ struct AcqLayout {
   std::int64_t ChunkSize = 0;
 };
 
-void ReadMarkers(Opening& opening, std::int64_t position) {
+void ReadMarkers(Opening& opening, std::int64_t position, Long version) {
   BinaryFile& file = opening.DataFile;
   BlockRec& block = opening.Store.Blocks.front();
   file.Seek(position);
   std::int64_t leftOut = 0;
   std::array<Long, 2> head{};  // the length of the section, and the number of markers
   file.ReadInt32Array(head.data(), std::ssize(head));
+  if (head[1] > 0 && version < AcqVersionWithMarkerFlag)
+    opening.Warn("markers-misread", {position, 0}, "Markers of version ", version,
+                 " have two bytes less before their text, and none after it; they are read like "
+                 "those of later versions, so their texts and places are wrong.");
   for (Long i = 0; i < head[1]; ++i) {
     Header<AcqMarkerBytes> marker(opening.Texts);
     if (marker.ReadMore(file, 0, AcqMarkerBytes) < std::int64_t{AcqMarkerBytes}) {
@@ -339,7 +343,9 @@ void AcqConverter::Convert() {
   WorkOutDividers();
   Opening::CheckNumbers(Block());
   const std::int64_t markers = layout_->ChunkStart + layout_->ChunkSize;
-  opening_.DoOrDefer(Later::Comments, [markers](Opening& later) { ReadMarkers(later, markers); });
+  opening_.DoOrDefer(Later::Comments, [markers, version = version_](Opening& later) {
+    ReadMarkers(later, markers, version);
+  });
   NoteDividers();
   NoteCompression();
   FillSamples();

@@ -33,8 +33,9 @@ class AnnotationWalk {
     } else if (byte == TextEnd || byte == DurationMark) {
       if (onset_.empty()) {
         onset_.swap(text_);
+        isDuration_ = byte == DurationMark;
       } else {
-        keepsTime_ = keepsTime_ || text_.empty();
+        EndText();
         Add(' ');
       }
     } else if (byte >= FirstCharacter) {
@@ -43,6 +44,14 @@ class AnnotationWalk {
   }
 
  private:
+  // The mark that ends a text, or the duration.
+  void EndText() {
+    keepsTime_ = keepsTime_ || text_.empty();
+    if (text_.size() > textStart_) isDuration_ ? void(hasDuration_ = true) : void(++textCount_);
+    isDuration_ = false;
+    textStart_ = text_.size() + 1;
+  }
+
   void Add(char c) {
     if (text_.size() < LongestList) text_ += c;
   }
@@ -54,7 +63,9 @@ class AnnotationWalk {
     if (!text.empty() || listIndex_ >= 1) Annotate(onset, text);
     onset_.clear();
     text_.clear();
-    keepsTime_ = false;
+    textStart_ = 0;
+    textCount_ = 0;
+    keepsTime_ = hasDuration_ = isDuration_ = false;
     ++listIndex_;
   }
 
@@ -67,6 +78,8 @@ class AnnotationWalk {
     } else if (block_.Comments.size() >= capacity_) {
       ++report_.OutOfRoom;
     } else {
+      if (hasDuration_) ++report_.Durations;
+      if (textCount_ > 1) ++report_.JoinedTexts;
       report_.MisreadUtf8 = report_.MisreadUtf8 || texts_.MisreadsUtf8(text_);
       // A new text: the room of a long one would stay with the comment.
       block_.Comments.push_back({static_cast<Long>(place) + 1, 0, text.substr(0, LongestText)});
@@ -95,6 +108,10 @@ class AnnotationWalk {
   Long listIndex_ = 0;
   std::string onset_;  // these two go on from record to record
   std::string text_;
+  std::size_t textStart_ = 0;     // of the current part of text_
+  Long textCount_ = 0;            // that have ended in this list
+  bool isDuration_ = false;       // the current part is the duration
+  bool hasDuration_ = false;      // which ended in this list
   bool keepsTime_ = false;        // the first text of the list is empty
   std::int64_t keptRecord_ = -1;  // the last record whose first list kept its time
   Double keptOnset_ = 0;

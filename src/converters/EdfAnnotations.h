@@ -17,6 +17,8 @@ struct EdfAnnotationReport {
   std::int64_t Gaps = 0;            // records that don't begin where the one before ends
   std::int64_t FirstGapRecord = 0;  // the first record after a gap, from 0,
   Double FirstGapOnset = 0;         // and where it begins
+  std::int64_t Durations = 0;       // annotations that begin with their duration,
+  std::int64_t JoinedTexts = 0;     // and such of several texts
   bool MisreadUtf8 = false;
 };
 

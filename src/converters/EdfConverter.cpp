@@ -58,6 +58,10 @@ void NoteAnnotations(Opening& opening, const EdfLayout& layout, const EdfAnnotat
                  " gaps (EDF+D), and is shown in one piece; the first is before frame ",
                  report.FirstGapRecord * layout.MaxRecordSamples + 1, ", which was taken at ",
                  report.FirstGapOnset, " s.");
+  if (report.Durations > 0 || report.JoinedTexts > 0)
+    opening.Warn("annotation-texts", {position, 0}, "Of the annotations, ", report.Durations,
+                 " have a duration, which is shown as the beginning of their text, and ",
+                 report.JoinedTexts, " have several texts, which are shown as one.");
   if (report.MisreadUtf8 && !layout.Header.MisreadUtf8) NoteMisreadUtf8(opening);
 }
 
@@ -115,6 +119,10 @@ void CountRecords(Opening& opening, EdfLayout& layout) {
   if (header.RecordCount < 1 || header.RecordCount > there) header.RecordCount = there;
 }
 
+bool IsMicrovolt(const String& unit) {
+  return unit == u"uV" || unit == u"mkV";
+}
+
 // Title, unit, scale and offset. A range of equal ends gives an infinite scale: each count is then
 // the value of that end.
 void Calibrate(Opening& opening, const EdfSignal& signal, std::size_t channel) {
@@ -130,7 +138,7 @@ void Calibrate(Opening& opening, const EdfSignal& signal, std::size_t channel) {
   opening.Store.Channel(channel).ChannelTitle = signal.Label;
   String& unit = opening.Store.Channel(channel).ChannelUnitName;
   unit = signal.Unit;
-  if (unit == u"uV" || unit == u"mkV") {
+  if (IsMicrovolt(unit)) {
     scale = Narrowed(scale * 1000.0, "EDF counts per mV");
     offset = static_cast<Single>(offset / 1000.0);
     unit = u"mV";
@@ -175,6 +183,21 @@ void NoteSignals(Opening& opening, const EdfLayout& layout) {
                  "The largest rate is not a whole multiple of that of ", fills,
                  " channels: their samples are shown too early, and the last of each "
                  "record fills the rest of it.");
+  const auto inMicrovolts = [](const EdfSignal& signal) {
+    return signal.IsChannel() && IsMicrovolt(signal.Unit);
+  };
+  if (const auto changed = layout.Count(inMicrovolts); changed > 0)
+    opening.Warn("unit-changed", {-1, 0}, changed, " of ", layout.Count(&EdfSignal::IsChannel),
+                 " channels are in microvolts, and shown in mV.");
+  const auto lookAlikes = layout.Count([&layout](const EdfSignal& signal) {
+    return signal.SignalKind == EdfSignal::Kind::Annotations &&
+           (!layout.Header.IsPlus || signal.Label != EdfAnnotationLabel);
+  });
+  if (lookAlikes > 0)
+    opening.Warn(
+        "signals-as-annotations", -1, lookAlikes,
+        " signals are taken for annotations by the beginning of their label; in a plain EDF "
+        "file, or with more in the label, they are signals like others.");
   if (layout.Header.MisreadUtf8) NoteMisreadUtf8(opening);
 }
 

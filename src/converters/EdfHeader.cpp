@@ -26,8 +26,7 @@ namespace {
 
 constexpr Long EdfLargestSignalCount = 16384;
 constexpr std::u16string_view EdfVersion = u"0       ";
-constexpr std::u16string_view EdfAnnotationLabel = u"EDF Annotations";
-constexpr std::u16string_view EdfDiscontinuous = u"EDF+D";
+constexpr std::u16string_view EdfDiscontinuous = u"EDF+D", EdfPlus = u"EDF+";
 
 constexpr std::int64_t EdfIdentificationBytes = 80, EdfNumberBytes = 8, EdfReservedBytes = 44,
                        EdfSignalCountBytes = 4, EdfLabelBytes = 16;
@@ -127,7 +126,9 @@ void EdfHeaderReader::ReadRecording() {
   header_.Notes += TrimBlanks(Field(EdfIdentificationBytes));
   ReadStart();
   header_.ChunkStart = WholeNumber(EdfNumberBytes, "EDF header bytes");
-  header_.IsDiscontinuous = Field(EdfReservedBytes).starts_with(EdfDiscontinuous);
+  const String reserved = Field(EdfReservedBytes);
+  header_.IsPlus = reserved.starts_with(EdfPlus);
+  header_.IsDiscontinuous = reserved.starts_with(EdfDiscontinuous);
   header_.RecordCount = WholeNumber(EdfNumberBytes, "EDF record count");
   header_.RecordDuration = Number("EDF record duration");
   if (!(header_.RecordDuration > 0)) header_.RecordDuration = 1;
@@ -144,6 +145,8 @@ void EdfHeaderReader::ReadRecording() {
 
 void EdfHeaderReader::ReadStart() {
   constexpr int firstYearOf1900s = 30;
+  constexpr int firstOfLayout = 85;  // of the 1900s, by the layout
+  const std::int64_t position = file_.Position();
   const String date = Field(EdfNumberBytes);
   const String time = Field(EdfNumberBytes);
   Date& start = header_.StartDateTime;
@@ -154,6 +157,9 @@ void EdfHeaderReader::ReadStart() {
   const int year = NumberOf(date, 2);
   start = DateSerial(year + (year < firstYearOf1900s ? 2000 : 1900), NumberOf(date, 1),
                      NumberOf(date, 0));
+  if (year >= firstYearOf1900s && year < firstOfLayout)
+    opening_.Warn("year-of-1900s", {position, 0}, "The year ", year, " is shown as ", 1900 + year,
+                  "; by the layout of the format it is ", 2000 + year, ".");
   if (IsTriple(time)) start += TimeSerial(NumberOf(time, 0), NumberOf(time, 1), NumberOf(time, 2));
 }
 

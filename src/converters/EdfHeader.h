@@ -20,10 +20,14 @@ struct EdfSignal {
   bool IsChannel() const { return SignalKind == Kind::Channel; }
 };
 
+/// The label of annotation signals; of other signals, the beginning.
+inline constexpr std::u16string_view EdfAnnotationLabel = u"EDF Annotations";
+
 struct EdfHeader {
   String Notes;  // patient and recording, a line each
   Date StartDateTime = 0;
-  bool IsDiscontinuous = false;
+  bool IsPlus = false;           // EDF+
+  bool IsDiscontinuous = false;  // EDF+D
   std::int64_t RecordCount = 0;  // as stated; below 1: not known
   Single RecordDuration = 0;     // seconds, above 0
   std::vector<EdfSignal> Signals;

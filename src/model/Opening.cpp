@@ -48,6 +48,14 @@ void Opening::CheckNumbers(const BlockRec& block) {
                     " is not a number.");
 }
 
+Date Opening::DateOfFile() {
+  constexpr std::string_view code = "start-of-file";
+  const Date date = Rules.DatesByFile ? DataFile.FileDateTime() : 0;
+  if (date != 0 && std::ranges::count(Store.Found, code, &Finding::Code) == 0)
+    Note(code, -1, "The file states no start: its own date is shown, that of its last write.");
+  return date;
+}
+
 void Opening::DoOrDefer(Later kind, std::function<void(Opening&)> work) {
   if (Rules.AllAtOnce)
     work(*this);

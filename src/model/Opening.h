@@ -93,7 +93,7 @@ struct Opening {
   class Progress& Progress;
   BinaryFile DataFile;
   platform::Folder Folder;  // that DataFile was opened in, where a flat data file may stay in it
-  Long Magic = 0;  // first four bytes of the file
+  Long Magic = 0;           // first four bytes of the file
   RecordingStore Store;
 
   /// Refuses a file that is too short for `what`, such as "a WinDaq file".
@@ -116,7 +116,7 @@ struct Opening {
   void DoOrDefer(Later kind, std::function<void(Opening&)> work);
 
   /// The date of the file, for a format that states no start; 0 where such a date is no start.
-  Date DateOfFile() const { return Rules.DatesByFile ? DataFile.FileDateTime() : 0; }
+  Date DateOfFile();
 
   /// The end of most readers: the variant of the format, and FileRec of the blocks as they are, with
   /// rate and channels of the first. Without a version of its own, a format has that of the library.

@@ -14,9 +14,11 @@
 //      130  single     microseconds of a unit of tag times; 0: tag times are samples
 //      244  single     range of the converter in volts; 252: int32 its counts
 //      294  16 chars   creator; 310: 56 chars comment
+//       14  int16      samples ignored at the start of a gap-free recording
 //      410  16 int16   physical channel of each channel; by physical channel, 16 of each:
 //      442  10 chars   name; 602: 8 chars unit; 730 single programmable gain; 922 single instrument
 //                      scale; 986 offset; 1050 single signal gain; 1114 offset
+//     1410  int16      a signal conditioner is in use, and its gain and offset count
 //     4512  16 int16   telegraph in use; 4576: 16 single its gain
 //     5154  128 chars  comment
 //
@@ -36,8 +38,8 @@ constexpr Single AbfFirstExtended = 1.6F;
 constexpr Integer AbfPhysicalChannels = 16, AbfGapFree = 3;
 
 constexpr Field<Single> AbfVersion{4}, AbfSampleInterval{122}, AbfSynchTimeUnit{130}, AbfRange{244};
-constexpr Field<Integer> AbfMode{8}, AbfDataFormat{100}, AbfChannelCount{120}, AbfMilliseconds{366},
-    AbfSequence{410};
+constexpr Field<Integer> AbfMode{8}, AbfPointsIgnored{14}, AbfSignalType{1410}, AbfDataFormat{100},
+    AbfChannelCount{120}, AbfMilliseconds{366}, AbfSequence{410};
 constexpr Field<Long> AbfAcquiredSamples{10}, AbfSweeps{16}, AbfStartDate{20}, AbfStartTime{24},
     AbfDataSection{40}, AbfTagSection{44}, AbfTagCount{48}, AbfResolution{252};
 constexpr TextField AbfCreator{294, 16}, AbfShortComment{310, 56}, AbfLongComment{5154, 128};
@@ -63,6 +65,7 @@ class AbfFile {
   Date Start() const;
   void FindTags();
   void NoteFindings(const BlockRec& block);
+  void NoteCalibration(const BlockRec& block);
 
   Opening& opening_;
   BinaryFile& file_;
@@ -217,8 +220,13 @@ void AbfFile::NoteFindings(const BlockRec& block) {
                   amplified, " of ", block.ChannelCount,
                   " channels don't include the gain that the amplifier told, ", gain,
                   " on the first of them: they are that many times too large.");
+  NoteCalibration(block);
   const Long sweeps = header_[AbfSweeps];
   const Integer mode = header_[AbfMode];
+  const Integer ignored = header_[AbfPointsIgnored];
+  if (mode == AbfGapFree && ignored > 0)
+    opening_.Warn("points-ignored", AbfPointsIgnored.Position(), "The first ", ignored,
+                  " samples of the data are to be ignored, and are shown.");
   if (sweeps > 1 && mode != AbfGapFree)
     opening_.Warn("sweeps-in-a-row", AbfSweeps.Position(), "The recording is of mode ", mode,
                   " with ", sweeps,
@@ -227,6 +235,27 @@ void AbfFile::NoteFindings(const BlockRec& block) {
   if (milliseconds > 0)
     opening_.Note("start-milliseconds", AbfMilliseconds.Position(), "The recording starts ",
                   milliseconds, " ms later than shown.");
+}
+
+// By the layout, gain and offset of the signal conditioner count only where one is in use, and its
+// offset is taken from that of the instrument. Here they always count, and the offsets are added.
+void AbfFile::NoteCalibration(const BlockRec& block) {
+  const bool conditioned = header_[AbfSignalType] != 0;
+  Long differing = 0;
+  int first = -1;
+  for (std::size_t i = 0; i < block.ChannelIndex.size(); ++i) {
+    const auto physical = static_cast<std::size_t>(block.ChannelIndex[i]);
+    const Single gain = header_[AbfSignalGain(physical)];
+    const bool gainCounts = !conditioned && gain != 0 && gain != 1;
+    if (!gainCounts && header_[AbfSignalOffset(physical)] == 0) continue;
+    if (differing++ == 0) first = static_cast<int>(i);
+  }
+  if (differing > 0)
+    opening_.Warn("signal-conditioner", {AbfSignalType.Position(), 0, first}, "The values of ",
+                  differing, " of ", block.ChannelCount, " channels ",
+                  conditioned ? "have the offset of the signal conditioner added, not taken off."
+                              : "are worked out with gain and offset of a signal conditioner, and "
+                                "the header says that none is in use.");
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 //       16  5 int32  year to minute of the stamp    72  double    offset in counts
 //       36  double   its second                     80  2 doubles, not used
 //       44  double   seconds from the start of the data to the stamp
-//       52  int32    channels; 56: samples, not used: the size of the file counts
+//       52  int32    channels; 56: samples of a channel; the size of the file counts
 //       60  int32    1: the first column is time
 //       64  int32    sample format: 1 Double, 2 Single, 3 16-bit integer
 #include <cmath>
@@ -96,6 +96,14 @@ void ReadCfwbFile(Opening& opening) {
   if (header[CfwbSamples] > block.SizeChannel)
     opening.Warn("data-cut-off", file.Size(), "The header claims ", header[CfwbSamples],
                  " frames, and the file holds ", block.SizeChannel, ".");
+  if (header[CfwbSamples] > 0 && header[CfwbSamples] < block.SizeChannel)
+    opening.Warn("samples-past-count", {CfwbSamples.Position(), 0}, "The header states ",
+                 header[CfwbSamples], " frames, and what follows them is shown as ",
+                 block.SizeChannel - header[CfwbSamples], " more.");
+  const Double fraction = header[CfwbSecond] - std::trunc(header[CfwbSecond]);
+  if (fraction != 0 && std::isfinite(fraction))
+    opening.Note("start-fraction", {CfwbSecond.Position(), 0}, "The recording starts ", fraction,
+                 " s later than shown.");
   block.StartDateTime = StartOf(header);
   opening.FinishFile(CfwbMark, header[CfwbVersion], 0, CfwbFileSubType);
 }

@@ -142,6 +142,8 @@ void Matlab4File::ReadSamples(const Mat4Head& head, const Mat4Number& number, Bl
   const bool mixed = head.Rows > head.Columns && block.ChannelCount > 1;
   if (!variables_.Add(std::move(block))) return;
   const Long matrix = head.Type % 10;
+  if (number.SampleType == SampleInt16)
+    variables_.Warn("stored as 16-bit integers and shown as counts / 3276.8");
   if (matrix == 1) variables_.Warn("of text");
   if (matrix == 2) variables_.Warn("sparse");
   if (mixed)

@@ -23,6 +23,8 @@ namespace {
 
 constexpr std::int64_t Mat5SmallestFile = 144, Mat5VersionText = 7, Mat5VersionWord = 124,
                        Mat5FirstElement = 128, Mat5TagBytes = 8;
+constexpr std::int64_t Mat5LeastLeft = 12;  // bytes, where an element can begin
+constexpr Long Mat5LeastSize = 5;           // bytes of its data
 constexpr std::uint32_t Mat5LittleEndian = 0x4d49;
 constexpr std::uint32_t Mat5Version = 0x0100;
 
@@ -33,7 +35,7 @@ constexpr Long Int8Data = 1, Uint8Data = 2, Int16Data = 3, Uint16Data = 4, Int32
 
 // The classes of variables.
 constexpr Byte CellClass = 1, StructureClass = 2, ObjectClass = 3, CharacterClass = 4,
-               SparseClass = 5, DoubleClass = 6, SingleClass = 7;
+               SparseClass = 5;
 constexpr Byte Mat5ComplexFlag = 8;
 
 struct Tag {
@@ -55,6 +57,8 @@ class Matlab5File {
  private:
   bool CheckHeader();
   void Walk();
+  void CountFrom(std::int64_t next);
+  void NoteEnd(std::int64_t position, Tag tag);
   void ReadVariable(BlockRec block, std::int64_t end);
   bool ReadShape(BlockRec& block);
   void ReadRates(Tag tag);
@@ -82,6 +86,7 @@ class Matlab5File {
   Byte class_ = 0;      // of the current variable; 0 for a bare element
   Byte flags_ = 0;
   bool tall_ = false;
+  bool isAstray_ = false;
 };
 
 void Matlab5File::Read() {
@@ -106,17 +111,12 @@ bool Matlab5File::CheckHeader() {
 }
 
 void Matlab5File::Walk() {
-  constexpr std::int64_t leastLeft = 12;
-  constexpr Long leastSize = 5;
   const std::int64_t size = file_.Size();
-  for (std::int64_t next = Mat5FirstElement; next + leastLeft < size;) {
+  for (std::int64_t next = Mat5FirstElement; next + Mat5LeastLeft < size;) {
     file_.Seek(next);
     const Tag tag = ReadTag();
-    if (tag.Size < leastSize) {
-      opening_.Note("walk-ended", next, "The walk of the variables ends here, at an element of ",
-                    tag.Size, " bytes; what follows isn't looked at.");
-      return;
-    }
+    if (tag.Size < Mat5LeastSize) return NoteEnd(next, tag);
+    if (tag.Type == CompressedData && !isAstray_) CountFrom(next);
     const std::int64_t end = next + Mat5TagBytes + tag.Size;
     next = RaisedToEight(end);
     BlockRec block;
@@ -136,6 +136,31 @@ void Matlab5File::Walk() {
       LeaveOut("of an unknown type");
     }
   }
+}
+
+// Compressed elements aren't padded, and the walk takes them as if they were: past one it may go
+// astray, and what it meets there is no variable. So what is told is counted by the layout.
+void Matlab5File::CountFrom(std::int64_t next) {
+  const std::int64_t size = file_.Size();
+  for (Tag tag{}; next + Mat5LeastLeft < size;) {
+    file_.Seek(next);
+    tag = ReadTag();
+    if (tag.Size < Mat5LeastSize) {
+      NoteEnd(next, tag);
+      break;
+    }
+    const bool compressed = tag.Type == CompressedData;
+    variables_.LeaveOut(compressed ? "compressed" : "after compressed ones");
+    const std::int64_t end = next + Mat5TagBytes + tag.Size;
+    next = compressed ? end : RaisedToEight(end);
+  }
+  isAstray_ = true;
+}
+
+void Matlab5File::NoteEnd(std::int64_t position, Tag tag) {
+  if (!isAstray_)
+    opening_.Note("walk-ended", position, "The walk of the variables ends here, at an element of ",
+                  static_cast<std::uint32_t>(tag.Size), " bytes; what follows isn't looked at.");
 }
 
 void Matlab5File::ReadVariable(BlockRec block, std::int64_t end) {
@@ -268,16 +293,15 @@ std::string_view Matlab5File::ReasonByClass() const {
 void Matlab5File::CheckShown(Tag tag, bool several) {
   if (class_ == CharacterClass) variables_.Warn("of text");
   if (class_ == SparseClass) variables_.Warn("sparse");
-  const bool realClass = class_ == DoubleClass || class_ == SingleClass;
-  if (realClass && (tag.Type == Int16Data || tag.Type == Uint16Data))
-    variables_.Warn("of whole numbers, stored as 16-bit integers and shown as counts / 3276.8");
+  if (tag.Type == Int16Data || tag.Type == Uint16Data)
+    variables_.Warn("stored as 16-bit integers and shown as counts / 3276.8");
   if (tall_ && several)
     variables_.Warn("with more rows than columns, whose columns are mixed in the channels");
   if ((flags_ & Mat5ComplexFlag) != 0) variables_.Warn("complex, without their imaginary part");
 }
 
 void Matlab5File::LeaveOut(std::string_view reason, std::string detail) {
-  variables_.LeaveOut(reason);
+  if (!isAstray_) variables_.LeaveOut(reason);
   if (!detail.empty()) detail_ = std::move(detail);
 }
 

@@ -119,7 +119,8 @@ void CheckData(Long dataSize, Integer frameBytes, std::int64_t position) {
          " bytes, less than two frames of ", frameBytes, ".");
 }
 
-void FillBlock(Opening& opening, const HeaderView& format, Long dataSize) {
+void FillBlock(Opening& opening, const HeaderView& format, std::int64_t formatPosition,
+               Long dataSize) {
   BlockRec& block = opening.Store.Blocks.emplace_back();
   block.DataPtr = opening.DataFile.Position();
   block.ADCName = u"Sound";
@@ -130,6 +131,10 @@ void FillBlock(Opening& opening, const HeaderView& format, Long dataSize) {
   block.StartDateTime = opening.DateOfFile();
   block.Title = FromUtf8(Sentence(format[WaveRate] / 1000.0, " kHz, ", format[WaveBits], "-bit"));
   const bool described = ReadBeside(opening, "_wavheader.txt", ReadBinHeader, block);
+  if (!described)
+    opening.Warn("wave-scale", {formatPosition, 0}, "Samples are shown as count / ",
+                 block.ChannelScale.front(),
+                 "; the format has no unit, and a full scale of 1, which is count / 32768.");
   opening.FinishFile(WaveForm, described ? 1 : 0);
 }
 
@@ -151,7 +156,7 @@ void ReadWaveFile(Opening& opening) {
 
   const Long dataSize = FindChunk(file, WaveDataChunk);
   CheckData(dataSize, format[WaveFrameBytes], file.Position());
-  FillBlock(opening, format, dataSize);
+  FillBlock(opening, format, formatPosition, dataSize);
 }
 
 }  // namespace lmimport

@@ -94,7 +94,7 @@ std::vector<Long> ReadMarkerTable(BinaryFile& file, const Areas& areas) {
 
 // Calls take(position, offset of the comment from the start of the annotation text or NoComment)
 // for each marker. A table that the file cuts off goes on with zeros, which are markers of frame 0,
-// and those are dropped. So only what is there needs to be walked, followed by zeros.
+// and those aren't shown. So only what is there needs to be walked, followed by zeros.
 template <class Take>
 void WalkMarkers(const std::vector<Long>& values, const Areas& areas, Integer channelCount,
                  Take take) {
@@ -109,7 +109,7 @@ void WalkMarkers(const std::vector<Long>& values, const Areas& areas, Integer ch
     if (position >= 0) ++i;  // its time stamp
     Long comment = NoComment;
     if (i + 1 < claimed && value(i + 1) <= lowestPosition) comment = value(++i) & WinDaqPointerMask;
-    if (position != 0) take(position, comment);
+    take(position, comment);
   }
 }
 
@@ -142,13 +142,25 @@ void ReadTexts(BinaryFile& file, std::int64_t annotations, BlockRec& block) {
   }
 }
 
-void ReadComments(Opening& opening, const Areas& areas) {
+void ReadComments(Opening& opening, const Areas& areas, bool hiRes) {
   BlockRec& block = opening.Store.Blocks.front();
   const std::vector<Long> values = ReadMarkerTable(opening.DataFile, areas);
   std::size_t count = 0;
-  WalkMarkers(values, areas, block.ChannelCount, [&](Long, Long) { ++count; });
+  std::int64_t atStart = 0;
+  WalkMarkers(values, areas, block.ChannelCount,
+              [&](Long position, Long) { position != 0 ? void(++count) : void(++atStart); });
+  if (atStart > 0)
+    opening.Note("comments-left-out", {areas.Markers, 0}, atStart,
+                 atStart == 1 ? " marker at frame 0, where the recording starts, is left out."
+                              : " markers at frame 0, where the recording starts, are left out.");
+  if (hiRes && block.ChannelCount > 1 && count > 0)
+    opening.Warn("markers-misread", {areas.Markers, 0},
+                 "In a HiRes file the markers count the samples of all channels; they are shown as "
+                 "if they counted frames, ",
+                 block.ChannelCount, " times too late, and some may lack their comments.");
   block.Comments.reserve(count);
   WalkMarkers(values, areas, block.ChannelCount, [&](Long position, Long offset) {
+    if (position == 0) return;
     CommentRec& comment = block.Comments.emplace_back();
     comment.Position = HeldAsLong(std::abs(std::int64_t{position}) + 1);
     comment.TextStart = offset;
@@ -177,6 +189,17 @@ void CheckRate(Opening& opening, const HeaderView& header, const BlockRec& block
     text +=
         Sentence(" The times of start and end in the header, ", stated, " s apart, say so too.");
   opening.Warn("rate-over-channels", {WinDaqSampleInterval.Position(), 0}, text);
+}
+
+// Files of many channels have a longer header, and their number in eight bits.
+void CheckChannels(Opening& opening, const HeaderView& header, Integer shown) {
+  constexpr Integer mostInFiveBits = 144, eightBits = 255;
+  const Integer stated = header[WinDaqChannels] & eightBits;
+  const int room = (header[WinDaqHeaderSize] - 112) / std::int64_t{WinDaqEntryBytes};
+  if (room >= mostInFiveBits && stated != shown)
+    opening.Warn("channel-count-held", WinDaqChannels.Position(), "The header has room for ", room,
+                 " channels and states ", stated, "; the file is shown as if it had ", shown,
+                 ", the low five bits of that number, so its channels are mixed.");
 }
 
 void CheckFlags(Opening& opening, const HeaderView& header) {
@@ -242,11 +265,13 @@ void ReadWinDaqFile(Opening& opening) {
   block.StartDateTime = DateSerial(1970, 1, 1) + header[WinDaqStartTime] / SecondsPerDay;
   ReadTitles(opening, areas, channelCount);
   if (areas.MarkerBytes >= 4)
-    opening.DoOrDefer(Later::Comments, [areas](Opening& later) { ReadComments(later, areas); });
+    opening.DoOrDefer(Later::Comments, [areas, hiRes = (header[WinDaqFlags] & WinDaqHiRes) != 0](
+                                           Opening& later) { ReadComments(later, areas, hiRes); });
 
   opening.FinishFile(FourCharacters("ABIN"), 1, 0);
   CheckRate(opening, header, opening.Store.Blocks.front());
   CheckFlags(opening, header);
+  CheckChannels(opening, header, channelCount);
 }
 
 }  // namespace lmimport

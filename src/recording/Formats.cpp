@@ -46,6 +46,13 @@ constexpr UnreadFormat Unread[] = {
     {"HDF5", "\x89HDF\r\n\x1a\n", u".nwb"},
     {"AIFF or another IFF file", "FORM", u".aif"},
     {"TDMS", "TDSm", u".tdms"},
+    {"BW64, RIFF above 4 GiB", "BW64", {}},
+    {"WinDaq of 16 bits", "", u".wdh"},
+    {"compressed WinDaq", "", u".wdc"},
+    {"WinDaq of 16 bits", "", u".whc"},
+    {"PDF", "%PDF", u".pdf"},
+    {"PNG image", "\x89PNG", u".png"},
+    {"JPEG image", "\xff\xd8\xff", u".jpg"},
     {"FLAC", "fLaC", u".flac"},
     {"Ogg", "OggS", u".ogg"},
     {"MP3", "ID3", u".mp3"},
@@ -96,7 +103,7 @@ bool MayBeRewritten(const String& fileName) {
 std::string KnownUnreadFormat(std::string_view head, const String& fileName) {
   const String name = LowerCase(fileName);
   for (const UnreadFormat& format : Unread) {
-    if (head.starts_with(format.FirstBytes))
+    if (!format.FirstBytes.empty() && head.starts_with(format.FirstBytes))
       return Sentence("begins like ", format.Name, VersionIn(head));
     if (!format.Extension.empty() && name.ends_with(format.Extension))
       return Sentence("is named like ", format.Name);

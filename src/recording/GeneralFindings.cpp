@@ -122,9 +122,34 @@ void NoteCommentsPastEnd(Opening& opening) {
                  " past the last frame of the block.");
 }
 
+// The recording of which the file, by its name, is the flat data file; empty where there is none.
+std::string RecordingOfFlatFile(const Opening& opening) {
+  constexpr std::u16string_view ending = u"dat";
+  const String& name = opening.Store.FileName;
+  if (!LowerCase(name).ends_with(ending)) return {};
+  const String recording = name.substr(0, name.size() - ending.size());
+  const std::string title = ToUtf8(PathTools::TitleOf(recording));
+  if (!MayBeRewritten(recording)) return {};
+  try {
+    return opening.DataFile.Source()->Beside(title) ? title : std::string();
+  } catch (const std::system_error&) {
+    return title;  // it is there, and can't be read
+  }
+}
+
 void NoteUnreadFormat(Opening& opening, bool read) {
   const RecordingStore& store = opening.Store;
   if (read && (store.Format != "raw" || !store.Sidecar.empty())) return;
+  const std::string recording = RecordingOfFlatFile(opening);
+  if (!recording.empty())
+    opening.Warn("flat-data-file", -1, "The file holds the samples of ", recording,
+                 ", rewritten without a header; that recording beside it is the one to open.");
+  if (read) {
+    const BlockRec& block = store.Blocks.front();
+    opening.Warn("undescribed", -1, "Nothing describes the file: its bytes are shown as ",
+                 block.ChannelCount, block.ChannelCount == 1 ? " channel" : " channels",
+                 " of 16-bit samples at ", block.SamplingRate, " Hz, by default.");
+  }
   std::array<char, HeadBytes> bytes{};
   opening.DataFile.Seek(0);
   const std::int64_t done = opening.DataFile.ReadBytes(bytes.data(), HeadBytes);

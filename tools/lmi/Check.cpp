@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "Commands.h"
+#include "Interrupt.h"
 #include "Output.h"
 #include "Text.h"
 
@@ -49,14 +50,19 @@ std::vector<Finding> Opened::FurtherFindings() const {
   return further;
 }
 
-Opened OpenOrExplain(const OpenSettings& settings, const std::string& name, ProgressLine& line) {
+bool IsPassedOver(const NamedFile& file, const Opened& opened) {
+  return file.InFolder && !opened &&
+         std::ranges::count(opened.Findings, std::string_view("undescribed"), &Finding::Code) > 0;
+}
+
+Opened OpenOrExplain(const OpenSettings& settings, const NamedFile& file, ProgressLine& line) {
   Opened opened;
   OpenOptions options;
   options.CodePage = settings.CodePage;
-  options.Raw = RawData{settings.Channels, settings.Rate};
+  if (!file.InFolder) options.Raw = RawData{settings.Channels, settings.Rate};
   options.Progress = line.Handler();
   try {
-    opened.Recording = Recording::Open(FindFile(settings, name), options);
+    opened.Recording = Recording::Open(FindFile(settings, file.Name), options);
     opened.Findings = opened.Recording->Findings();
   } catch (const OpenError& error) {
     opened.Failure = error.what();
@@ -72,17 +78,20 @@ int Check(const InfoOptions& options) {
   bool anyWarning = false;
   bool anyFailure = false;
   auto all = nlohmann::ordered_json::array();
-  for (const std::string& name : options.Files) {
+  for (const NamedFile& file : FindFiles(options.Files)) {
+    const std::string& name = file.Name;
     ProgressLine line(OneLine(name));
-    Opened opened = OpenOrExplain(options.Open, name, line);
+    Opened opened = OpenOrExplain(options.Open, file, line);
+    if (IsInterrupted()) break;
+    if (IsPassedOver(file, opened)) continue;
     if (opened) ReadAll(opened);
     anyFailure = anyFailure || !opened.Failure.empty();
     anyWarning = anyWarning || std::ranges::any_of(opened.Findings, &Finding::Warning);
     if (options.Json) {
-      nlohmann::ordered_json file = {{"FileName", name}};
-      if (!opened.Failure.empty()) file["ErrorString"] = opened.Failure;
-      file["Findings"] = FindingsToJson(opened.Findings);
-      all.push_back(std::move(file));
+      nlohmann::ordered_json object = {{"FileName", name}};
+      if (!opened.Failure.empty()) object["ErrorString"] = opened.Failure;
+      object["Findings"] = FindingsToJson(opened.Findings);
+      all.push_back(std::move(object));
     } else {
       PrintLines(name, opened);
     }

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Files.h"
 #include "ProgressLine.h"
 
 namespace lmi {
@@ -29,8 +30,12 @@ struct Opened {
   explicit operator bool() const { return Recording.has_value(); }
 };
 
-/// Long work is shown on the line, as long as that lives.
-Opened OpenOrExplain(const OpenSettings& settings, const std::string& name, ProgressLine& line);
+/// Long work is shown on the line, as long as that lives. In a folder, raw data needs a file that
+/// describes it.
+Opened OpenOrExplain(const OpenSettings& settings, const NamedFile& file, ProgressLine& line);
+
+/// Files of a folder that are no recordings: descriptions of others, flat data files, notes.
+bool IsPassedOver(const NamedFile& file, const Opened& opened);
 
 struct InfoOptions {
   OpenSettings Open;

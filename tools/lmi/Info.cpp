@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "Commands.h"
+#include "Interrupt.h"
 #include "Output.h"
 #include "Text.h"
 
@@ -270,9 +271,12 @@ int Info(const InfoOptions& options) {
   int status = 0;
   bool isFirst = true;
   if (options.Json) Print("[\n");
-  for (const std::string& name : options.Files) {
+  for (const NamedFile& file : FindFiles(options.Files)) {
+    const std::string& name = file.Name;
     ProgressLine line(OneLine(name));
-    Opened opened = OpenOrExplain(options.Open, name, line);
+    Opened opened = OpenOrExplain(options.Open, file, line);
+    if (IsInterrupted()) break;
+    if (IsPassedOver(file, opened)) continue;
     if (!isFirst && (options.Json || opened)) Print("{}", options.Json ? ",\n" : "\n");
     isFirst = isFirst && !options.Json && !opened;
     options.Json ? InfoAsJson(name, opened) : InfoAsTable(opened);

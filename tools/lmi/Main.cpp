@@ -6,6 +6,7 @@
 #include <csignal>
 
 #include "Commands.h"
+#include "Interrupt.h"
 #include "Output.h"
 #include "Text.h"
 
@@ -48,7 +49,7 @@ void AddOpenSettings(CLI::App& command, lmi::OpenSettings& settings) {
 
 void AddInfo(CLI::App& app, const char* name, const char* what, lmi::InfoOptions& options) {
   CLI::App* info = app.add_subcommand(name, what);
-  info->add_option("FILE", options.Files, "recordings")->required();
+  info->add_option("FILE", options.Files, "recordings, or folders of them")->required();
   info->add_flag("--json", options.Json, "for programs, with the names of the interface");
   AddOpenSettings(*info, options.Open);
 }
@@ -99,8 +100,10 @@ int Run(int argc, char** argv) {
 int main(int argc, char** argv) {
   // A pipe that closes ends the output, not the program.
   std::signal(SIGPIPE, SIG_IGN);
+  lmi::WatchForInterrupt();
   try {
-    return Run(argc, argv);
+    const int status = Run(argc, argv);
+    return lmi::IsInterrupted() ? lmi::InterruptedStatus : status;
   } catch (const lmi::OutputClosed&) {
     return 0;
   } catch (const lmi::OutputFailed& failure) {

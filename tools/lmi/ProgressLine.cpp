@@ -5,6 +5,8 @@
 
 #include <cstdio>
 
+#include "Interrupt.h"
+
 namespace lmi {
 
 ProgressLine::ProgressLine(std::string name)
@@ -16,10 +18,10 @@ ProgressLine::~ProgressLine() {
 }
 
 std::function<bool(double Fraction)> ProgressLine::Handler() {
-  if (::isatty(STDERR_FILENO) == 0) return {};
-  return [this](double fraction) {
-    Show(fraction);
-    return true;
+  const bool shows = ::isatty(STDERR_FILENO) != 0;
+  return [this, shows](double fraction) {
+    if (shows) Show(fraction);
+    return !IsInterrupted();
   };
 }
 

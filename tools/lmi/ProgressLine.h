@@ -14,7 +14,8 @@ class ProgressLine {
   ProgressLine(const ProgressLine&) = delete;
   ProgressLine& operator=(const ProgressLine&) = delete;
 
-  /// Shows how far work is on standard error, if that is a terminal; must not outlive the line.
+  /// Shows how far work is on standard error, if that is a terminal, and gives it up when the user
+  /// interrupts; must not outlive the line.
   std::function<bool(double Fraction)> Handler();
 
  private:

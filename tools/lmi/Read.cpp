@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "Commands.h"
+#include "Interrupt.h"
 #include "Output.h"
 #include "Text.h"
 
@@ -156,6 +157,7 @@ void WriteSamples(const Recording& recording, std::size_t blockNumber,
     }
     frame += static_cast<std::int64_t>(samples.size() / selection.Channels());
     progress.Show(frame - first);
+    if (IsInterrupted()) break;
   }
   Flush();
 }
@@ -214,7 +216,7 @@ void ReadComments(Opened& opened) {
 
 int Read(const ReadOptions& options) {
   ProgressLine line(OneLine(options.File));
-  Opened opened = OpenOrExplain(options.Open, options.File, line);
+  Opened opened = OpenOrExplain(options.Open, {options.File}, line);
   if (opened && options.Times) ReadComments(opened);  // gaps are seen then
   for (const Finding& finding : opened.FurtherFindings()) {
     if (finding.Warning) PrintFailure(options.File, FindingText(finding));
