@@ -39,6 +39,7 @@ TEST_F(AcqTest, BringsMixedChannelsToTheBaseRate) {
   EXPECT_EQ(counts, (std::vector<Integer>{1, 2, 3, 4}));
   EXPECT_EQ(Comments(), "2 begin, 4 ");
   EXPECT_EQ(FindingCodes(), Codes{"comments-left-out"});
+  EXPECT_TRUE(IsFound("rates-raised"));
   // The finished file gives the same, ranges too.
   SetWriteTime(folder_.PathOf("f.acq"), 1'000'000'000);
   ASSERT_TRUE(Open(folder_.PathOf("f.acq")));

@@ -36,6 +36,9 @@ TEST_F(EdfTest, BringsAllSignalsToOneRate) {
   EXPECT_EQ(Start(), DateSerial(2004, 3, 2) + TimeSerial(5, 6, 7));
   EXPECT_EQ(ToUtf8(file_->FileName()), folder_.PathOf("f.edf"));
   EXPECT_EQ(FindingCodes(), Codes{});
+  EXPECT_TRUE(IsFound("rates-raised"));
+  ASSERT_TRUE(Open("f.edf", Edf{.Signals = {Plain, Plain}}.Build()));
+  EXPECT_FALSE(IsFound("rates-raised"));
 }
 
 // Five frames of two samples: each is there twice, and the last one again.

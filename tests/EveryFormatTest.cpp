@@ -172,8 +172,7 @@ TEST_P(EveryFormat, IsTheSameByEachFace) {
     EXPECT_EQ(recording.Sidecar(), GetParam().Sidecar);
     for (std::size_t i = 0; i < recording.Blocks().size(); ++i)
       CompareBlock(*file_->Block(static_cast<Integer>(i + 1)), recording, i);
-    Codes codes;
-    for (const Finding& finding : recording.Findings()) codes.emplace_back(finding.Code);
+    Codes codes = CodesOf(recording.Findings());
     std::ranges::sort(codes);
     Codes ofFile = FindingCodes();
     std::ranges::sort(ofFile);

@@ -312,6 +312,11 @@ void AcqConverter::FillSamples() {
 }
 
 void AcqConverter::NoteDividers() {
+  const auto slower = std::ranges::count_if(
+      Channels(), [](const AcqChannel& channel) { return channel.Divider > 1; });
+  if (slower > 0)
+    opening_.Note("rates-raised", {-1, 0}, slower,
+                  " channels are of a lower rate; their samples are repeated, up to the largest.");
   const auto differs = [](const AcqChannel& channel) {
     return channel.StatedDivider > 0 && channel.StatedDivider != channel.Divider;
   };

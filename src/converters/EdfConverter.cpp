@@ -178,6 +178,12 @@ void NoteSignals(Opening& opening, const EdfLayout& layout) {
   const auto fills = layout.Count([&layout](const EdfSignal& signal) {
     return signal.IsChannel() && layout.MaxRecordSamples % signal.RecordSamples != 0;
   });
+  const auto slower = layout.Count([&layout](const EdfSignal& signal) {
+    return signal.IsChannel() && signal.RecordSamples < layout.MaxRecordSamples;
+  });
+  if (slower > fills)
+    opening.Note("rates-raised", {-1, 0}, slower - fills,
+                 " channels are of a lower rate; their samples are repeated, up to the largest.");
   if (fills > 0)
     opening.Warn("rates-not-multiples", {-1, 0},
                  "The largest rate is not a whole multiple of that of ", fills,
