@@ -195,7 +195,7 @@ void CheckRate(Opening& opening, const HeaderView& header, const BlockRec& block
 void CheckChannels(Opening& opening, const HeaderView& header, Integer shown) {
   constexpr Integer mostInFiveBits = 144, eightBits = 255;
   const Integer stated = header[WinDaqChannels] & eightBits;
-  const int room = (header[WinDaqHeaderSize] - 112) / std::int64_t{WinDaqEntryBytes};
+  const std::int64_t room = (header[WinDaqHeaderSize] - 112) / std::int64_t{WinDaqEntryBytes};
   if (room >= mostInFiveBits && stated != shown)
     opening.Warn("channel-count-held", WinDaqChannels.Position(), "The header has room for ", room,
                  " channels and states ", stated, "; the file is shown as if it had ", shown,
