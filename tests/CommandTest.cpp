@@ -187,7 +187,7 @@ TEST_F(CommandTest, FailsInOneLineAndWithAStatus) {
               {"", 2, "subcommand is required"},
               {"read --as text " + name_, 2, "--as"},
               {"read --start 0 " + name_, 2, "--start: \"0\" is not a whole number from 1 on"},
-              {"read " + folder_.Write("bad.wav", "RIFF"), 1, "and a wave file needs 48"},
+              {"read " + folder_.Write("bad.wav", "RIFF"), 1, "and a wave file needs 12"},
               {"info --channels 33 " + name_, 2, "--channels"},
               {"info --rate 0 " + name_, 2, "--rate"},
               {"info --code-page 437 " + name_, 2, "--code-page"}};

@@ -18,6 +18,7 @@ class EveryFormat : public ImportTest, public testing::WithParamInterface<BuiltR
   // Opens damaged bytes and asks everything of what comes out of it. Whatever they are, the open
   // ends in an orderly way, and the memory stays small.
   void Attack(const std::string& bytes, const std::string& sidecar);
+  void ExpectTheSameByRecording(Reading as);
 
   // Opens the recording as it is, with its sidecar and, unless it is to stay, no flat data file.
   void OpenWhole(bool flatFileStays = false) {
@@ -141,7 +142,7 @@ TEST_P(EveryFormat, AFaultOfTheSourceIsToldAndForgotten) {
       std::optional<Recording> recording;
       std::vector<Double> values(expected.size());
       try {
-        recording = Recording::Open(source, GetParam().Name);
+        recording = Recording::Open(source, GetParam().Name, {.As = Reading::Written});
         recording->ReadFrames(0, 0, values);
         EXPECT_FALSE(source->HasFailed());
       } catch (const std::system_error& error) {
@@ -163,9 +164,16 @@ TEST_P(EveryFormat, AFaultOfTheSourceIsToldAndForgotten) {
 
 // The open file of the thread, a recording of the same file, and one in memory are the same.
 TEST_P(EveryFormat, IsTheSameByEachFace) {
-  OpenWhole();
-  const auto byPath = Recording::Open(folder_.PathOf(GetParam().Name));
-  const auto inMemory = Recording::Open(InMemory(GetParam()), GetParam().Name);
+  for (const Reading as : {Reading::Written, Reading::Published}) {
+    SetReading(as);
+    OpenWhole();
+    ExpectTheSameByRecording(as);
+  }
+}
+
+void EveryFormat::ExpectTheSameByRecording(Reading as) {
+  const auto byPath = Recording::Open(folder_.PathOf(GetParam().Name), {.As = as});
+  const auto inMemory = Recording::Open(InMemory(GetParam()), GetParam().Name, {.As = as});
   for (const Recording& recording : {byPath, inMemory}) {
     ASSERT_EQ(std::ssize(recording.Blocks()), file_->BlockCount());
     ASSERT_EQ(AskRecording(recording), "");

@@ -137,14 +137,16 @@ TEST_F(FlatDataFileTest, OneThatAnotherProgramHasLockedIsLeftAlone) {
 // Room is taken before a byte is written. Without it the file is made elsewhere, and what lies there
 // stays as it is.
 TEST_F(FlatDataFileTest, WithoutRoomATemporaryOneTakesItsPlace) {
-  for (const std::string& old : {None, Other.substr(4), Other + "tail"}) {
+  for (const std::string& old : {None, Other, Other.substr(4), Other + "tail"}) {
     PutOld(old);
     FaultyDisk disk;
-    disk.FailAfter(FaultyDisk::Change, 0, ENOSPC, true);
+    // One of the right size, which taking room would make younger, is made unfit first.
+    const std::string left = old == Other ? Other.substr(1) : old;
+    disk.FailAfter(FaultyDisk::Change, old == Other ? 2 : 0, ENOSPC, true);
     ExpectRight();
     EXPECT_TRUE(disk.HasFailed());
     EXPECT_EQ(disk.Changes().find("write"), disk.Changes().rfind("reserve") + 12);
-    EXPECT_EQ(FlatFile(), old);
+    EXPECT_EQ(FlatFile(), left);
     disk.FailAfter(FaultyDisk::Change, 0, ENOSPC, false);
     try {
       Open(Source);
@@ -154,7 +156,7 @@ TEST_F(FlatDataFileTest, WithoutRoomATemporaryOneTakesItsPlace) {
       EXPECT_EQ(std::string(fault.what()).find("Can't make room for \"/"), 0U) << fault.what();
     }
     EXPECT_EQ(FindingCodes(), Codes{"no-room"});
-    EXPECT_EQ(FlatFile(), old);
+    EXPECT_EQ(FlatFile(), left);
   }
 }
 
@@ -175,7 +177,7 @@ TEST_F(FlatDataFileTest, ADiskThatFillsMeanwhileIsLeft) {
 TEST_F(FlatDataFileTest, IsFlushedBeforeItsBytesAndBeforeTheLastOfThem) {
   const std::pair<std::string, const char*> rows[] = {
       {None, "reserve 32, write 31, write 1, flush"},
-      {Other, "reserve 35, size 31, flush, write 31, flush, write 1"},
+      {Other, "size 31, flush, reserve 35, write 31, flush, write 1"},
       {Other + "tail", "reserve 39, size 37, flush, write 31, flush, write 1, size 36"}};
   for (const auto& [before, changes] : rows) {
     PutOld(before);
@@ -383,30 +385,57 @@ int InChild(const Work& work) {
   return status;
 }
 
-TEST_F(FlatDataFileTest, SurvivesTheEndOfItsWriterAtEveryByte) {
-  for (std::size_t bytes = 0; bytes < Good.size(); ++bytes) {
+// The writer is killed after each byte, and before each change of the file.
+TEST_F(FlatDataFileTest, SurvivesTheEndOfItsWriterAtEveryStep) {
+  const auto openKilled = [&](long bytes, long changes, bool nameless) {
+    return InChild([&] {
+      FaultyDisk disk;
+      if (!nameless) disk.TakeNamelessFiles();
+      disk.KillAfter(bytes);
+      disk.KillBefore(changes);
+      LMImport import;
+      import.OpenFileObject(FromUtf8(Source));
+      return 0;
+    });
+  };
+  for (const bool nameless : {true, false}) {
     for (const std::string& old : {None, Other.substr(5), Other, Other + "tail"}) {
-      SCOPED_TRACE(testing::Message() << bytes << ' ' << old.size());
-      PutOld(old);
-      const int status = InChild([&] {
-        FaultyDisk disk;
-        disk.KillAfter(static_cast<long>(bytes));
-        LMImport import;
-        import.OpenFileObject(FromUtf8(Source));
-        return 0;
-      });
-      ASSERT_TRUE(WIFSIGNALED(status));
-      if (old == None) {
-        EXPECT_EQ(FlatFile(), None);
-        continue;
+      for (long step = 0; step < 40; ++step) {
+        SCOPED_TRACE(testing::Message() << nameless << ' ' << step << ' ' << old.size());
+        PutOld(old);
+        const bool byByte = step < 32;
+        if (!WIFSIGNALED(openKilled(byByte ? step : -1, byByte ? -1 : step - 32, nameless))) {
+          EXPECT_FALSE(byByte);  // there are fewer changes than that
+          break;
+        }
+        if (nameless && old == None) {
+          EXPECT_EQ(FlatFile(), None);
+          continue;
+        }
+        // No clock shall save the next open.
+        if (FlatFile() != old) SetWriteTime(Flat, Then + 1);
+        ExpectRight();
+        import_.CloseFile(file_);
       }
-      // No clock shall save the next open.
-      SetWriteTime(Flat, Then + 1);
-      EXPECT_NE(FlatFile().size(), Good.size());
-      ExpectRight();
-      import_.CloseFile(file_);
     }
   }
+}
+
+// A file system may not have files without a name.
+TEST_F(FlatDataFileTest, WithoutNamelessFilesItHasItsNameAtOnce) {
+  FaultyDisk disk;
+  disk.TakeNamelessFiles();
+  ExpectRight();
+  EXPECT_EQ(disk.Changes(), "reserve 35, size 31, write 31, flush, write 1");
+  EXPECT_EQ(FlatFile(), Good);
+  std::filesystem::remove(Flat);
+  SetProgressHandler([&](double) {
+    EXPECT_EQ(FlatFile().size(), Good.size() - 1);
+    return false;
+  });
+  EXPECT_THROW(Open(Source), std::system_error);
+  SetProgressHandler({});
+  EXPECT_EQ(FlatFile(), None);
 }
 
 // A limit of the process would end the host by a signal.

@@ -69,6 +69,9 @@ class LMIMPORT_API LMImport {
   std::uint64_t thread_;
 };
 
+/// How the LMImport objects of this thread read recordings, from the next open on; Written at first.
+LMIMPORT_API void SetReading(Reading As);
+
 /// Of the opens of this thread that go through a whole recording: the Handler is called when such
 /// work begins, and then some ten times a second, with the Fraction of the recording that is done,
 /// from 0 to 1. When it gives false, OpenFile ends as std::system_error with

@@ -14,9 +14,6 @@
 
 namespace lmimport {
 
-/// Written: a recording is shown as LMImport shows it.
-enum class Reading { Written };
-
 /// How 16-bit data that nothing describes is read.
 struct RawData {
   int ChannelCount = 1;       // 1 to 32
@@ -24,7 +21,7 @@ struct RawData {
 };
 
 struct OpenOptions {
-  Reading As = Reading::Written;
+  Reading As = Reading::Published;
   int CodePage = 1252;  // of 8-bit texts: 1250 to 1258, 874, 65001 for UTF-8; 0: the system's
   std::optional<RawData> Raw = {};  // without it, data that nothing describes is refused
   /// Of long work: is called with the part that is done, from 0 to 1, when the work begins and then

@@ -31,6 +31,10 @@ struct Extremes {
   double Largest;
 };
 
+/// How a recording is read where the layout that its format's maker published and the older rules of
+/// LMImport differ. Published: by the layout, so the values are true. Written: by those rules.
+enum class Reading { Published, Written };
+
 class LMIFile;
 class LMIBlock;
 using LMIFilePtr = std::shared_ptr<LMIFile>;    // an empty reference is a null pointer

@@ -316,7 +316,7 @@ void AcqConverter::NoteDividers() {
       Channels(), [](const AcqChannel& channel) { return channel.Divider > 1; });
   if (slower > 0)
     opening_.Note("rates-raised", {-1, 0}, slower,
-                  " channels are of a lower rate; their samples are repeated, up to the largest.");
+                  " of the channels have a lower rate than the others; their samples are repeated.");
   const auto differs = [](const AcqChannel& channel) {
     return channel.StatedDivider > 0 && channel.StatedDivider != channel.Divider;
   };

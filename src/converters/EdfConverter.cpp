@@ -1,6 +1,6 @@
 // European Data Format: a header, whose layout is told where it is read, and records of the samples of
-// each signal in turn, 16-bit integers. Where there are several signals, they are rewritten as
-// frames, all signals at the rate of the fastest: a sample of a slower one is repeated, and the last
+// each signal in turn, 16-bit integers. By its layout they are read where they lie. As written, where
+// there are several signals, they are rewritten as frames, all signals at the rate of the fastest: a sample of a slower one is repeated, and the last
 // one of a record fills what is left of it.
 #include <algorithm>
 #include <cmath>
@@ -8,26 +8,13 @@
 #include "converters/Converters.h"
 #include "converters/EdfAnnotations.h"
 #include "converters/EdfFrames.h"
-#include "converters/EdfHeader.h"
+#include "converters/EdfInPlace.h"
 #include "converters/FlatDataFile.h"
 
 namespace lmimport {
 namespace {
 
 constexpr std::int64_t EdfSmallestFile = 520, EdfRecordCountPosition = 236;
-
-// The header, and what the records add up to.
-struct EdfLayout {
-  EdfHeader Header;
-  std::int64_t MaxRecordSamples = 0;  // of a channel, which are the frames of a record
-  std::int64_t TotalRecordSamples = 0;
-
-  std::int64_t RecordBytes() const { return TotalRecordSamples * 2; }
-  template <class Condition>
-  std::int64_t Count(Condition condition) const {
-    return std::ranges::count_if(Header.Signals, condition);
-  }
-};
 
 // The first annotation signal, or the end.
 auto FindAnnotations(const EdfLayout& layout) {
@@ -75,7 +62,8 @@ void ReadAnnotations(Opening& opening, const EdfLayout& layout) {
   EdfAnnotationReport report;
   ReadEdfAnnotations(opening.DataFile, opening.Texts, opening.Store.Blocks.front(), position,
                      layout.RecordBytes(), std::int64_t{annotations->RecordSamples} * 2,
-                     header.RecordCount, header.RecordDuration, report, opening.Progress);
+                     header.RecordCount, static_cast<Single>(header.RecordDuration), report,
+                     opening.Progress);
   NoteAnnotations(opening, layout, report, position);
 }
 
@@ -183,7 +171,7 @@ void NoteSignals(Opening& opening, const EdfLayout& layout) {
   });
   if (slower > fills)
     opening.Note("rates-raised", {-1, 0}, slower - fills,
-                 " channels are of a lower rate; their samples are repeated, up to the largest.");
+                 " of the channels have a lower rate than the others; their samples are repeated.");
   if (fills > 0)
     opening.Warn("rates-not-multiples", {-1, 0},
                  "The largest rate is not a whole multiple of that of ", fills,
@@ -197,12 +185,12 @@ void NoteSignals(Opening& opening, const EdfLayout& layout) {
                  " channels are in microvolts, and shown in mV.");
   const auto lookAlikes = layout.Count([&layout](const EdfSignal& signal) {
     return signal.SignalKind == EdfSignal::Kind::Annotations &&
-           (!layout.Header.IsPlus || signal.Label != EdfAnnotationLabel);
+           (!layout.Header.IsPlus || signal.Label != EdfAnnotationLabel(layout.Header));
   });
   if (lookAlikes > 0)
     opening.Warn(
         "signals-as-annotations", -1, lookAlikes,
-        " signals are taken for annotations by the beginning of their label; in a plain EDF "
+        " of the signals are taken for annotations by the beginning of their label; in a plain EDF "
         "file, or with more in the label, they are signals like others.");
   if (layout.Header.MisreadUtf8) NoteMisreadUtf8(opening);
 }
@@ -214,6 +202,7 @@ void ConvertEdfFile(Opening& opening) {
   const auto layout = std::make_shared<EdfLayout>();
   layout->Header = ReadEdfHeader(opening);
   CountRecords(opening, *layout);
+  if (opening.IsPublished()) return ReadEdfInPlace(opening, layout);
   FillBlock(opening, *layout);
   if (FindAnnotations(*layout) != layout->Header.Signals.end())
     opening.DoOrDefer(Later::Comments,

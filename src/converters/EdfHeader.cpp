@@ -26,7 +26,8 @@ namespace {
 
 constexpr Long EdfLargestSignalCount = 16384;
 constexpr std::u16string_view EdfVersion = u"0       ";
-constexpr std::u16string_view EdfDiscontinuous = u"EDF+D", EdfPlus = u"EDF+";
+constexpr std::string_view BdfVersion = "\xff\x42IOSEMI";
+constexpr std::u16string_view EdfDiscontinuous = u"DF+D", EdfPlus = u"DF+";  // after E or B
 
 constexpr std::int64_t EdfIdentificationBytes = 80, EdfNumberBytes = 8, EdfReservedBytes = 44,
                        EdfSignalCountBytes = 4, EdfLabelBytes = 16;
@@ -61,13 +62,14 @@ class EdfHeaderReader {
  private:
   std::string Bytes(std::int64_t width);
   String Field(std::int64_t width);
-  Single Number(std::string_view name);
+  Double Number(std::string_view name);
   Long WholeNumber(std::int64_t width, std::string_view name);
   static void RefuseVersion(const String& version);
   void ReadRecording();
   void ReadStart();
   void ReadSignals();
   void ReadLabels();
+  bool IsAnnotations(const String& label) const;
   void ReadRecordSizes();
 
   Opening& opening_;
@@ -87,10 +89,11 @@ String EdfHeaderReader::Field(std::int64_t width) {
   return opening_.Texts.Text(bytes);
 }
 
-Single EdfHeaderReader::Number(std::string_view name) {
+Double EdfHeaderReader::Number(std::string_view name) {
   const std::int64_t position = file_.Position();
   const std::string bytes = Bytes(EdfNumberBytes);
   const Single number = ParseSingle(std::string_view(bytes));
+  if (opening_.IsPublished()) return ParseDouble(opening_.Texts.Text(bytes));
   if (std::isinf(number))
     Refuse(Refusal::RangeFault, "number-too-large", position, name, " \"", bytes,
            "\" is too large for a Single");
@@ -119,16 +122,19 @@ void EdfHeaderReader::RefuseVersion(const String& version) {
 
 void EdfHeaderReader::ReadRecording() {
   file_.Seek(0);
-  const String version = Field(EdfNumberBytes);
-  if (version != EdfVersion) RefuseVersion(version);
+  const std::string version = Bytes(EdfNumberBytes);
+  header_.IsBdf = opening_.IsPublished() && version == BdfVersion;
+  const String versionText = opening_.Texts.Text(version);
+  if (!header_.IsBdf && versionText != EdfVersion) RefuseVersion(versionText);
   header_.Notes = TrimBlanks(Field(EdfIdentificationBytes));
   header_.Notes += u"\r\n";
   header_.Notes += TrimBlanks(Field(EdfIdentificationBytes));
   ReadStart();
   header_.ChunkStart = WholeNumber(EdfNumberBytes, "EDF header bytes");
   const String reserved = Field(EdfReservedBytes);
-  header_.IsPlus = reserved.starts_with(EdfPlus);
-  header_.IsDiscontinuous = reserved.starts_with(EdfDiscontinuous);
+  const auto kind = reserved.substr(std::min<std::size_t>(1, reserved.size()));
+  header_.IsPlus = kind.starts_with(EdfPlus);
+  header_.IsDiscontinuous = kind.starts_with(EdfDiscontinuous);
   header_.RecordCount = WholeNumber(EdfNumberBytes, "EDF record count");
   header_.RecordDuration = Number("EDF record duration");
   if (!(header_.RecordDuration > 0)) header_.RecordDuration = 1;
@@ -154,10 +160,12 @@ void EdfHeaderReader::ReadStart() {
     start = opening_.DateOfFile();
     return;
   }
+  header_.HasStart = true;
+  const bool published = opening_.IsPublished();
   const int year = NumberOf(date, 2);
-  start = DateSerial(year + (year < firstYearOf1900s ? 2000 : 1900), NumberOf(date, 1),
-                     NumberOf(date, 0));
-  if (year >= firstYearOf1900s && year < firstOfLayout)
+  const int of1900s = published ? firstOfLayout : firstYearOf1900s;
+  start = DateSerial(year + (year < of1900s ? 2000 : 1900), NumberOf(date, 1), NumberOf(date, 0));
+  if (!published && year >= firstYearOf1900s && year < firstOfLayout)
     opening_.Warn("year-of-1900s", {position, 0}, "The year ", year, " is shown as ", 1900 + year,
                   "; by the layout of the format it is ", 2000 + year, ".");
   if (IsTriple(time)) start += TimeSerial(NumberOf(time, 0), NumberOf(time, 1), NumberOf(time, 2));
@@ -181,13 +189,20 @@ void EdfHeaderReader::ReadSignals() {
   header_.ChunkStart = std::max(header_.ChunkStart, file_.Position());
 }
 
+// As written, by the beginning of the label alone.
+bool EdfHeaderReader::IsAnnotations(const String& label) const {
+  const std::u16string_view annotations = EdfAnnotationLabel(header_);
+  if (!opening_.IsPublished()) return label.starts_with(annotations);
+  return header_.IsPlus && label == annotations;
+}
+
 void EdfHeaderReader::ReadLabels() {
   Integer channels = 0;
   for (EdfSignal& signal : header_.Signals) {
     signal.Label = TrimBlanks(Field(EdfLabelBytes));
-    if (signal.Label.starts_with(EdfAnnotationLabel))
+    if (IsAnnotations(signal.Label))
       signal.SignalKind = EdfSignal::Kind::Annotations;
-    else if (channels == LargestChannelCount)
+    else if (channels == opening_.LargestChannels())
       signal.SignalKind = EdfSignal::Kind::BeyondLimit;
     else
       ++channels;
@@ -207,6 +222,10 @@ void EdfHeaderReader::ReadRecordSizes() {
 }
 
 }  // namespace
+
+std::u16string_view EdfAnnotationLabel(const EdfHeader& header) {
+  return header.IsBdf ? u"BDF Annotations" : u"EDF Annotations";
+}
 
 EdfHeader ReadEdfHeader(Opening& opening) {
   EdfHeader header;

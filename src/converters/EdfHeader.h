@@ -11,8 +11,8 @@ struct EdfSignal {
   Kind SignalKind = Kind::Channel;
   String Label;
   String Unit;
-  Single PhysicalMin = 0;
-  Single PhysicalMax = 0;
+  Double PhysicalMin = 0;  // these two as written in the precision of Singles
+  Double PhysicalMax = 0;
   Long DigitalMin = 0;
   Long DigitalMax = 0;
   Long RecordSamples = 0;
@@ -20,20 +20,23 @@ struct EdfSignal {
   bool IsChannel() const { return SignalKind == Kind::Channel; }
 };
 
-/// The label of annotation signals; of other signals, the beginning.
-inline constexpr std::u16string_view EdfAnnotationLabel = u"EDF Annotations";
-
 struct EdfHeader {
+  bool IsBdf = false;             // samples of 24 bits
+
   String Notes;  // patient and recording, a line each
   Date StartDateTime = 0;
-  bool IsPlus = false;           // EDF+
-  bool IsDiscontinuous = false;  // EDF+D
-  std::int64_t RecordCount = 0;  // as stated; below 1: not known
-  Single RecordDuration = 0;     // seconds, above 0
+  bool HasStart = false;          // StartDateTime is stated
+  bool IsPlus = false;            // EDF+
+  bool IsDiscontinuous = false;   // EDF+D
+  std::int64_t RecordCount = 0;   // as stated; below 1: not known
+  Double RecordDuration = 0;      // seconds, above 0; as written in the precision of a Single
   std::vector<EdfSignal> Signals;
   std::int64_t ChunkStart = 0;  // first byte of the first record
   bool MisreadUtf8 = false;     // texts are UTF-8, and shown by another page
 };
+
+/// The label of annotation signals.
+std::u16string_view EdfAnnotationLabel(const EdfHeader& header);
 
 /// Refuses what isn't an EDF header, and, as a fault that names the field, a text that isn't a whole
 /// number. A text cut off by the end of the file is what is left of it.

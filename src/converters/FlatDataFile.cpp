@@ -39,17 +39,23 @@ bool FlatDataFile::Judge() {
   upToDate_ = file_->Size() == length_ &&
               file_->TimesAtOpen().Written > recording_->TimesAtOpen().Written;
   if (upToDate_ && recording_->TimesAtOpen().Changed > file_->TimesAtOpen().Changed)
-    opening_.Warn("flat-file-older", -1, "The recording was changed, renamed or replaced after its ",
-                  "flat data file ", ToUtf8(name_),
-                  " was written, and the samples that are shown are those of that file. If they may "
-                  "be another recording's, delete it: it is written anew then.");
+    opening_.Warn("flat-file-older", -1, "The recording, its names or its rights were changed, or it was put in the "
+                  "place of another, after its flat data file ",
+                  ToUtf8(name_),
+                  " was written, whose samples are shown. If they may be another recording's, "
+                  "delete that file: it is written anew then.");
   return upToDate_;
 }
 
 bool FlatDataFile::OpenBeside(Access access, Lock lock) {
   auto file = std::make_shared<FileSource>();
   error_ = file->Open(name_, access, lock, &opening_.Folder);
-  if (error_ || !file->File().IsTrustedFor(recording_->File())) return false;
+  if (error_) return false;
+  if (!file->File().IsTrustedFor(recording_->File())) {
+    opening_.Note("flat-file-passed-over", -1, "The flat data file ", ToUtf8(name_),
+                  " belongs to another user, and isn't used: its place takes a temporary one.");
+    return false;
+  }
   file_ = std::move(file);
   return true;
 }
@@ -85,24 +91,39 @@ bool FlatDataFile::FindOrCreateBeside() {
   // A finished file needs no right to write, and may have other readers.
   if (!OpenBeside(Access::ReadOwn, Lock::Shared))
     return error_ == std::errc::no_such_file_or_directory && CreateBeside();
-  if (file_->File().IsOpenToMoreThan(recording_->File()))
-    return file_->File().Remove(opening_.Folder, Title()) && CreateBeside();
+  if (file_->File().IsOpenToMoreThan(recording_->File())) return Replace();
   if (Judge()) return true;
   file_.reset();
   if (!OpenBeside(Access::Write, Lock::Exclusive)) return false;
-  if (file_->File().IsOpenToMoreThan(recording_->File())) return false;
+  const bool wider = file_->File().IsOpenToMoreThan(recording_->File());
+  if (wider || file_->File().IsOpenElsewhere()) return Replace();
   if (Judge()) {  // another program has finished it just now
     file_->Share();
     return true;
   }
-  isOld_ = HasRoom();
-  if (isOld_) Begin();
-  return isOld_;
+  return BeginOver();
 }
 
 // Nobody else can see it before it is whole.
 bool FlatDataFile::IsWholeAtOnce() const {
   return !isOld_ && !file_->File().HasName();
+}
+
+// Others can see what is in the file, now or since they opened it.
+bool FlatDataFile::Replace() {
+  if (file_->File().Remove(opening_.Folder, Title())) return CreateBeside();
+  file_->File().TakeRightsOf(recording_->File());  // the next best
+  return false;
+}
+
+// Taking room changes the date of the file. One that is out of date by that alone must not have its
+// full length then, also where there turns out to be no room.
+bool FlatDataFile::BeginOver() {
+  const bool fits = file_->Size() == length_;
+  if (fits) Begin();
+  isOld_ = HasRoom();
+  if (isOld_ && !fits) Begin();
+  return isOld_;
 }
 
 void FlatDataFile::FindOrCreate() {
@@ -179,26 +200,36 @@ void FlatDataFile::Adopt() {
   opening_.Store.DataFile = std::move(file_);
 }
 
+void FlatDataFile::Flush() {
+  try {
+    file_->Flush();
+  } catch (const std::system_error& fault) {
+    if (!MeansNoRoom(fault.code())) throw;
+    MoveToTemporary();
+  }
+}
+
 void FlatDataFile::Complete() {
+  if (!IsWholeAtOnce()) Flush();
   if (!IsWholeAtOnce()) return CompleteInPlace();
   if (length_ > 0) Write(&lastByte_, 1);
+  if (isNew_) Flush();
   if (!isNew_) return;
-  file_->Flush();
   file_->Share();
   if (RecordingHasChanged() || !file_->File().Publish(opening_.Folder, Title())) return;
   if (RecordingHasChanged()) file_->File().Remove(opening_.Folder, Title());
 }
 
 void FlatDataFile::CompleteInPlace() {
-  file_->Flush();
-  // With the last byte goes the mark, all at once, where the flat file is of no use to the next open.
-  std::string end(length_ > 0 ? 1 : 0, lastByte_);
+  const auto mark = [this] {
+    if (oldSize_ == 0) file_->WriteAt(length_, Mark.data(), std::ssize(Mark));
+  };
+  // The mark comes first, so that there is no moment at which the file fits and is of no use.
   const bool changed = RecordingHasChanged();
-  if (changed && oldSize_ == 0) end.append(Mark.begin(), Mark.end());
-  file_->WriteAt(written_, end.data(), std::ssize(end));
+  if (changed) mark();
+  if (length_ > 0) file_->WriteAt(written_, &lastByte_, 1);
   if (!changed && oldSize_ > 0) file_->Resize(oldSize_);
-  if (!changed && oldSize_ == 0 && RecordingHasChanged())
-    file_->WriteAt(length_, Mark.data(), std::ssize(Mark));
+  if (!changed && RecordingHasChanged()) mark();
   file_->Share();
 }
 

@@ -17,16 +17,16 @@ namespace lmimport {
 ///    which fits no frames: it lacks its last byte, or has the size that an older, longer file had,
 ///    and one byte more where that was even. The size is set, on the disk too, before anything else
 ///    changes. The last byte is written last, when all others have reached the disk. So a file whose
-///    writer was killed, or lost its power or its disk, is not taken by any later open. That the
-///    last byte is on the disk before the length counts it is left to the file system; those with a
-///    journal see to it. A longer file keeps what follows the frames in it, and is never taken.
+///    writer was killed, or lost its power or its disk, is not taken by any later open. A length that
+///    reaches the disk before the last byte itself would be; file systems with a journal don't let
+///    that happen. A longer file keeps what follows the frames in it, and is never taken.
 ///    Where the system has no files without a name, a new one is written like this, too.
 ///  - When its writer gives up, a new one is gone, and an older one is emptied.
 ///  - While it is written, it is locked against all others. They find no file that they could open,
 ///    and write a temporary one. A finished one is held with a lock that others share, so nobody
 ///    rewrites it below those who read.
 ///  - The recording may be changed or replaced while it is read. Then a new one stays without a
-///    name. To one that was there a mark of three bytes is written with the last byte, and the file
+///    name. To one that was there a mark of three bytes is written before the last byte, and the file
 ///    is too long; the next conversion takes it away. This is looked at right before the last byte
 ///    is written, and after it.
 ///
@@ -37,7 +37,8 @@ namespace lmimport {
 ///  - One that belongs to neither the user of this process, the owner of the recording nor root is
 ///    neither taken nor written to.
 ///  - It gives nobody a right that the recording doesn't give. One that does is taken away, since
-///    who has it open could go on reading and writing it, and is made anew.
+///    who has it open could go on reading and writing it, and is made anew; so is one that is to be
+///    written over while somebody has it open.
 class FlatDataFile {
  public:
   /// `length`: bytes of all frames.
@@ -67,12 +68,15 @@ class FlatDataFile {
   bool FindOrCreateBeside();
   bool OpenBeside(platform::Access access, platform::Lock lock);
   bool CreateBeside();
+  bool Replace();
+  bool BeginOver();
   std::shared_ptr<FileSource> CreateTemporary() const;
   bool Judge();
   bool HasRoom();
   bool IsWholeAtOnce() const;
   void Begin();
   void Write(const void* bytes, std::int64_t size);
+  void Flush();
   void MoveToTemporary();
   bool IsMarked() const;
   void Abandon();

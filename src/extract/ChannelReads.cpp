@@ -1,7 +1,5 @@
 #include "extract/ChannelReads.h"
 
-#include <array>
-
 #include "extract/Routes.h"
 #include "extract/VectorOps.h"
 
@@ -13,30 +11,17 @@ void ReadRoute(const ByteSource& source, const BlockRec& block, std::size_t chan
                std::int64_t first, std::span<Output> target) {
   const Frames<Stored> frames(source, block, first, target.size());
   const Conversion<Stored, Output> convert(block, channel);
-  const auto channels = static_cast<std::size_t>(block.ChannelCount);
   if constexpr (SameType<Stored, Output>) {
-    if (channels == 1) {
+    if (block.ChannelCount == 1 && frames.AreAsStored()) {
       frames.ReadAll(target.data());
-    } else {
-      frames.ReadInPieces([&](const Stored* piece, std::size_t start, std::size_t n) {
-        DownSample(piece + channel, channels, n, target.data() + start);
-      });
+      if (block.SampleUnsigned != 0) convert(target.data(), target.size(), target.data());
+      return;
     }
-    if (block.SampleUnsigned != 0) convert(target.data(), target.size(), target.data());
-  } else {
-    std::array<Stored, BatchSize> picked;
-    frames.ReadInPieces([&](const Stored* piece, std::size_t start, std::size_t n) {
-      for (std::size_t i = 0; i < n; i += BatchSize) {
-        const std::size_t batch = std::min(BatchSize, n - i);
-        const Stored* samples = piece + i * channels;
-        if (channels > 1) {
-          DownSample(samples + channel, channels, batch, picked.data());
-          samples = picked.data();
-        }
-        convert(samples, batch, target.data() + start + i);
-      }
-    });
   }
+  frames.ReadChannelInPieces(channel, [&](const Stored* samples, std::size_t start, std::size_t n) {
+    for (std::size_t i = 0; i < n; i += BatchSize)
+      convert(samples + i, std::min(BatchSize, n - i), target.data() + start + i);
+  });
 }
 
 }  // namespace

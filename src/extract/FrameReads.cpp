@@ -8,34 +8,38 @@
 namespace lmimport {
 namespace {
 
-// Scales and offsets, repeated for as many whole frames as go through at a time, so that the
-// conversion is one loop over samples, with no loop over channels in it.
+// Factors or scales, and offsets, repeated for as many whole frames as go through at a time, so that
+// the conversion is one loop over samples, with no loop over channels in it.
 template <class Real>
 class ScaleRows {
  public:
-  ScaleRows(const BlockRec& block, std::size_t frames)
-      : channels_(static_cast<std::size_t>(block.ChannelCount)),
-        frames_(std::min(BatchSize / channels_, frames)) {
-    Repeat(block.ChannelScale, scales_);
-    Repeat(block.ChannelOffset, offsets_);
+  template <class Table>
+  ScaleRows(const std::vector<Table>& scales, const std::vector<Table>& offsets, std::size_t frames)
+      : channels_(scales.size()),
+        frames_(std::clamp<std::size_t>(BatchSize / channels_, 1, frames)) {
+    if (Values() > BatchSize) more_.resize(2 * Values());
+    Repeat(scales, const_cast<Real*>(Scales()));
+    Repeat(offsets, const_cast<Real*>(Offsets()));
   }
 
-  const Real* Scales() const { return scales_.data(); }
-  const Real* Offsets() const { return offsets_.data(); }
+  const Real* Scales() const { return more_.empty() ? scales_.data() : more_.data(); }
+  const Real* Offsets() const { return more_.empty() ? offsets_.data() : more_.data() + Values(); }
   std::size_t Values() const { return frames_ * channels_; }
 
  private:
   // One frame, and then all that is there once more after itself.
-  void Repeat(const std::vector<Single>& frame, std::array<Real, BatchSize>& rows) const {
-    std::copy(frame.begin(), frame.end(), rows.begin());
+  template <class Table>
+  void Repeat(const std::vector<Table>& frame, Real* rows) const {
+    std::copy(frame.begin(), frame.end(), rows);
     for (std::size_t filled = channels_; filled < Values(); filled *= 2)
-      std::copy_n(rows.begin(), std::min(filled, Values() - filled), rows.begin() + filled);
+      std::copy_n(rows, std::min(filled, Values() - filled), rows + filled);
   }
 
   std::size_t channels_;
   std::size_t frames_;
   std::array<Real, BatchSize> scales_;
   std::array<Real, BatchSize> offsets_;
+  std::vector<Real> more_;  // both, of a frame that is longer than that
 };
 
 // Goes through the samples in batches of whole frames.
@@ -56,32 +60,44 @@ void ReadRoute(const ByteSource& source, const BlockRec& block, std::int64_t fir
   const std::size_t count = target.size() / static_cast<std::size_t>(block.ChannelCount);
   const Frames<Stored> frames(source, block, first, count);
   if constexpr (SameType<Stored, Output>) {
-    frames.ReadAll(target.data());
-    if constexpr (std::integral<Stored>) {
-      if (block.SampleUnsigned != 0)
-        HoldCounts(target.data(), SignFlip<Stored>(block), target.size(), target.data());
+    if (frames.AreAsStored()) {
+      frames.ReadAll(target.data());
+      if constexpr (std::integral<Stored>) {
+        if (block.SampleUnsigned != 0)
+          HoldCounts(target.data(), SignFlip<Stored>(block), target.size(), target.data());
+      }
+      return;
     }
-  } else if constexpr (std::integral<Stored> && std::integral<Output>) {
-    ConvertFrames(frames, block, BatchSize, target.data(),
-                  [&](const Stored* from, std::size_t n, Output* to) {
-                    HoldCounts(from, SignFlip<Stored>(block), n, to);
-                  });
+  }
+  const auto convert = [&](std::size_t batchValues, const auto& convertBatch) {
+    ConvertFrames(frames, block, batchValues, target.data(), convertBatch);
+  };
+  if constexpr (std::integral<Stored> && std::integral<Output>) {
+    convert(BatchSize, [&](const Stored* from, std::size_t n, Output* to) {
+      HoldCounts(from, SignFlip<Stored>(block), n, to);
+    });
   } else if constexpr (std::integral<Stored>) {
-    const ScaleRows<Output> rows(block, count);
-    ConvertFrames(frames, block, rows.Values(), target.data(),
-                  [&](const Stored* from, std::size_t n, Output* to) {
-                    CountsToValues(from, SignFlip<Stored>(block), n, rows.Scales(), rows.Offsets(),
-                                   to);
-                  });
+    if (!block.Factor.empty()) {
+      const ScaleRows<Double> rows(block.Factor, block.Offset, count);
+      return convert(rows.Values(), [&](const Stored* from, std::size_t n, Output* to) {
+        CountsToPublished(from, SignFlip<Stored>(block), n, rows.Scales(), rows.Offsets(), to);
+      });
+    }
+    const ScaleRows<Output> rows(block.ChannelScale, block.ChannelOffset, count);
+    convert(rows.Values(), [&](const Stored* from, std::size_t n, Output* to) {
+      CountsToValues(from, SignFlip<Stored>(block), n, rows.Scales(), rows.Offsets(), to);
+    });
   } else if constexpr (std::integral<Output>) {
-    const ScaleRows<Stored> rows(block, count);
-    ConvertFrames(frames, block, rows.Values(), target.data(),
-                  [&](const Stored* from, std::size_t n, Output* to) {
-                    ValuesToCounts(from, n, rows.Scales(), rows.Offsets(), to);
-                  });
+    const ScaleRows<Stored> rows(block.ChannelScale, block.ChannelOffset, count);
+    convert(rows.Values(), [&](const Stored* from, std::size_t n, Output* to) {
+      ValuesToCounts(from, n, rows.Scales(), rows.Offsets(), to);
+    });
+  } else if constexpr (SameType<Stored, Output>) {
+    convert(BatchSize,
+            [](const Stored* from, std::size_t n, Output* to) { std::copy_n(from, n, to); });
   } else {
-    ConvertFrames(frames, block, BatchSize, target.data(),
-                  [](const Stored* from, std::size_t n, Output* to) { ConvertReals(from, n, to); });
+    convert(BatchSize,
+            [](const Stored* from, std::size_t n, Output* to) { ConvertReals(from, n, to); });
   }
 }
 

@@ -1,6 +1,5 @@
 #include "extract/Overview.h"
 
-#include <array>
 #include <cmath>
 
 #include "extract/Routes.h"
@@ -67,22 +66,14 @@ template <class Stored>
 void ReadRoute(const ByteSource& source, const BlockRec& block, std::size_t channel,
                std::int64_t first, std::int64_t count, std::span<Extremes> target) {
   const std::int64_t there = std::clamp<std::int64_t>(block.SizeChannel - first, 0, count);
-  const auto channels = static_cast<std::size_t>(block.ChannelCount);
   Bins<Stored> bins(block, channel, count, target);
-  std::array<Stored, BatchSize> picked;
   const Frames<Stored> frames(source, block, first, static_cast<std::size_t>(there));
-  frames.ReadInPieces([&](const Stored* piece, std::size_t start, std::size_t n) {
+  frames.ReadChannelInPieces(channel, [&](const Stored* samples, std::size_t start, std::size_t n) {
     for (std::size_t i = 0; i < n;) {
       const auto position = static_cast<std::int64_t>(start + i);
       while (bins.End() <= position) bins.Finish();
-      std::size_t batch = std::min(n - i, static_cast<std::size_t>(bins.End() - position));
-      const Stored* samples = piece + i * channels;
-      if (channels > 1) {
-        batch = std::min(batch, BatchSize);
-        DownSample(samples + channel, channels, batch, picked.data());
-        samples = picked.data();
-      }
-      bins.Take(samples, batch);
+      const std::size_t batch = std::min(n - i, static_cast<std::size_t>(bins.End() - position));
+      bins.Take(samples + i, batch);
       i += batch;
     }
   });

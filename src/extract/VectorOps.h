@@ -119,6 +119,27 @@ void CountsToValues(const Count* from, Count flip, std::size_t n, const Real* sc
   });
 }
 
+/// to[i] = (from[i] xor flip) * factor + offset in Double, then rounded to Real
+template <class Count, class Real>
+void CountsToPublished(const Count* from, Count flip, std::size_t n, Double factor, Double offset,
+                       Real* to) {
+  RunWidest([=]() __attribute__((always_inline)) {
+    for (std::size_t i = 0; i < n; ++i)
+      to[i] = static_cast<Real>(static_cast<Double>(Flipped(from[i], flip)) * factor + offset);
+  });
+}
+
+/// The same with factors[i] and offsets[i].
+template <class Count, class Real>
+void CountsToPublished(const Count* from, Count flip, std::size_t n, const Double* factors,
+                       const Double* offsets, Real* to) {
+  RunWidest([=]() __attribute__((always_inline)) {
+    for (std::size_t i = 0; i < n; ++i)
+      to[i] =
+          static_cast<Real>(static_cast<Double>(Flipped(from[i], flip)) * factors[i] + offsets[i]);
+  });
+}
+
 /// to[i] = (from[i] - offset) * scale, rounded to nearest, ties to even, held at the limits of
 /// Output; NaN gives 0
 template <class Real, class Output>

@@ -10,13 +10,23 @@
 
 namespace lmimport {
 
-/// A little-endian number at an offset in bytes; Gain(3) is the fourth of a table that begins there.
+/// A number at an offset in bytes; Gain(3) is the fourth of a table that begins there.
 template <class T>
 struct Field {
   std::size_t Offset;
   constexpr Field operator()(std::size_t index) const { return {Offset + index * sizeof(T)}; }
   constexpr std::int64_t Position() const { return static_cast<std::int64_t>(Offset); }
 };
+
+/// The number with its bytes in the other order.
+template <class T>
+T Swapped(T value) {
+  std::array<Byte, sizeof(T)> bytes;
+  std::memcpy(bytes.data(), &value, sizeof(T));
+  std::reverse(bytes.begin(), bytes.end());
+  std::memcpy(&value, bytes.data(), sizeof(T));
+  return value;
+}
 
 /// A text of fixed width.
 struct TextField {
@@ -25,7 +35,7 @@ struct TextField {
   constexpr TextField operator()(std::size_t index) const { return {Offset + index * Size, Size}; }
 };
 
-/// What lies past the end of the bytes is 0.
+/// What lies past the end of the bytes is 0. Numbers are little-endian unless it is said otherwise.
 class HeaderView {
  public:
   HeaderView(std::span<const Byte> bytes, const TextTools& texts) : bytes_(bytes), texts_(texts) {}
@@ -35,8 +45,11 @@ class HeaderView {
     T value{};
     const auto bytes = Bytes({field.Offset, sizeof(T)});
     if (bytes.size() == sizeof(T)) std::memcpy(&value, bytes.data(), sizeof(T));
-    return value;
+    return isBigEndian_ ? Swapped(value) : value;
   }
+
+  /// Numbers have their highest byte first from now on.
+  void SetBigEndian(bool isBigEndian) { isBigEndian_ = isBigEndian; }
 
   /// Up to the first zero byte, without the blanks at both ends.
   String operator[](TextField field) const { return FixedText(texts_, Bytes(field)); }
@@ -53,6 +66,7 @@ class HeaderView {
  private:
   std::span<const Byte> bytes_;
   const TextTools& texts_;
+  bool isBigEndian_ = false;
 };
 
 /// A header of so many bytes, with the bytes.

@@ -19,6 +19,27 @@ void BlockRec::FillFrom(std::int64_t bytes) {
   SizeChannel = HeldAsLong(std::max<std::int64_t>(bytes, 0) / FrameBytes());
 }
 
+void BlockRec::Calibrate(std::size_t channel, Double factor, Double offset) {
+  Factor.resize(ChannelScale.size(), 1);
+  Offset.resize(ChannelScale.size());
+  Factor[channel] = factor;
+  Offset[channel] = offset;
+  ChannelScale[channel] = static_cast<Single>(1 / factor);
+  ChannelOffset[channel] = static_cast<Single>(offset);
+}
+
+std::int64_t BlockRec::FramesIn(std::int64_t size) const {
+  const std::int64_t there = std::max<std::int64_t>(0, size - DataPtr);
+  if (Lanes.Starts.empty()) return std::min<std::int64_t>(SizeChannel, there / FrameBytes());
+  const std::int64_t width = SampleWidth(SampleType);
+  const std::int64_t last = std::ranges::max(Lanes.Starts);
+  const std::int64_t records = Lanes.RecordBytes > 0 ? there / Lanes.RecordBytes : 0;
+  const std::int64_t ofLast = (there - records * Lanes.RecordBytes - last) / width;
+  return std::min<std::int64_t>(SizeChannel, records * Lanes.RecordFrames +
+                                                 std::clamp<std::int64_t>(ofLast, 0,
+                                                                          Lanes.RecordFrames));
+}
+
 String BlockRec::TextOf(const CommentRec& comment) const {
   if (comment.TextStart < 0) return comment.Text;
   return SharedTexts.c_str() + comment.TextStart;
@@ -46,6 +67,25 @@ void Opening::CheckNumbers(const BlockRec& block) {
   if (nan != block.ChannelScale.end())
     RefuseAsDamaged(-1, "The scale of channel ", nan - block.ChannelScale.begin() + 1,
                     " is not a number.");
+}
+
+void Opening::AddComment(Double time, Double duration, String text) {
+  std::vector<BlockRec>& blocks = Store.Blocks;
+  const auto startOf = [](const BlockRec& block) {
+    return std::isnan(block.StartTime) ? 0 : block.StartTime;
+  };
+  const auto after = std::ranges::upper_bound(blocks, time, {}, startOf);
+  auto block = blocks.begin();
+  if (after != blocks.begin())
+    block = std::ranges::lower_bound(blocks, startOf(*std::prev(after)), {}, startOf);
+  const Double frame = std::nearbyint((time - startOf(*block)) * block->ExactRate());
+  const Double held = std::isnan(frame) ? 0 : std::clamp<Double>(frame, INT32_MIN, INT32_MAX - 1);
+  CommentRec& comment = block->Comments.emplace_back();
+  comment.Position = static_cast<Long>(held) + 1;
+  comment.Text = std::move(text);
+  comment.Time = time;
+  comment.Duration = duration;
+  block->CommentCount = HeldAsLong(std::ssize(block->Comments));
 }
 
 Date Opening::DateOfFile() {

@@ -72,6 +72,7 @@ struct RawDefaults {
 };
 
 struct OpenRules {
+  Reading As = Reading::Written;
   std::optional<RawDefaults> Raw = RawDefaults();  // nothing: such data is refused
   Single SamplingRate = FallbackSamplingRate;      // where a format leaves it to the host
   bool AllAtOnce = true;      // comments, ranges and rewriting are part of the open
@@ -87,6 +88,14 @@ struct Opening {
       : Texts(texts), Rules(rules), Progress(progress), DataFile(Texts, std::move(source)) {}
   Opening(const Opening&) = delete;
   Opening& operator=(const Opening&) = delete;
+
+  /// By the layout that the format's maker published, else as the rules of LMImport have it.
+  bool IsPublished() const { return Rules.As == Reading::Published; }
+
+  /// What a header may state.
+  Integer LargestChannels() const {
+    return IsPublished() ? LargestPublishedChannelCount : LargestChannelCount;
+  }
 
   const TextTools Texts;
   const OpenRules Rules;
@@ -114,6 +123,11 @@ struct Opening {
   /// Does the work now, or leaves it in the store. It must not refer to this object, only to the
   /// one that it is called with, whose store is a copy.
   void DoOrDefer(Later kind, std::function<void(Opening&)> work);
+
+  /// A comment of the published reading, at so many seconds from the start of the recording: it
+  /// belongs to the last block that starts there or before, of several the first, else to the first
+  /// of all. Blocks are sorted by their start.
+  void AddComment(Double time, Double duration, String text);
 
   /// The date of the file, for a format that states no start; 0 where such a date is no start.
   Date DateOfFile();

@@ -26,9 +26,11 @@ inline constexpr std::size_t LaterKinds = 3;
 /// A reader leaves it so:
 ///  - DataFile holds the samples;
 ///  - each block has SizeChannel frames one after the other at DataPtr, a frame being one
-///    little-endian sample of each channel in the order of ChannelIndex;
-///  - an integer sample n is the value n / ChannelScale + ChannelOffset, a real one is the
-///    value; rates and scales are not NaN, and rates are finite.
+///    little-endian sample of each channel in the order of ChannelIndex; in the published reading
+///    Lanes can say otherwise where the samples lie, and BigEndian and DataBits what they are;
+///  - an integer sample n is the value n / ChannelScale + ChannelOffset, or n * Factor + Offset
+///    where these are given, a real one is the value; rates and scales are not NaN, and rates are
+///    finite.
 /// Where there is work for later, this holds once it is done.
 struct RecordingStore {
   std::string_view Format;  // id in the table of formats
@@ -36,6 +38,7 @@ struct RecordingStore {
   Long FileSubType = 0;
   String FileName;            // with its folder
   std::int64_t FileSize = 0;  // as it was opened
+  Date Start = 0;             // of the recording; 0: of the first block
   std::string Sidecar;        // file name of what described the samples; empty: nothing did
   struct FileRec FileRec;
   std::vector<ChannelRec>

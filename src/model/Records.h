@@ -6,12 +6,14 @@
 #include <lmimport/Types.h>
 
 #include <array>
+#include <limits>
 #include <string_view>
 #include <vector>
 
 namespace lmimport {
 
-inline constexpr Integer LargestChannelCount = 32;
+inline constexpr Integer LargestChannelCount = 32;               // as written
+inline constexpr Integer LargestPublishedChannelCount = INT16_MAX;  // what an Integer can number
 
 /// Four characters, or three and a zero byte, as at the start of a file.
 constexpr Long FourCharacters(const char (&text)[5]) {
@@ -27,6 +29,10 @@ enum SampleTypes : Integer {
   SampleSingle = 2,  // a value in units, as the next one
   SampleDouble = 3,
   SampleInt8 = 5,
+  // Of the published reading alone.
+  SampleInt24 = 6,
+  SampleALaw = 7,   // one byte each, which stands for a count of 16 bits: ITU-T G.711
+  SampleMuLaw = 8,
 };
 
 /// A number held at the limits of a Long.
@@ -40,7 +46,11 @@ constexpr Long HeldAsLong(std::int64_t number) {
 constexpr Long SampleWidth(Integer sampleType) {
   switch (sampleType) {
     case SampleInt8:
+    case SampleALaw:
+    case SampleMuLaw:
       return 1;
+    case SampleInt24:
+      return 3;
     case SampleInt32:
     case SampleSingle:
       return 4;
@@ -84,11 +94,24 @@ struct ChannelRec {
   std::array<Long, 3> ChannelTail{};
 };
 
+inline constexpr Double NotStated = std::numeric_limits<Double>::quiet_NaN();
+
 struct CommentRec {
   Long Position = 0;      // a sample position in the block, as the format states it
   Long CommentStamp = 0;  // chart
   String Text;
   std::int64_t TextStart = -1;  // 0 or more: the text begins there in SharedTexts of the block
+  Double Time = NotStated;      // seconds from the start of the recording; else by Position
+  Double Duration = NotStated;  // seconds
+};
+
+/// Samples that aren't frames: a record holds a run of samples of each channel, one run after the
+/// other. Sample i of channel c lies at DataPtr + i / RecordFrames * RecordBytes + Starts[c] +
+/// i % RecordFrames * width.
+struct SampleLanes {
+  std::int64_t RecordFrames = 0;     // samples of a run
+  std::int64_t RecordBytes = 0;      // whatever else a record holds among them
+  std::vector<std::int64_t> Starts;  // bytes from the start of a record; empty: frames
 };
 
 struct BlockRec {
@@ -121,12 +144,43 @@ struct BlockRec {
   String SharedTexts;            // of the comments that have a TextStart; each ends with a zero
   std::array<Long, 3> ChartBlockTail{};
 
+  // Of the published reading alone.
+  Double StartTime = NotStated;  // seconds from the start of the recording; else by StartDateTime
+  Double Rate = 0;               // samples per second of each channel; 0: SamplingRate
+  std::vector<Double> Factor;    // a value is count * Factor + Offset; empty: by ChannelScale
+  std::vector<Double> Offset;
+  bool BigEndian = false;  // samples have their highest byte first
+  Integer DataBits = -1;   // the bits of a 16-bit sample that are data
+  SampleLanes Lanes;
+
   /// Makes the three tables for that many channels: each channel its own global one, scales and
   /// offsets 0.
   void DimensionChannels(Integer count);
 
   /// SizeChannel of so many bytes of samples, without a rest that fills no frame.
   void FillFrom(std::int64_t bytes);
+
+  /// Gives each channel the value count * Factor + Offset, as Single scales, too.
+  void Calibrate(std::size_t channel, Double factor, Double offset);
+
+  /// Frames, of SizeChannel, all samples of which lie in the first `size` bytes of the source.
+  std::int64_t FramesIn(std::int64_t size) const;
+
+  /// Frames of kinds that are read as they are.
+  bool IsPlain() const {
+    return Lanes.Starts.empty() && !BigEndian && DataBits == -1 && SampleType <= SampleInt8;
+  }
+  Double FactorOf(std::size_t channel) const {
+    return Factor.empty() ? 1 / Double{ChannelScale[channel]} : Factor[channel];
+  }
+  Double OffsetOf(std::size_t channel) const {
+    return Factor.empty() ? Double{ChannelOffset[channel]} : Offset[channel];
+  }
+  void SetRate(Double rate) {
+    Rate = rate;
+    SamplingRate = static_cast<Single>(rate);
+  }
+  Double ExactRate() const { return Rate > 0 ? Rate : SamplingRate; }
 
   std::int64_t FrameBytes() const { return std::int64_t{ChannelCount} * SampleWidth(SampleType); }
   bool HasRealSamples() const { return SampleType == SampleSingle || SampleType == SampleDouble; }

@@ -114,9 +114,14 @@ class File {
   /// may, and the file must be its owner's alone.
   bool IsOpenToMoreThan(const File& recording) const;
 
+  /// Takes the rights that the recording doesn't give. An error where some of them stay.
+  std::error_code TakeRightsOf(const File& recording);
+
+  /// Somebody else has the file open, as far as the system tells.
+  bool IsOpenElsewhere() const;
+
  private:
   std::error_code Take(int handle, Lock lock, bool writing);
-  std::error_code TakeRightsOf(const File& recording);
 
   int handle_ = -1;
   bool hasName_ = true;

@@ -288,7 +288,9 @@ void File::Reserve(std::int64_t size) {
     if (::fstat(handle_, &status) != 0 || ::fstatvfs(handle_, &disk) != 0) return;
     const std::int64_t wanted = size - status.st_blocks * blockBytes;
     const auto free = static_cast<std::int64_t>(disk.f_bavail);
-    if (wanted <= 0 || wanted / static_cast<std::int64_t>(disk.f_frsize) < free) return;
+    const auto unit = static_cast<std::int64_t>(disk.f_frsize);
+    // Some tell nothing of their room.
+    if (wanted <= 0 || unit == 0 || disk.f_blocks == 0 || wanted / unit < free) return;
     error = std::make_error_code(std::errc::no_space_on_device);
   }
   Resize(Size());  // gives back what was taken before the disk was full

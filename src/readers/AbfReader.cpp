@@ -1,5 +1,8 @@
-// Axon Binary Files of generation 1.x, by the published header: one run of interleaved 16-bit
-// words. Sweeps of an episodic file follow each other in it.
+// Axon Binary Files of generation 1.x, by the published header: one run of interleaved 16-bit words
+// or Singles. Sweeps of an episodic file follow each other in it, and each is a block of its own.
+//
+// As written, sweeps are one block, floating-point files are refused, what an amplifier told of its
+// gain is left out, and gain and offset of a signal conditioner always count.
 //
 //   offset  type       field
 //        0  4 chars    "ABF ", "FTCX" or "CLPX"
@@ -8,10 +11,12 @@
 //       10  int32      samples of all channels; 16: int32 sweeps
 //       20  int32      start: YYMMDD or YYYYMMDD; 24: seconds since midnight; 366: milliseconds
 //       40  int32      data, 44: tags, in blocks of 512 bytes; 48: number of tags
-//      100  int16      sample format, 0 is 16-bit
+//       92  int32      sweeps, in blocks of 512 bytes; 96: their number
+//      100  int16      sample format, 0 is 16-bit, 1 Single
 //      120  int16      channels
 //      122  single     microseconds from sample to sample, over all channels
-//      130  single     microseconds of a unit of tag times; 0: tag times are samples
+//      130  single     microseconds of a unit of times; 0: times are samples
+//      138  int32      samples of a sweep; 178: single seconds from one to the next
 //      244  single     range of the converter in volts; 252: int32 its counts
 //      294  16 chars   creator; 310: 56 chars comment
 //       14  int16      samples ignored at the start of a gap-free recording
@@ -23,6 +28,7 @@
 //     5154  128 chars  comment
 //
 //   tag, 64 bytes: int32 time, 56 chars text, 4 bytes
+//   sweep, 8 bytes: int32 time, int32 samples of all channels
 #include <cmath>
 
 #include "model/Date.h"
@@ -37,11 +43,16 @@ constexpr std::size_t AbfBaseBytes = 2048, AbfHeaderBytes = 6144, AbfTagBytes = 
 constexpr Single AbfFirstExtended = 1.6F;
 constexpr Integer AbfPhysicalChannels = 16, AbfGapFree = 3;
 
-constexpr Field<Single> AbfVersion{4}, AbfSampleInterval{122}, AbfSynchTimeUnit{130}, AbfRange{244};
+constexpr std::int64_t AbfSweepBytes = 8;
+constexpr Integer AbfInt16Format = 0, AbfSingleFormat = 1;
+
+constexpr Field<Single> AbfVersion{4}, AbfSampleInterval{122}, AbfSynchTimeUnit{130},
+    AbfSweepDistance{178}, AbfRange{244};
 constexpr Field<Integer> AbfMode{8}, AbfPointsIgnored{14}, AbfSignalType{1410}, AbfDataFormat{100},
     AbfChannelCount{120}, AbfMilliseconds{366}, AbfSequence{410};
 constexpr Field<Long> AbfAcquiredSamples{10}, AbfSweeps{16}, AbfStartDate{20}, AbfStartTime{24},
-    AbfDataSection{40}, AbfTagSection{44}, AbfTagCount{48}, AbfResolution{252};
+    AbfDataSection{40}, AbfTagSection{44}, AbfTagCount{48}, AbfSweepSection{92}, AbfSweepCount{96},
+    AbfSweepSamples{138}, AbfResolution{252};
 constexpr TextField AbfCreator{294, 16}, AbfShortComment{310, 56}, AbfLongComment{5154, 128};
 // by physical channel
 constexpr TextField AbfName{442, 10}, AbfUnits{602, 8};
@@ -62,7 +73,12 @@ class AbfFile {
  private:
   void FillBlock(BlockRec& block);
   void FillChannel(BlockRec& block, std::size_t channel);
+  void CalibrateAsWritten(BlockRec& block, std::size_t channel, std::size_t physical);
+  void CalibrateAsPublished(BlockRec& block, std::size_t channel, std::size_t physical);
   Date Start() const;
+  Double TimeUnit() const;
+  void CutIntoSweeps();
+  void AddSweep(const BlockRec& whole, std::int64_t firstSample, std::int64_t samples, Double start);
   void FindTags();
   void NoteFindings(const BlockRec& block);
   void NoteCalibration(const BlockRec& block);
@@ -70,15 +86,17 @@ class AbfFile {
   Opening& opening_;
   BinaryFile& file_;
   Header<AbfHeaderBytes> header_;
+  Single version_ = 0;
 };
 
 void AbfFile::Read() {
   opening_.NeedBytes(AbfSmallestFile, "an ABF header", Refusal::UnknownFormat);
   file_.Seek(0);
   header_.ReadMore(file_, 0, AbfBaseBytes);
-  if (header_[AbfDataFormat] != 0)
+  const Integer format = header_[AbfDataFormat];
+  if (format != AbfInt16Format && !(opening_.IsPublished() && format == AbfSingleFormat))
     Refuse(Refusal::UnsupportedFormat, "coding-not-read", AbfDataFormat.Position(),
-           "The samples are of format ", header_[AbfDataFormat],
+           "The samples are of format ", format,
            " (1 is floating point); only 16-bit integers (0) are read.");
   const Integer channels = header_[AbfChannelCount];
   if (channels < 1 || channels > LargestChannelCount)
@@ -91,24 +109,27 @@ void AbfFile::Read() {
   if (channels > AbfPhysicalChannels)
     RefuseAsDamaged(AbfChannelCount.Position(), "The header states ", channels, " channels of ",
                     AbfPhysicalChannels, " physical ones.");
+  version_ = version;
   BlockRec& block = opening_.Store.Blocks.emplace_back();
   block.DimensionChannels(channels);
   FillBlock(block);
-  FindTags();
   block.Notes = header_[extended ? AbfLongComment : AbfShortComment];
+  if (opening_.IsPublished()) CutIntoSweeps();
+  FindTags();
   const Single major = std::trunc(std::clamp<Single>(version, 0, INT16_MAX));
   const Single minor = std::nearbyint(std::clamp<Single>((version - major) * 10, 0, 10));
   opening_.FinishFile(FourCharacters("ABIN"), static_cast<Integer>(major),
                       static_cast<Integer>(minor));
   opening_.Store.FileRec.FileNotes = header_[AbfCreator];
-  NoteFindings(block);
+  if (!opening_.IsPublished()) NoteFindings(block);
 }
 
 void AbfFile::FillBlock(BlockRec& block) {
   block.ADCName = u"ABF";
   block.Resolution = 16;
-  block.SamplingRate =
-      static_cast<Single>(1e6 / (block.ChannelCount * Double{header_[AbfSampleInterval]}));
+  block.SetRate(1e6 / (block.ChannelCount * Double{header_[AbfSampleInterval]}));
+  if (!opening_.IsPublished()) block.Rate = 0;
+  if (header_[AbfDataFormat] == AbfSingleFormat) block.SampleType = SampleSingle;
   for (std::size_t i = 0; i < block.ChannelIndex.size(); ++i) FillChannel(block, i);
   const Long samples = header_[AbfAcquiredSamples];
   const Long section = header_[AbfDataSection];
@@ -117,6 +138,9 @@ void AbfFile::FillBlock(BlockRec& block) {
                     " samples from 512-byte block ", section, " on.");
   block.SizeChannel = samples / block.ChannelCount;
   block.DataPtr = section * AbfSectionUnit;
+  const Integer ignored = header_[AbfPointsIgnored];
+  if (opening_.IsPublished() && header_[AbfMode] == AbfGapFree && ignored > 0)
+    block.DataPtr += std::int64_t{ignored} * SampleWidth(block.SampleType);
   block.StartDateTime = Start();
 }
 
@@ -128,6 +152,15 @@ void AbfFile::FillChannel(BlockRec& block, std::size_t channel) {
                     " is physical channel ", number, ", not 0 to 15.");
   const auto physical = static_cast<std::size_t>(number);
   block.ChannelIndex[channel] = number;
+  if (opening_.IsPublished())
+    CalibrateAsPublished(block, channel, physical);
+  else
+    CalibrateAsWritten(block, channel, physical);
+  opening_.Store.Channel(physical).ChannelTitle = header_[AbfName(physical)];
+  opening_.Store.Channel(physical).ChannelUnitName = header_[AbfUnits(physical)];
+}
+
+void AbfFile::CalibrateAsWritten(BlockRec& block, std::size_t channel, std::size_t physical) {
   Single& scale = block.ChannelScale[channel];
   scale = Narrowed(header_[AbfResolution] / Double{header_[AbfRange]}, "ABF counts per volt",
                    AbfRange.Position());
@@ -139,8 +172,24 @@ void AbfFile::FillChannel(BlockRec& block, std::size_t channel) {
   const Double signalOffset = header_[AbfSignalOffset(physical)];
   block.ChannelOffset[channel] = Narrowed(signalOffset + header_[AbfInstrumentOffset(physical)],
                                           "ABF offset", AbfSignalOffset(physical).Position());
-  opening_.Store.Channel(physical).ChannelTitle = header_[AbfName(physical)];
-  opening_.Store.Channel(physical).ChannelUnitName = header_[AbfUnits(physical)];
+}
+
+// Gain and offset of the signal conditioner count where one is in use, and what the amplifier told
+// of its gain from version 1.6 on: before, samples lie there.
+void AbfFile::CalibrateAsPublished(BlockRec& block, std::size_t channel, std::size_t physical) {
+  const bool conditioned = header_[AbfSignalType] != 0;
+  Double gain = Double{header_[AbfInstrumentScale(physical)]} *
+                Double{header_[AbfProgrammableGain(physical)]};
+  Double offset = header_[AbfInstrumentOffset(physical)];
+  if (conditioned) {
+    gain *= header_[AbfSignalGain(physical)];
+    offset -= header_[AbfSignalOffset(physical)];
+  }
+  const Single telegraph = header_[AbfTelegraphGain(physical)];
+  if (version_ >= AbfFirstExtended && header_[AbfTelegraphInUse(physical)] != 0 && telegraph > 0)
+    gain *= telegraph;
+  if (gain == 0) gain = 1;
+  block.Calibrate(channel, header_[AbfRange] / (Double{gain} * header_[AbfResolution]), offset);
 }
 
 // 0 where the number is too short to have a year, or below 0.
@@ -154,12 +203,64 @@ Date AbfFile::Start() const {
   } else if (year <= 99) {
     year += 1900;
   }
-  return DateSerial(year, number / 100 % 100, number % 100) + header_[AbfStartTime] / SecondsPerDay;
+  const Double milliseconds = opening_.IsPublished() ? header_[AbfMilliseconds] : 0;
+  return DateSerial(year, number / 100 % 100, number % 100) +
+         (header_[AbfStartTime] + milliseconds / 1000) / SecondsPerDay;
+}
+
+// Seconds of a unit in which sweeps and tags state their times.
+Double AbfFile::TimeUnit() const {
+  const Single unit = header_[AbfSynchTimeUnit];
+  return Double{unit > 0 ? unit : header_[AbfSampleInterval]} / 1e6;
+}
+
+void AbfFile::AddSweep(const BlockRec& whole, std::int64_t firstSample, std::int64_t samples,
+                       Double start) {
+  BlockRec& sweep = opening_.Store.Blocks.emplace_back(whole);
+  sweep.SizeChannel = HeldAsLong(std::max<std::int64_t>(0, samples) / whole.ChannelCount);
+  sweep.DataPtr += firstSample * SampleWidth(whole.SampleType);
+  sweep.StartTime = start;
+  if (whole.StartDateTime != 0) sweep.StartDateTime += start / SecondsPerDay;
+}
+
+// Where a table states times and lengths of sweeps, by it; else sweeps of an episodic file are of one
+// length. A gap-free file without a table is one block.
+void AbfFile::CutIntoSweeps() {
+  opening_.Store.Start = opening_.Store.Blocks.front().StartDateTime;
+  const std::int64_t table = header_[AbfSweepSection] * AbfSectionUnit;
+  const std::int64_t held = std::max<std::int64_t>(0, file_.Size() - table) / AbfSweepBytes;
+  const bool hasTable = table > 0 && header_[AbfSweepCount] > 0 && held > 0;
+  const Long sweeps = header_[AbfSweeps];
+  const Long ofEach = header_[AbfSweepSamples];
+  if (!hasTable && (header_[AbfMode] == AbfGapFree || sweeps <= 1 || ofEach <= 0)) return;
+  const BlockRec whole = std::move(opening_.Store.Blocks.front());
+  opening_.Store.Blocks.clear();
+  const std::int64_t all = header_[AbfAcquiredSamples];
+  const auto hasRoom = [this] { return std::ssize(opening_.Store.Blocks) < INT16_MAX; };
+  if (hasTable) {
+    const std::int64_t count = std::min<std::int64_t>(held, header_[AbfSweepCount]);
+    file_.Seek(table);
+    for (std::int64_t i = 0, sample = 0; i < count && sample < all && hasRoom(); ++i) {
+      const auto time = file_.ReadValue<Long>();
+      const Long samples = file_.ReadValue<Long>();
+      if (samples <= 0) continue;
+      AddSweep(whole, sample, std::min<std::int64_t>(samples, all - sample), time * TimeUnit());
+      sample += samples;
+    }
+  } else {
+    const Double length = ofEach / whole.ChannelCount / whole.Rate;
+    const Single distance = header_[AbfSweepDistance];
+    for (std::int64_t i = 0; i < sweeps && i * ofEach < all && hasRoom(); ++i)
+      AddSweep(whole, i * ofEach, std::min<std::int64_t>(ofEach, all - i * ofEach),
+               static_cast<Double>(i) * (distance > 0 ? distance : length));
+  }
+  if (opening_.Store.Blocks.empty()) opening_.Store.Blocks.push_back(whole);
 }
 
 struct Tags {
   std::int64_t Start;  // of the section, in bytes
   Long Count;
+  Double TimeUnit;  // seconds of a tag time, in the published reading
   Double Unit;      // microseconds of a tag time; not above 0: tag times are samples
   Double Interval;  // microseconds from sample to sample, over all channels
 };
@@ -172,8 +273,18 @@ Long TagPosition(const Tags& tags, Long time, Integer channels) {
   return static_cast<Long>(std::clamp<Double>(rounded, INT32_MIN, INT32_MAX));
 }
 
+void ReadTagsAsPublished(Opening& opening, const Tags& tags) {
+  Header<AbfTagBytes> tag(opening.Texts);
+  opening.DataFile.Seek(tags.Start);
+  for (Long i = 0; i < tags.Count; ++i) {
+    if (tag.ReadMore(opening.DataFile, 0, AbfTagBytes) < std::int64_t{AbfTagBytes}) break;
+    opening.AddComment(tag[AbfTagTime] * tags.TimeUnit, NotStated, tag[AbfTagText]);
+  }
+}
+
 // Past the end of the file, the current tag is reused, so all that are missing are the last.
 void ReadTags(Opening& opening, const Tags& tags) {
+  if (opening.IsPublished()) return ReadTagsAsPublished(opening, tags);
   BlockRec& block = opening.Store.Blocks.front();
   Header<AbfTagBytes> tag(opening.Texts);
   opening.DataFile.Seek(tags.Start);
@@ -186,19 +297,21 @@ void ReadTags(Opening& opening, const Tags& tags) {
 }
 
 void AbfFile::FindTags() {
-  const Tags tags = {header_[AbfTagSection] * AbfSectionUnit, header_[AbfTagCount],
+  const Tags tags = {header_[AbfTagSection] * AbfSectionUnit, header_[AbfTagCount], TimeUnit(),
                      header_[AbfSynchTimeUnit], header_[AbfSampleInterval]};
   if (tags.Count <= 0) return;
   const std::int64_t held = tags.Start < 0 ? 0
                                            : std::max<std::int64_t>(0, file_.Size() - tags.Start) /
                                                  std::int64_t{AbfTagBytes};
-  if (tags.Count - held > AbfLargestMissingTags)
+  if (tags.Count - held > AbfLargestMissingTags && !opening_.IsPublished())
     RefuseAsDamaged(AbfTagCount.Position(), "The header claims ", tags.Count,
                     " tags, and the file holds ", held, ".");
   if (tags.Count > held)
     opening_.Warn("tags-cut-off", {tags.Start, 0}, "The header claims ", tags.Count,
                   " tags, and the file holds ", held,
-                  "; each that is missing is shown as the last one that is there.");
+                  opening_.IsPublished()
+                      ? "."
+                      : "; each that is missing is shown as the last one that is there.");
   opening_.DoOrDefer(Later::Comments, [tags](Opening& later) { ReadTags(later, tags); });
 }
 

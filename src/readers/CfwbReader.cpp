@@ -11,7 +11,9 @@
 //       52  int32    channels; 56: samples of a channel; the size of the file counts
 //       60  int32    1: the first column is time
 //       64  int32    sample format: 1 Double, 2 Single, 3 16-bit integer
+#include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "model/Date.h"
 #include "model/HeaderView.h"
@@ -22,7 +24,8 @@ namespace {
 
 constexpr std::int64_t CfwbSmallestFile = 166;
 constexpr std::size_t CfwbHeadBytes = 68, CfwbChannelBytes = 96;
-constexpr Long CfwbMark = FourCharacters("CFWB"), CfwbInt16Format = 3, CfwbFileSubType = 1;
+constexpr Long CfwbMark = FourCharacters("CFWB"), CfwbFileSubType = 1;
+constexpr Long CfwbDoubleFormat = 1, CfwbSingleFormat = 2, CfwbInt16Format = 3;
 
 constexpr Field<Long> CfwbSignature{0};
 constexpr Field<Integer> CfwbVersion{4};
@@ -35,17 +38,29 @@ constexpr Field<Long> CfwbChannels{52}, CfwbSamples{56}, CfwbTimeChannel{60}, Cf
 constexpr TextField CfwbTitle{0, 32}, CfwbUnits{32, 32};
 constexpr Field<Double> CfwbScale{64}, CfwbOffset{72};
 
-void CheckHeader(const HeaderView& header) {
+// The kind of the samples; none for one that there isn't.
+std::optional<Integer> KindOf(const Opening& opening, Long format) {
+  if (format == CfwbInt16Format) return SampleInt16;
+  if (!opening.IsPublished()) return {};
+  if (format == CfwbDoubleFormat) return SampleDouble;
+  if (format == CfwbSingleFormat) return SampleSingle;
+  return {};
+}
+
+void CheckHeader(const Opening& opening, const HeaderView& header) {
   const Long channels = header[CfwbChannels];
-  if (header[CfwbSignature] != CfwbMark || channels < 1 || channels > LargestChannelCount)
-    RefuseAsUnknown(CfwbChannels.Position(), "The header states ", channels,
-                    " channels, not 1 to 32.");
+  const Integer most = opening.LargestChannels();
+  if (header[CfwbSignature] != CfwbMark || channels < 1 || channels > most)
+    RefuseAsUnknown(CfwbChannels.Position(), "The header states ", channels, " channels, not 1 to ",
+                    most, ".");
   const Long format = header[CfwbDataFormat];
-  if (format != CfwbInt16Format) {
-    const char* name = format == 1 ? "Doubles" : format == 2 ? "Singles" : "of an unknown kind";
+  if (!KindOf(opening, format)) {
+    const char* name = format == CfwbDoubleFormat   ? "Doubles"
+                       : format == CfwbSingleFormat ? "Singles"
+                                                    : "of an unknown kind";
     Refuse(Refusal::UnsupportedFormat, "coding-not-read", CfwbDataFormat.Position(),
            "The samples are ", name, " (format ", format,
-           "); only 16-bit integers (format 3) are read.");
+           opening.IsPublished() ? ")." : "); only 16-bit integers (format 3) are read.");
   }
   if (header[CfwbTimeChannel] != 0)
     Refuse(Refusal::UnsupportedFormat, "coding-not-read", CfwbTimeChannel.Position(),
@@ -57,23 +72,45 @@ void ReadChannels(Opening& opening, BlockRec& block) {
     const std::int64_t position = opening.DataFile.Position();
     const Header<CfwbChannelBytes> header(opening.DataFile);
     const Double scale = header[CfwbScale];
-    block.ChannelScale[i] = Narrowed(1 / scale, "CFWB counts per unit", position);
-    block.ChannelOffset[i] = Narrowed(scale * header[CfwbOffset], "CFWB offset in units", position);
+    if (block.HasRealSamples()) {
+      block.Calibrate(i, 1, 0);
+    } else if (opening.IsPublished()) {
+      block.Calibrate(i, scale, scale * header[CfwbOffset]);
+    } else {
+      block.ChannelScale[i] = Narrowed(1 / scale, "CFWB counts per unit", position);
+      block.ChannelOffset[i] =
+          Narrowed(scale * header[CfwbOffset], "CFWB offset in units", position);
+    }
     opening.Store.Channel(i).ChannelTitle = header[CfwbTitle];
     opening.Store.Channel(i).ChannelUnitName = header[CfwbUnits];
   }
 }
 
-// Of the second what is whole. A trigger that is not a number is taken as none.
-Date StartOf(const HeaderView& header) {
+// As written, of the second what is whole. A trigger that is not a number is taken as none.
+Date StartOf(const HeaderView& header, bool published) {
   constexpr Double farthest = 1e12;
   const Double trigger = header[CfwbTrigger];
   const Double second = std::trunc(header[CfwbSecond]);
+  const Double fraction = published ? header[CfwbSecond] - second : 0;
   const auto held =
       static_cast<std::int64_t>(std::isnan(second) ? 0 : std::clamp(second, -farthest, farthest));
   return DateSerial(header[CfwbYear], header[CfwbMonth], header[CfwbDay]) +
          TimeSerial(header[CfwbHour], header[CfwbMinute], held) -
-         (std::isfinite(trigger) ? trigger : 0) / SecondsPerDay;
+         ((std::isfinite(trigger) ? trigger : 0) - (std::isfinite(fraction) ? fraction : 0)) /
+             SecondsPerDay;
+}
+
+void NoteWhatIsDropped(Opening& opening, const HeaderView& header, const BlockRec& block) {
+  const Long stated = header[CfwbSamples];
+  if (stated > 0 && stated < block.SizeChannel)
+    opening.Warn("samples-past-count", {CfwbSamples.Position(), 0}, "The header states ", stated,
+                 " frames, and what follows them is shown as ", block.SizeChannel - stated,
+                 " more.");
+  const Double fraction = header[CfwbSecond] - std::trunc(header[CfwbSecond]);
+  if (fraction != 0 && std::isfinite(fraction))
+    opening.Note("start-fraction", {CfwbSecond.Position(), 0}, "The recording starts ",
+                 static_cast<Single>(std::abs(fraction)), fraction > 0 ? " s later" : " s earlier",
+                 " than shown.");
 }
 
 }  // namespace
@@ -82,29 +119,31 @@ void ReadCfwbFile(Opening& opening) {
   BinaryFile& file = opening.DataFile;
   opening.NeedBytes(CfwbSmallestFile, "a CFWB file");
   const Header<CfwbHeadBytes> header(file, 0);
-  CheckHeader(header);
+  CheckHeader(opening, header);
+  const bool published = opening.IsPublished();
+  const Long channels = header[CfwbChannels];
+  if (published && file.Size() < file.Position() + channels * std::int64_t{CfwbChannelBytes})
+    RefuseAsDamaged(file.Size(), "The file ends before the headers of its ", channels,
+                    " channels.");
 
   BlockRec& block = opening.Store.Blocks.emplace_back();
   block.ADCName = u"BIN";
   block.Resolution = 16;
+  block.SampleType = *KindOf(opening, header[CfwbDataFormat]);
   block.SamplingRate =
       Narrowed(1 / header[CfwbSecondsPerTick], "CFWB rate", CfwbSecondsPerTick.Position());
-  block.DimensionChannels(static_cast<Integer>(header[CfwbChannels]));
+  if (published) block.SetRate(1 / header[CfwbSecondsPerTick]);
+  block.DimensionChannels(static_cast<Integer>(channels));
   ReadChannels(opening, block);
   block.DataPtr = file.Position();
   block.FillFrom(file.Size() - block.DataPtr);
-  if (header[CfwbSamples] > block.SizeChannel)
-    opening.Warn("data-cut-off", file.Size(), "The header claims ", header[CfwbSamples],
+  const Long stated = header[CfwbSamples];
+  if (stated > block.SizeChannel)
+    opening.Warn("data-cut-off", file.Size(), "The header claims ", stated,
                  " frames, and the file holds ", block.SizeChannel, ".");
-  if (header[CfwbSamples] > 0 && header[CfwbSamples] < block.SizeChannel)
-    opening.Warn("samples-past-count", {CfwbSamples.Position(), 0}, "The header states ",
-                 header[CfwbSamples], " frames, and what follows them is shown as ",
-                 block.SizeChannel - header[CfwbSamples], " more.");
-  const Double fraction = header[CfwbSecond] - std::trunc(header[CfwbSecond]);
-  if (fraction != 0 && std::isfinite(fraction))
-    opening.Note("start-fraction", {CfwbSecond.Position(), 0}, "The recording starts ", fraction,
-                 " s later than shown.");
-  block.StartDateTime = StartOf(header);
+  if (stated > 0 && published) block.SizeChannel = std::min(stated, block.SizeChannel);
+  if (!published) NoteWhatIsDropped(opening, header, block);
+  block.StartDateTime = StartOf(header, published);
   opening.FinishFile(CfwbMark, header[CfwbVersion], 0, CfwbFileSubType);
 }
 

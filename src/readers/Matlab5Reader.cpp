@@ -87,11 +87,15 @@ class Matlab5File {
   Byte flags_ = 0;
   bool tall_ = false;
   bool isAstray_ = false;
+  std::vector<std::int64_t> toBeMet_;  // where variables lie after a compressed one,
+  std::int64_t metCount_ = 0;          // and how many of them the walk meets
 };
 
 void Matlab5File::Read() {
   opening_.NeedBytes(Mat5SmallestFile, "a MATLAB level 5 file");
   if (CheckHeader()) Walk();
+  for (std::int64_t i = metCount_; i < std::ssize(toBeMet_); ++i)
+    variables_.LeaveOut("after compressed ones");
   variables_.Finish(5, detail_.empty() ? "" : " (" + detail_ + ")");
 }
 
@@ -117,6 +121,8 @@ void Matlab5File::Walk() {
     const Tag tag = ReadTag();
     if (tag.Size < Mat5LeastSize) return NoteEnd(next, tag);
     if (tag.Type == CompressedData && !isAstray_) CountFrom(next);
+    const auto met = std::ranges::lower_bound(toBeMet_, next);
+    if (met != toBeMet_.end() && *met == next) ++metCount_;
     const std::int64_t end = next + Mat5TagBytes + tag.Size;
     next = RaisedToEight(end);
     BlockRec block;
@@ -150,7 +156,10 @@ void Matlab5File::CountFrom(std::int64_t next) {
       break;
     }
     const bool compressed = tag.Type == CompressedData;
-    variables_.LeaveOut(compressed ? "compressed" : "after compressed ones");
+    if (compressed)
+      variables_.LeaveOut("compressed");
+    else
+      toBeMet_.push_back(next);
     const std::int64_t end = next + Mat5TagBytes + tag.Size;
     next = compressed ? end : RaisedToEight(end);
   }

@@ -1,20 +1,27 @@
-// RIFF wave files with PCM samples of 9 to 16 bits, by the published layout of the format.
+// RIFF wave files, by the published layout of the format (Multimedia Programming Interface 1.0, the
+// extensible format, EBU Tech 3306 for RF64 and BW64, ITU-T G.711).
 //
 //   offset  type      field
-//        0  4 chars   "RIFF"; int32 size, not used
+//        0  4 chars   "RIFF"; "RF64", "BW64": above 4 GiB; "RIFX": all in big-endian order
+//        4  int32     size, not used
 //        8  4 chars   form "WAVE"; any other RIFF file is raw data
-//       12            chunks: 4 chars id, int32 size of the body, body; no pad byte is allowed for
-//   body of "fmt "
-//        0  int16     coding, 1 is PCM
+//       12            chunks: 4 chars id, uint32 size of the body, body, a pad byte behind an odd one
+//   body of "fmt "                                body of "ds64", of a file above 4 GiB
+//        0  int16     coding, below                   8  int64  size of the body of "data"
 //        2  int16     channels
 //        4  int32     samples per second
 //       12  int16     bytes of a frame
 //       14  int16     bits of a sample
+//       24  int16     coding of an extensible format
 //
-// "fact" chunks are passed over. No other chunk may precede "fmt " or lie between it and "data".
-// Each sample takes a whole signed 16-bit word. A text header beside the file can calibrate the
-// channels.
+// A sample of whole numbers takes all of its bytes, whatever its bits say; one of a single byte has no
+// sign. Full scale is 1, unless a text header beside the file calibrates the channels.
+//
+// As written, only PCM of 9 to 16 bits in "RIFF" is read, as counts / 6400; no pad byte is allowed for,
+// and no chunk but "fact" may precede "fmt " or lie between it and "data".
+#include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "model/HeaderView.h"
 #include "readers/AdcTables.h"
@@ -24,16 +31,21 @@
 namespace lmimport {
 namespace {
 
-constexpr std::int64_t WaveSmallestFile = 48, WaveChunkHeadBytes = 8;
+constexpr std::int64_t WaveSmallestFile = 48, WaveFirstChunk = 12, WaveChunkHeadBytes = 8;
 constexpr std::size_t WaveFormatBytes = 16;
 constexpr Long WaveRiff = FourCharacters("RIFF"), WaveForm = FourCharacters("WAVE"),
                WaveFormatChunk = FourCharacters("fmt "), WaveFactChunk = FourCharacters("fact"),
-               WaveDataChunk = FourCharacters("data");
-constexpr Integer WavePcm = 1;
+               WaveDataChunk = FourCharacters("data"), WaveBigRiff = FourCharacters("RIFX"),
+               WaveSizeChunk = FourCharacters("ds64");
+constexpr std::size_t WaveExtensibleBytes = 40, WaveSizeBytes = 28;
+constexpr Integer WavePcm = 1, WaveFloat = 3, WaveALaw = 6, WaveMuLaw = 7, WaveExtensible = -2;
 
 // of the body of "fmt "
 constexpr Field<Integer> WaveTag{0}, WaveChannels{2}, WaveFrameBytes{12}, WaveBits{14};
 constexpr Field<Long> WaveRate{4};
+constexpr Field<Integer> WaveSubFormat{24};
+// of the body of "ds64"
+constexpr Field<std::int64_t> WaveDataSize{8};
 
 struct Chunk {
   Long Id;
@@ -138,14 +150,148 @@ void FillBlock(Opening& opening, const HeaderView& format, std::int64_t formatPo
   opening.FinishFile(WaveForm, described ? 1 : 0);
 }
 
+// The published layout: any chunks in any order, and the kinds of samples that there are.
+class PublishedWave {
+ public:
+  explicit PublishedWave(Opening& opening) : opening_(opening), file_(opening.DataFile) {}
+  void Read();
+
+ private:
+  void FindChunks();
+  void ReadSizes(std::int64_t position);
+  void FillBlock();
+  void ChooseKind(BlockRec& block, Integer tag, Integer width) const;
+  [[noreturn]] void RefuseCoding(Integer tag) const;
+
+  Opening& opening_;
+  BinaryFile& file_;
+  Header<WaveExtensibleBytes> format_{opening_.Texts};
+  bool isBig_ = false;
+  std::int64_t formatPosition_ = -1;
+  std::int64_t dataPosition_ = -1;
+  std::int64_t dataSize_ = 0;     // to the end of the file
+  std::int64_t claimedSize_ = 0;  // as the file states it, if it does
+  std::int64_t longSize_ = -1;  // that a file above 4 GiB states
+};
+
+void PublishedWave::Read() {
+  file_.Seek(0);
+  isBig_ = opening_.Magic == WaveBigRiff;
+  format_.SetBigEndian(isBig_);
+  FindChunks();
+  if (formatPosition_ < 0 || dataPosition_ < 0)
+    RefuseAsUnknown(file_.Size(), "The chunks of the wave file end before \"",
+                    formatPosition_ < 0 ? "fmt " : "data", "\".");
+  FillBlock();
+}
+
+void PublishedWave::FindChunks() {
+  const std::int64_t size = file_.Size();
+  for (std::int64_t next = WaveFirstChunk; next + WaveChunkHeadBytes <= size;) {
+    Header<WaveChunkHeadBytes> head(file_, next);
+    const Long id = head[Field<Long>{0}];
+    head.SetBigEndian(isBig_);
+    std::int64_t bytes = head[Field<std::uint32_t>{4}];
+    const std::int64_t body = next + WaveChunkHeadBytes;
+    if (id == WaveSizeChunk) ReadSizes(body);
+    if (id == WaveFormatChunk && formatPosition_ < 0) {
+      formatPosition_ = body;
+      file_.Seek(body);
+      format_.ReadMore(file_, 0, static_cast<std::size_t>(
+                                     std::min<std::int64_t>(bytes, WaveExtensibleBytes)));
+    }
+    if (id == WaveDataChunk) {
+      // A writer to a pipe couldn't go back to state the size.
+      constexpr std::int64_t none = 0xffffffff;
+      if (bytes == none && longSize_ >= 0) bytes = longSize_;
+      dataPosition_ = body;
+      dataSize_ = size - body;
+      claimedSize_ = bytes == 0 || bytes == none ? dataSize_ : bytes;
+    }
+    if (formatPosition_ >= 0 && dataPosition_ >= 0) return;
+    next = body + bytes + bytes % 2;
+  }
+}
+
+void PublishedWave::ReadSizes(std::int64_t position) {
+  const Header<WaveSizeBytes> sizes(file_, position);
+  const std::int64_t size = sizes[WaveDataSize];
+  if (size >= 0) longSize_ = size;
+}
+
+void PublishedWave::RefuseCoding(Integer tag) const {
+  std::string name = "unknown";
+  for (const Coding& coding : Codings) {
+    if (coding.Tag == tag) name = coding.Name;
+  }
+  Refuse(Refusal::UnsupportedFormat, "coding-not-read", formatPosition_,
+         "The samples are coded as ", name, " (format tag ", static_cast<std::uint16_t>(tag),
+         ") with ", format_[WaveBits], " bits and ", format_[WaveFrameBytes], " bytes for ",
+         format_[WaveChannels],
+         " channels; PCM of 1 to 4 bytes, floating point of 4 or 8, A-law and mu-law are read.");
+}
+
+void PublishedWave::ChooseKind(BlockRec& block, Integer tag, Integer width) const {
+  constexpr std::array<Integer, 4> wholeNumbers = {SampleInt8, SampleInt16, SampleInt24,
+                                                   SampleInt32};
+  if (tag == WavePcm && width >= 1 && width <= 4) {
+    block.SampleType = wholeNumbers[static_cast<std::size_t>(width - 1)];
+    block.SampleUnsigned = width == 1 ? -1 : 0;
+  } else if (tag == WaveFloat && (width == 4 || width == 8)) {
+    block.SampleType = width == 4 ? SampleSingle : SampleDouble;
+  } else if ((tag == WaveALaw || tag == WaveMuLaw) && width == 1) {
+    block.SampleType = tag == WaveALaw ? SampleALaw : SampleMuLaw;
+  } else {
+    RefuseCoding(tag);
+  }
+  block.BigEndian = isBig_ && width > 1;
+}
+
+void PublishedWave::FillBlock() {
+  const Integer channels = format_[WaveChannels];
+  const int frameBytes = static_cast<std::uint16_t>(format_[WaveFrameBytes]);
+  Integer tag = format_[WaveTag];
+  if (tag == WaveExtensible) tag = format_[WaveSubFormat];
+  if (channels < 1 || frameBytes == 0 || frameBytes % channels != 0) RefuseCoding(tag);
+  const std::int64_t held = std::min(dataSize_, claimedSize_);
+  if (held < frameBytes)
+    Refuse(Refusal::NoData, "no-data", dataPosition_, "The file has ", held,
+           " bytes of samples, less than a frame of ", frameBytes, ".");
+  BlockRec& block = opening_.Store.Blocks.emplace_back();
+  ChooseKind(block, tag, static_cast<Integer>(frameBytes / channels));
+  block.DataPtr = dataPosition_;
+  block.ADCName = u"Sound";
+  block.SetRate(static_cast<std::uint32_t>(format_[WaveRate]));
+  block.DimensionChannels(channels);
+  block.FillFrom(claimedSize_);
+  block.StartDateTime = opening_.DateOfFile();
+  block.Title =
+      FromUtf8(Sentence(block.Rate / 1000.0, " kHz, ", format_[WaveBits], "-bit"));
+  // The bits of a count; a byte of A-law or mu-law stands for one of 16.
+  const bool isWord = block.SampleType == SampleALaw || block.SampleType == SampleMuLaw;
+  const int bits = isWord ? 16 : 8 * static_cast<int>(SampleWidth(block.SampleType));
+  const bool described = ReadBeside(opening_, "_wavheader.txt", ReadBinHeader, block);
+  if (described && block.SamplingRate != static_cast<Single>(block.Rate)) block.Rate = 0;
+  // The text is made for words: of other counts, their upper 16 bits.
+  for (std::size_t c = 0; c < block.ChannelScale.size(); ++c) {
+    const Double perWord = described ? 1 / Double{block.ChannelScale[c]} : std::exp2(-15);
+    const Double factor = block.HasRealSamples() ? 1 : perWord * std::exp2(16 - bits);
+    block.Calibrate(c, factor, block.HasRealSamples() ? 0 : Double{block.ChannelOffset[c]});
+  }
+  opening_.FinishFile(WaveForm, described ? 1 : 0);
+}
+
 }  // namespace
 
 void ReadWaveFile(Opening& opening) {
   BinaryFile& file = opening.DataFile;
-  opening.NeedBytes(WaveSmallestFile, "a wave file");
+  const bool published = opening.IsPublished();
+  opening.NeedBytes(published ? WaveFirstChunk : WaveSmallestFile, "a wave file");
   file.Seek(0);
   const Chunk riff = ReadChunkHead(file);
-  if (riff.Id != WaveRiff || file.ReadValue<Long>() != WaveForm) return ReadRawFile(opening);
+  const bool isWave = file.ReadValue<Long>() == WaveForm;
+  if (!isWave || (!published && riff.Id != WaveRiff)) return ReadRawFile(opening);
+  if (published) return PublishedWave(opening).Read();
 
   const Long formatSize = FindChunk(file, WaveFormatChunk);
   const std::int64_t formatPosition = file.Position();

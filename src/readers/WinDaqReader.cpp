@@ -2,16 +2,16 @@
 // of interleaved signed 16-bit words with names, units, calibration and event markers.
 //
 //   offset  type      field
-//        0  int16     channels in the low five bits
+//        0  int16     channels in the low five bits; in eight where the header has room for 144
 //        4  byte      offset of the channel entries, always 110
 //        5  byte      size of a channel entry, always 36
 //        6  int16     size of the header; its last word is the end mark 0x8001
 //        8  int32     bytes of samples; below 2: all that is left of the file
 //       12  int32     bytes of the event marker table
 //       16  int16     bytes of the annotation text, with its last zero byte
-//       28  double    seconds from one sample to the next, over all channels
+//       28  double    seconds from one sample of a channel to the next
 //       36  int32     start, seconds since 1970; 40: end, likewise
-//      100  int16     bit 1: HiRes, bit 14: packed
+//      100  int16     bit 1: HiRes, else the two low bits of a word are no data; bit 14: packed
 //      110            channel entries: 8 double slope, in units per four counts; 16 double
 //                     intercept, in units; 24 six bytes of unit
 //
@@ -21,7 +21,11 @@
 //
 // A marker is one to three int32: its frame; a time stamp unless the frame is negative; a pointer
 // to its comment if the next value is at or below the negative number of frames, with the top bit
-// set and the distance in the others.
+// set and the distance in the others. In a HiRes file the samples of all channels take the place of
+// the frames.
+//
+// So the layout has it. As written, the interval runs over all channels, all 16 bits of a word are
+// data, the channels count in five bits, and a HiRes file's markers count frames.
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -36,7 +40,9 @@ namespace {
 constexpr std::int64_t WinDaqSmallestFile = 154;
 constexpr std::size_t WinDaqHeaderBytes = 110, WinDaqEntryBytes = 36;
 constexpr std::uint16_t WinDaqEndOfHeader = 0x8001;
-constexpr Integer WinDaqChannelMask = 31, WinDaqHiRes = 1 << 1, WinDaqPacked = 1 << 14;
+constexpr Integer WinDaqChannelMask = 31, WinDaqWideChannelMask = 255, WinDaqHiRes = 1 << 1,
+                  WinDaqPacked = 1 << 14, WinDaqDataBits = ~3;
+constexpr std::int64_t WinDaqRoomOfWideMask = 144;
 constexpr Long WinDaqPointerMask = 0x7fffffff, NoComment = -1;
 
 constexpr Field<Integer> WinDaqChannels{0}, WinDaqHeaderSize{6}, WinDaqAnnotationBytes{16},
@@ -48,6 +54,20 @@ constexpr Field<Double> WinDaqSampleInterval{28};
 // of a channel entry
 constexpr Field<Double> WinDaqSlope{8}, WinDaqIntercept{16};
 constexpr TextField WinDaqUnits{24, 6};
+
+bool Has(const HeaderView& header, Integer flag) {
+  return (header[WinDaqFlags] & flag) != 0;
+}
+
+// The channels that the header has room for.
+std::int64_t RoomOf(const HeaderView& header) {
+  return (header[WinDaqHeaderSize] - 112) / std::int64_t{WinDaqEntryBytes};
+}
+
+Integer ChannelsOf(const HeaderView& header, bool published) {
+  const bool wide = published && RoomOf(header) >= WinDaqRoomOfWideMask;
+  return header[WinDaqChannels] & (wide ? WinDaqWideChannelMask : WinDaqChannelMask);
+}
 
 struct Areas {
   std::int64_t Samples;
@@ -96,14 +116,14 @@ std::vector<Long> ReadMarkerTable(BinaryFile& file, const Areas& areas) {
 // for each marker. A table that the file cuts off goes on with zeros, which are markers of frame 0,
 // and those aren't shown. So only what is there needs to be walked, followed by zeros.
 template <class Take>
-void WalkMarkers(const std::vector<Long>& values, const Areas& areas, Integer channelCount,
+void WalkMarkers(const std::vector<Long>& values, const Areas& areas, Integer countedChannels,
                  Take take) {
   const std::int64_t claimed = areas.MarkerBytes / 4;
   const auto held = static_cast<std::int64_t>(values.size());
   const auto value = [&](std::int64_t i) {
     return i < held ? values[static_cast<std::size_t>(i)] : 0;
   };
-  const Double lowestPosition = -(static_cast<Double>(areas.DataBytes) / (channelCount * 2));
+  const Double lowestPosition = -(static_cast<Double>(areas.DataBytes) / (countedChannels * 2));
   for (std::int64_t i = 0; i < held; ++i) {
     const Long position = value(i);
     if (position >= 0) ++i;  // its time stamp
@@ -142,27 +162,40 @@ void ReadTexts(BinaryFile& file, std::int64_t annotations, BlockRec& block) {
   }
 }
 
-void ReadComments(Opening& opening, const Areas& areas, bool hiRes) {
-  BlockRec& block = opening.Store.Blocks.front();
-  const std::vector<Long> values = ReadMarkerTable(opening.DataFile, areas);
-  std::size_t count = 0;
-  std::int64_t atStart = 0;
-  WalkMarkers(values, areas, block.ChannelCount,
-              [&](Long position, Long) { position != 0 ? void(++count) : void(++atStart); });
+// What the rules of before make of markers, where the layout has it otherwise.
+void NoteMarkers(Opening& opening, const Areas& areas, bool hiRes, std::int64_t atStart,
+                 std::size_t shown) {
+  const Integer channels = opening.Store.Blocks.front().ChannelCount;
   if (atStart > 0)
     opening.Note("comments-left-out", {areas.Markers, 0}, atStart,
                  atStart == 1 ? " marker at frame 0, where the recording starts, is left out."
                               : " markers at frame 0, where the recording starts, are left out.");
-  if (hiRes && block.ChannelCount > 1 && count > 0)
+  if (hiRes && channels > 1 && shown > 0)
     opening.Warn("markers-misread", {areas.Markers, 0},
                  "In a HiRes file the markers count the samples of all channels; they are shown as "
                  "if they counted frames, ",
-                 block.ChannelCount, " times too late, and some may lack their comments.");
+                 channels, " times too late, and some may lack their comments.");
+}
+
+void ReadComments(Opening& opening, const Areas& areas, bool hiRes) {
+  BlockRec& block = opening.Store.Blocks.front();
+  const bool published = opening.IsPublished();
+  const bool inSamples = published && hiRes;
+  const Integer counted = inSamples ? Integer{1} : block.ChannelCount;
+  const std::int64_t perFrame = inSamples ? block.ChannelCount : 1;
+  const std::vector<Long> values = ReadMarkerTable(opening.DataFile, areas);
+  const auto isShown = [published](Long position) { return published || position != 0; };
+  std::size_t count = 0;
+  std::int64_t atStart = 0;
+  WalkMarkers(values, areas, counted, [&](Long position, Long) {
+    isShown(position) ? void(++count) : void(++atStart);
+  });
+  if (!published) NoteMarkers(opening, areas, hiRes, atStart, count);
   block.Comments.reserve(count);
-  WalkMarkers(values, areas, block.ChannelCount, [&](Long position, Long offset) {
-    if (position == 0) return;
+  WalkMarkers(values, areas, counted, [&](Long position, Long offset) {
+    if (!isShown(position)) return;
     CommentRec& comment = block.Comments.emplace_back();
-    comment.Position = HeldAsLong(std::abs(std::int64_t{position}) + 1);
+    comment.Position = HeldAsLong(std::abs(std::int64_t{position}) / perFrame + 1);
     comment.TextStart = offset;
   });
   ReadTexts(opening.DataFile, areas.Annotations, block);
@@ -191,40 +224,54 @@ void CheckRate(Opening& opening, const HeaderView& header, const BlockRec& block
   opening.Warn("rate-over-channels", {WinDaqSampleInterval.Position(), 0}, text);
 }
 
-// Files of many channels have a longer header, and their number in eight bits.
-void CheckChannels(Opening& opening, const HeaderView& header, Integer shown) {
-  constexpr Integer mostInFiveBits = 144, eightBits = 255;
-  const Integer stated = header[WinDaqChannels] & eightBits;
-  const std::int64_t room = (header[WinDaqHeaderSize] - 112) / std::int64_t{WinDaqEntryBytes};
-  if (room >= mostInFiveBits && stated != shown)
-    opening.Warn("channel-count-held", WinDaqChannels.Position(), "The header has room for ", room,
-                 " channels and states ", stated, "; the file is shown as if it had ", shown,
-                 ", the low five bits of that number, so its channels are mixed.");
-}
-
 void CheckFlags(Opening& opening, const HeaderView& header) {
-  const Integer flags = header[WinDaqFlags];
-  if ((flags & WinDaqPacked) != 0)
+  if (Has(header, WinDaqPacked))
     opening.Warn("packed", WinDaqFlags.Position(),
                  "The header says that the file is packed: its samples are not plain frames, and "
                  "what is read of them is wrong.");
-  if ((flags & WinDaqHiRes) == 0)
+  if (!Has(header, WinDaqHiRes))
     opening.Warn(
         "low-bits", WinDaqFlags.Position(),
         "The header doesn't say HiRes, so the two low bits of each word are not data; they "
         "are read with it, and raise a sample by up to three quarters of a 14-bit count.");
+  const Integer stated = ChannelsOf(header, true);
+  const Integer shown = ChannelsOf(header, false);
+  if (stated != shown)
+    opening.Warn("channel-count-held", WinDaqChannels.Position(), "The header has room for ",
+                 RoomOf(header), " channels and states ", stated,
+                 "; the file is shown as if it had ", shown,
+                 ", the low five bits of that number, so its channels are mixed.");
 }
 
+void SetRate(Opening& opening, const HeaderView& header, BlockRec& block) {
+  const Double interval = header[WinDaqSampleInterval];
+  if (!opening.IsPublished()) {
+    block.SamplingRate =
+        Narrowed(block.ChannelCount / interval, "WinDaq rate", WinDaqSampleInterval.Position());
+    if (!(block.SamplingRate > 0)) block.SamplingRate = 1;
+  } else if (interval > 0) {
+    block.SetRate(1 / interval);
+  } else {
+    block.SetRate(opening.Rules.SamplingRate);
+    opening.Warn("no-rate", {WinDaqSampleInterval.Position(), 0}, "An interval of ", interval,
+                 " s gives no rate; it is shown as ", block.Rate, " Hz.");
+  }
+}
+
+// The slope is that of a 14-bit count, which is four counts of the word.
 void FillChannels(Opening& opening, const HeaderView& header, BinaryFile& file, BlockRec& block) {
-  block.SamplingRate = Narrowed(block.ChannelCount / header[WinDaqSampleInterval], "WinDaq rate",
-                                WinDaqSampleInterval.Position());
-  if (!(block.SamplingRate > 0)) block.SamplingRate = 1;
+  SetRate(opening, header, block);
+  if (opening.IsPublished() && !Has(header, WinDaqHiRes)) block.DataBits = WinDaqDataBits;
   for (std::size_t i = 0; i < block.ChannelScale.size(); ++i) {
     const std::int64_t position = file.Position();
     const Header<WinDaqEntryBytes> entry(file);
-    // The slope is that of a 14-bit count, which is four counts of the word.
-    block.ChannelScale[i] = Narrowed(4.0 / entry[WinDaqSlope], "WinDaq counts per unit", position);
-    block.ChannelOffset[i] = Narrowed(entry[WinDaqIntercept], "WinDaq intercept", position);
+    if (opening.IsPublished()) {
+      block.Calibrate(i, entry[WinDaqSlope] / 4, entry[WinDaqIntercept]);
+    } else {
+      block.ChannelScale[i] =
+          Narrowed(4.0 / entry[WinDaqSlope], "WinDaq counts per unit", position);
+      block.ChannelOffset[i] = Narrowed(entry[WinDaqIntercept], "WinDaq intercept", position);
+    }
     opening.Store.Channel(i).ChannelUnitName = entry[WinDaqUnits];
   }
 }
@@ -241,9 +288,9 @@ void ReadWinDaqFile(Opening& opening) {
                     "The file is named .wdq, but bytes 4 and 5 are ",
                     header[WinDaqChannelTableOffset], " and ", header[WinDaqChannelEntrySize],
                     " and not 110 and 36.");
-  const auto channelCount = static_cast<Integer>(header[WinDaqChannels] & WinDaqChannelMask);
+  const Integer channelCount = ChannelsOf(header, opening.IsPublished());
   if (channelCount == 0)
-    RefuseAsUnknown(0, "The file is named .wdq, but its header states no channel.");
+    RefuseAsUnknown(0, "The file is named .wdq, but the bits of its header that count channels are 0.");
   const Areas areas = AreasOf(header);
   file.SeekTo(areas.Samples - 2);
   if (file.ReadValue<std::uint16_t>() != WinDaqEndOfHeader)
@@ -253,6 +300,9 @@ void ReadWinDaqFile(Opening& opening) {
                                    " of a header of ", areas.Samples, ".")
                         : Sentence("The header doesn't end at byte ", areas.Samples,
                                    ", as it states: its end mark isn't there."));
+  if (opening.IsPublished() && Has(header, WinDaqPacked))
+    Refuse(Refusal::UnsupportedFormat, "packed", WinDaqFlags.Position(),
+           "The header says that the file is packed, which isn't undone.");
 
   BlockRec& block = opening.Store.Blocks.emplace_back();
   block.ADCName = u"WDQ";
@@ -269,9 +319,9 @@ void ReadWinDaqFile(Opening& opening) {
                                            Opening& later) { ReadComments(later, areas, hiRes); });
 
   opening.FinishFile(FourCharacters("ABIN"), 1, 0);
+  if (opening.IsPublished()) return;
   CheckRate(opening, header, opening.Store.Blocks.front());
   CheckFlags(opening, header);
-  CheckChannels(opening, header, channelCount);
 }
 
 }  // namespace lmimport

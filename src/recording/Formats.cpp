@@ -12,7 +12,9 @@ using namespace std::string_view_literals;
 
 constexpr std::array<std::string_view, 3> AbfMarks = {"ABF ", "FTCX", "CLPX"};
 constexpr std::array<std::string_view, 3> PeakMarks = {"SFPK", "\xf1\x06\0\0"sv};
+constexpr std::array<std::string_view, 3> WideWaveMarks = {"RIFX", "RF64", "BW64"};
 constexpr std::string_view EdfName = "European Data Format";
+constexpr std::string_view BdfName = "BioSemi Data Format";
 
 // Four first bytes decide before the name does, and the name before two.
 constexpr Format Read[] = {
@@ -20,12 +22,16 @@ constexpr Format Read[] = {
     {"abin", "ABIN", 2, "Binary Files", "*.bin", {"ABIN"}, {}, ReadAbinFile},
     {"cfwb", "CFWB", 2, {}, {}, {"CFWB"}, {}, ReadCfwbFile},
     {"wave", "RIFF wave", 4, "Waveform Audio", "*.wav", {"RIFF"}, {}, ReadWaveFile},
+    {"wave", "RIFF wave", 4, {}, {}, WideWaveMarks, {}, ReadWaveFile, false, true},
     {"adclab", "ADCLab", 5, "ADCLab Files", "*.alf", {"ADCL"}, {}, ReadAdcLabFile},
     {"abf", "Axon ABF 1.x", 7, "Axon Binary Files", "*.abf", AbfMarks, {}, ReadAbfFile},
     {"matlab5", "MATLAB level 5", 10, "MATLAB Data Files", "*.mat", {"MATL"}, {}, ReadMatlab5File},
     {"peak", "Peak cache", 11, "Peak Files", "*.pk;*.sfk", PeakMarks, {}, ReadPeakFile},
     {"windaq", "WinDaq", 6, "WinDaq Files", "*.wdq", {}, u".wdq", ReadWinDaqFile},
+    {"windaq", "WinDaq", 6, {}, {}, {}, u".wdh", ReadWinDaqFile, false, true},
+    {"windaq", "WinDaq", 6, {}, {}, {}, u".whc", ReadWinDaqFile, false, true},
     {"edf", EdfName, 9, EdfName, "*.edf", {}, u".edf", ConvertEdfFile, true},
+    {"bdf", BdfName, 9, {}, {}, {"\xff\x42IO"}, u".bdf", ConvertEdfFile, false, true},
     {"acq", "Biopac ACQ 3.x", 8, "Biopac 3.x Files", "*.acq", {}, u".acq", ConvertAcqFile, true},
     {"matlab4", "MATLAB version 4", 10, {}, {}, {}, u".mat", ReadMatlab4File},
     {"ar", "AR recorder", 3, {}, {}, {"AR", "RG", "UB"}, {}, ReadArFile},
@@ -36,20 +42,21 @@ struct UnreadFormat {
   std::string_view Name;
   std::string_view FirstBytes;
   std::u16string_view Extension;
+  bool IsReadInPublished = false;
 };
 constexpr UnreadFormat Unread[] = {
     {"Axon ABF 2", "ABF2", {}},
     {"General Data Format for biosignals", "GDF ", u".gdf"},
-    {"BDF, the 24-bit kind of EDF", "\xff\x42IOSEMI", u".bdf"},
-    {"RIFX, big-endian RIFF", "RIFX", {}},
-    {"RF64, RIFF above 4 GiB", "RF64", {}},
+    {"BDF, the 24-bit kind of EDF", "\xff\x42IOSEMI", u".bdf", true},
+    {"RIFX, big-endian RIFF", "RIFX", {}, true},
+    {"RF64, RIFF above 4 GiB", "RF64", {}, true},
     {"HDF5", "\x89HDF\r\n\x1a\n", u".nwb"},
     {"AIFF or another IFF file", "FORM", u".aif"},
     {"TDMS", "TDSm", u".tdms"},
-    {"BW64, RIFF above 4 GiB", "BW64", {}},
-    {"WinDaq of 16 bits", "", u".wdh"},
+    {"BW64, RIFF above 4 GiB", "BW64", {}, true},
+    {"WinDaq of 16 bits", "", u".wdh", true},
     {"compressed WinDaq", "", u".wdc"},
-    {"WinDaq of 16 bits", "", u".whc"},
+    {"WinDaq of 16 bits", "", u".whc", true},
     {"PDF", "%PDF", u".pdf"},
     {"PNG image", "\x89PNG", u".png"},
     {"JPEG image", "\xff\xd8\xff", u".jpg"},
@@ -81,9 +88,10 @@ const Format* FindFormat(std::string_view id) {
   return found != std::end(Read) ? found : nullptr;
 }
 
-const Format& RecogniseFormat(std::string_view head, const String& fileName) {
+const Format& RecogniseFormat(std::string_view head, const String& fileName, Reading as) {
   const String lastFour = LastFour(fileName);
   const auto* const found = std::ranges::find_if(Read, [&](const Format& format) {
+    if (format.InPublishedAlone && as != Reading::Published) return false;
     const auto begins = [head](std::string_view mark) {
       return !mark.empty() && head.starts_with(mark);
     };
@@ -100,9 +108,17 @@ bool MayBeRewritten(const String& fileName) {
   });
 }
 
-std::string KnownUnreadFormat(std::string_view head, const String& fileName) {
+bool BeginsLikeUnread(std::string_view head, Reading as) {
+  return std::ranges::any_of(Unread, [&](const UnreadFormat& format) {
+    return !format.FirstBytes.empty() && head.starts_with(format.FirstBytes) &&
+           (as == Reading::Written || !format.IsReadInPublished);
+  });
+}
+
+std::string KnownUnreadFormat(std::string_view head, const String& fileName, Reading as) {
   const String name = LowerCase(fileName);
   for (const UnreadFormat& format : Unread) {
+    if (format.IsReadInPublished && as == Reading::Published) continue;
     if (!format.FirstBytes.empty() && head.starts_with(format.FirstBytes))
       return Sentence("begins like ", format.Name, VersionIn(head));
     if (!format.Extension.empty() && name.ends_with(format.Extension))

@@ -19,7 +19,8 @@ struct Format {
   std::array<std::string_view, 3> FirstBytes;
   std::u16string_view Extension;
   void (*Read)(Opening&);
-  bool IsRewritten = false;  // where its samples are no frames
+  bool IsRewritten = false;  // as written, where its samples are no frames
+  bool InPublishedAlone = false;
 };
 
 /// The formats that are read, in the order in which they are tried; the last takes everything.
@@ -29,13 +30,16 @@ std::span<const Format> ReadFormats();
 const Format* FindFormat(std::string_view id);
 
 /// The format that reads a file that begins with `head`, four bytes, and has that name.
-const Format& RecogniseFormat(std::string_view head, const String& fileName);
+const Format& RecogniseFormat(std::string_view head, const String& fileName, Reading as);
 
 /// A file of that name may be of a format that is rewritten.
 bool MayBeRewritten(const String& fileName);
 
 /// "begins like HDF5", or "is named like gzip archive": what a file is that no reader is for. Empty
-/// for what nothing is known of.
-std::string KnownUnreadFormat(std::string_view head, const String& fileName);
+/// for what nothing is known of, and for what is read.
+std::string KnownUnreadFormat(std::string_view head, const String& fileName, Reading as);
+
+/// Its first bytes are those of such a format.
+bool BeginsLikeUnread(std::string_view head, Reading as);
 
 }  // namespace lmimport

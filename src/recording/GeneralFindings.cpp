@@ -31,26 +31,32 @@ struct Tally {
 
 // One warning for all blocks, with the numbers of the first that ends early. Samples that are to be
 // unpacked are as many as it says.
+//
+// As written, what lacks reads as zeros. In the published reading a block has what the file holds.
 void NoteCutData(Opening& opening) {
-  const RecordingStore& store = opening.Store;
+  RecordingStore& store = opening.Store;
   if (store.Work(Later::Samples)) return;
+  const char* const rest =
+      opening.IsPublished() ? "those are shown." : "the rest reads as stored zeros.";
   const std::int64_t size = store.DataFile->Size();
   Tally cut;
   std::string first;
   for (std::size_t i = 0; i < store.Blocks.size(); ++i) {
-    const BlockRec& block = store.Blocks[i];
-    const std::int64_t there = std::max<std::int64_t>(0, size - block.DataPtr) / block.FrameBytes();
+    BlockRec& block = store.Blocks[i];
+    const std::int64_t there = block.FramesIn(size);
+    const Long claimed = block.SizeChannel;
+    if (opening.IsPublished()) block.SizeChannel = HeldAsLong(there);
     if (block.OpenLength) {
       opening.Note("length-open", {block.DataPtr, static_cast<int>(i)},
-                   "The length of the recording is open; the file holds ", there,
-                   " frames, and those past them read as stored zeros.");
+                   "The length of the recording is open; the file holds ", there, " frames: ",
+                   rest);
       continue;
     }
-    if (there >= block.SizeChannel) continue;
+    if (there >= claimed) continue;
     cut.Add(i);
     if (cut.Count > 1) continue;
-    first = Sentence("Block ", i + 1, " claims ", block.SizeChannel, " frames, and the file holds ",
-                     there, "; the rest reads as stored zeros.");
+    first = Sentence("Block ", i + 1, " claims ", claimed, " frames, and the file holds ", there,
+                     "; ", rest);
   }
   if (cut.Count > 1)
     first += Sentence(" So it is with ", cut.Count, " of ", store.Blocks.size(), " blocks.");
@@ -148,13 +154,13 @@ void NoteUnreadFormat(Opening& opening, bool read) {
     const BlockRec& block = store.Blocks.front();
     opening.Warn("undescribed", -1, "Nothing describes the file: its bytes are shown as ",
                  block.ChannelCount, block.ChannelCount == 1 ? " channel" : " channels",
-                 " of 16-bit samples at ", block.SamplingRate, " Hz, by default.");
+                 " of 16-bit samples at ", block.SamplingRate, " Hz.");
   }
   std::array<char, HeadBytes> bytes{};
   opening.DataFile.Seek(0);
   const std::int64_t done = opening.DataFile.ReadBytes(bytes.data(), HeadBytes);
   const std::string_view head(bytes.data(), static_cast<std::size_t>(done));
-  std::string known = KnownUnreadFormat(head, store.FileName);
+  std::string known = KnownUnreadFormat(head, store.FileName, opening.Rules.As);
   // A format of text can be refused for many reasons, and raw data for none.
   if (known.empty() && read && IsText(head)) known = "begins like text";
   if (known.empty()) return;

@@ -9,16 +9,26 @@
 namespace lmimport {
 namespace {
 
+// What nobody claims is raw data, but not where its first bytes are those of another format.
+void RefuseOtherFormats(Opening& opening) {
+  std::array<char, 16> bytes{};
+  opening.DataFile.Seek(0);
+  const std::int64_t done = opening.DataFile.ReadBytes(bytes.data(), std::ssize(bytes));
+  if (BeginsLikeUnread({bytes.data(), static_cast<std::size_t>(done)}, opening.Rules.As))
+    Refuse(Refusal::UnsupportedFormat, "not-of-format", 0, "The file is no raw data.");
+}
+
 void ReadRecording(Opening& opening) {
   opening.Store.FileSize = opening.DataFile.Size();
   opening.NeedBytes(sizeof(opening.Magic), "any recording");
   opening.DataFile.Seek(0);
   opening.DataFile.ReadInt32Array(&opening.Magic, 1);
   const std::string_view head(reinterpret_cast<const char*>(&opening.Magic), sizeof(opening.Magic));
-  const Format& format = RecogniseFormat(head, opening.Store.FileName);
+  const Format& format = RecogniseFormat(head, opening.Store.FileName, opening.Rules.As);
   opening.Store.Format = format.Id;
   opening.Store.FileType = format.FileType;
   opening.Store.DataFile = opening.DataFile.Source();
+  if (opening.IsPublished() && format.Id == "raw") RefuseOtherFormats(opening);
   format.Read(opening);
   for (const BlockRec& block : opening.Store.Blocks) {
     Opening::CheckNumbers(block);

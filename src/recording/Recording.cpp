@@ -57,7 +57,7 @@ TextTools TextsOf(const OpenOptions& options) {
 
 OpenRules RulesOf(const OpenOptions& options) {
   constexpr double largestRate = 1e10;
-  OpenRules rules{.Raw = {}, .AllAtOnce = false, .KeepsFlatFile = false, .DatesByFile = false};
+  OpenRules rules{.As = options.As, .Raw = {}, .AllAtOnce = false, .KeepsFlatFile = false, .DatesByFile = false};
   if (!options.Raw) return rules;
   const auto& [channels, rate] = *options.Raw;
   if (channels < 1 || channels > LargestChannelCount)
@@ -77,6 +77,7 @@ bool HasStart(const BlockRec& block) {
 // Of the block that starts first; nothing where none states its start.
 std::optional<Date> StartOf(const RecordingStore& store) {
   std::optional<Date> start;
+  if (store.Start != 0) return store.Start;
   for (const BlockRec& block : store.Blocks) {
     if (HasStart(block)) start = std::min(start.value_or(block.StartDateTime), block.StartDateTime);
   }
@@ -88,9 +89,11 @@ Block Describe(const RecordingStore& store, const BlockRec& block, std::optional
   described.Device = ToUtf8(TrimBlanks(block.ADCName));
   described.Title = ToUtf8(TrimBlanks(block.Title));
   described.Notes = ToUtf8(block.Notes);
-  if (start && HasStart(block))
+  if (!std::isnan(block.StartTime))
+    described.StartTime = block.StartTime;
+  else if (start && HasStart(block))
     described.StartTime = (block.StartDateTime - *start) * SecondsPerDay;
-  described.SamplingRate = block.SamplingRate;
+  described.SamplingRate = block.ExactRate();
   described.FrameCount = block.SizeChannel;
   described.SampleBits = 8 * SampleWidth(block.SampleType);
   described.RealSamples = block.HasRealSamples();
@@ -102,8 +105,8 @@ Block Describe(const RecordingStore& store, const BlockRec& block, std::optional
     channel.Unit = ToUtf8(TrimBlanks(record.ChannelUnitName));
     channel.Number = block.ChannelIndex[c] + 1;
     if (block.HasRealSamples()) continue;
-    channel.Factor = 1 / Double{block.ChannelScale[c]};
-    channel.Offset = block.ChannelOffset[c];
+    channel.Factor = block.FactorOf(c);
+    channel.Offset = block.OffsetOf(c);
   }
   return described;
 }
@@ -212,9 +215,11 @@ Recording::State::CommentList Recording::State::ReadComments() const {
     for (const CommentRec& record : block.Comments) {
       Comment& comment = comments.List.emplace_back();
       comment.BlockIndex = i;
-      comment.Time = Blocks[i].StartTime;
-      if (block.SamplingRate > 0)
-        comment.Time += (record.Position - 1.0) / Double{block.SamplingRate};
+      comment.Time = record.Time;
+      comment.Duration = record.Duration;
+      if (std::isnan(comment.Time))
+        comment.Time = Blocks[i].StartTime +
+                       (block.SamplingRate > 0 ? (record.Position - 1.0) / block.ExactRate() : 0);
       if (room >= 0) comment.Text = ToUtf8(block.TextOf(record));
       leftOut += room < 0 ? 1 : 0;
       room -= std::ssize(comment.Text);
@@ -369,8 +374,10 @@ void Recording::Overview(std::size_t block, std::size_t channel, std::int64_t fi
 
 std::vector<FormatDescription> KnownFormats() {
   std::vector<FormatDescription> formats;
-  for (const lmimport::Format& format : ReadFormats())
-    formats.push_back({format.Id, format.Name, format.Patterns, int{format.FileType}});
+  for (const lmimport::Format& format : ReadFormats()) {
+    if (FindFormat(format.Id) == &format)
+      formats.push_back({format.Id, format.Name, format.Patterns, int{format.FileType}});
+  }
   return formats;
 }
 

@@ -15,6 +15,7 @@ struct ImportState {
   const std::uint64_t ThreadNumber;  // never used again for another thread
   TextTools Texts;
 
+  Reading As = Reading::Written;
   Long FilterIndex = 0;
   String DefaultPath;  // without a separator at its end
   Integer DefaultChannelCount = 1;

@@ -113,7 +113,7 @@ Date LMIBlock::StartDateTime() const {
 }
 
 Double LMIBlock::SamplingRate() const {
-  return Record().SamplingRate;
+  return Record().ExactRate();
 }
 
 Long LMIBlock::SizeChannel() const {
@@ -151,12 +151,13 @@ Single LMIBlock::ChannelSingleB(Integer ChannelIndex) const {
 }
 
 Double LMIBlock::ChannelDoubleA(Integer ChannelIndex) const {
-  constexpr Single none = std::numeric_limits<Single>::infinity();
-  return 1 / Double{Entry(&BlockRec::ChannelScale, ChannelIndex, none)};
+  const BlockRec* block = RecordWithChannel(ChannelIndex);
+  return block != nullptr ? block->FactorOf(static_cast<std::size_t>(ChannelIndex - 1)) : 0;
 }
 
 Double LMIBlock::ChannelDoubleB(Integer ChannelIndex) const {
-  return Entry(&BlockRec::ChannelOffset, ChannelIndex, Single{0});
+  const BlockRec* block = RecordWithChannel(ChannelIndex);
+  return block != nullptr ? block->OffsetOf(static_cast<std::size_t>(ChannelIndex - 1)) : 0;
 }
 
 Long LMIBlock::DataPtr() const {

@@ -70,8 +70,11 @@ bool OpenDataFile(ImportState& state, const String& FileName) {
     String candidate = PathTools::Join(state.DefaultPath, name);
     if (PathTools::FileExists(candidate)) name = std::move(candidate);
   }
-  const OpenRules rules{.Raw = RawDefaults{state.DefaultChannelCount, state.DefaultSamplingRate},
-                        .SamplingRate = state.DefaultSamplingRate};
+  const bool written = state.As == Reading::Written;
+  const OpenRules rules{.As = state.As,
+                        .Raw = RawDefaults{state.DefaultChannelCount, state.DefaultSamplingRate},
+                        .SamplingRate = state.DefaultSamplingRate,
+                        .KeepsFlatFile = written};
   Opening opening(state.Texts, rules, state.Progress);
   try {
     OpenRecordingFile(opening, name);
@@ -241,6 +244,10 @@ std::vector<Finding> Findings() {
 
 void SetProgressHandler(std::function<bool(double Fraction)> Handler) {
   CurrentState().Progress.SetHandler(std::move(Handler));
+}
+
+void SetReading(Reading As) {
+  CurrentState().As = As;
 }
 
 void SetFileSelector(std::shared_ptr<FileSelector> Selector) {

@@ -1,6 +1,8 @@
 // Stands before the calls of the system that the library makes for files.
 #include "support/FaultyDisk.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -8,6 +10,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <cstdint>
 
 namespace {
@@ -16,6 +19,8 @@ using lmimport::test::FaultyDisk;
 
 std::atomic<std::size_t> longest = SIZE_MAX;
 std::atomic<long> bytesToLive = -1;  // that are written before the process is killed; below 0: all
+std::atomic<long> changesToLive = -1;  // before that, likewise
+std::atomic<bool> noNameless = false;
 std::atomic<long> allowed = -1;  // calls of the kind that is to fail; below 0: all
 std::atomic<FaultyDisk::Call> kind = FaultyDisk::Read;
 std::atomic<int> error = 0;
@@ -33,6 +38,7 @@ bool Allow(FaultyDisk::Call call) {
 }
 
 bool AllowChange(const std::string& change) {
+  if (changesToLive >= 0 && changesToLive-- == 0) ::raise(SIGKILL);
   if (std::string* list = changes) *list += (list->empty() ? "" : ", ") + change;
   return Allow(FaultyDisk::Change);
 }
@@ -69,6 +75,19 @@ int fallocate(int handle, int mode, off_t position, off_t size) {
   return static_cast<int>(::syscall(SYS_fallocate, handle, mode, position, size));
 }
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): as the system declares it
+int openat(int folder, const char* name, int flags, ...) {
+  va_list rest;
+  va_start(rest, flags);
+  const auto mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : 0;
+  va_end(rest);
+  if (noNameless && (flags & O_TMPFILE) == O_TMPFILE) {
+    errno = EOPNOTSUPP;
+    return -1;
+  }
+  return static_cast<int>(::syscall(SYS_openat, folder, name, flags, mode));
+}
+
 int ftruncate(int handle, off_t size) noexcept {
   if (!AllowChange("size " + std::to_string(size))) return -1;
   return static_cast<int>(::syscall(SYS_ftruncate, handle, size));
@@ -85,7 +104,8 @@ FaultyDisk::~FaultyDisk() {
   changes = nullptr;
   longest = SIZE_MAX;
   allowed = -1;
-  bytesToLive = -1;
+  bytesToLive = changesToLive = -1;
+  noNameless = false;
 }
 
 void FaultyDisk::Shorten(std::size_t bytes) {
@@ -94,6 +114,14 @@ void FaultyDisk::Shorten(std::size_t bytes) {
 
 void FaultyDisk::KillAfter(long bytes) {
   bytesToLive = bytes;
+}
+
+void FaultyDisk::KillBefore(long change) {
+  changesToLive = change;
+}
+
+void FaultyDisk::TakeNamelessFiles() {
+  noNameless = true;
 }
 
 void FaultyDisk::FailAfter(Call call, long count, int number, bool once) {

@@ -23,8 +23,12 @@ class FaultyDisk {
   /// all from then on.
   void FailAfter(Call call, long count, int error, bool once);
 
-  /// The process is killed when so many bytes are written.
+  /// The process is killed when so many bytes are written, or when so many changes are made.
   void KillAfter(long bytes);
+  void KillBefore(long change);
+
+  /// No file can be made without a name.
+  void TakeNamelessFiles();
 
   /// The failure that was asked for has come.
   bool HasFailed() const;

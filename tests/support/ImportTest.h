@@ -27,6 +27,7 @@ class ImportTest : public testing::Test {
     import_.SetDefaultSamplingRate(FallbackSamplingRate);
     CurrentState().DefaultPath.clear();
     SetCodePage(0);
+    SetReading(Reading::Written);
     SetProgressHandler({});
     SetFileSelector({});
   }

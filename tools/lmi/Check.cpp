@@ -57,6 +57,8 @@ bool IsPassedOver(const NamedFile& file, const Opened& opened) {
 
 Opened OpenOrExplain(const OpenSettings& settings, const NamedFile& file, ProgressLine& line) {
   Opened opened;
+  opened.Failure = file.Failure;
+  if (!file.Failure.empty()) return opened;
   OpenOptions options;
   options.CodePage = settings.CodePage;
   if (!file.InFolder) options.Raw = RawData{settings.Channels, settings.Rate};

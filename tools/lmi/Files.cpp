@@ -14,7 +14,7 @@ void AddFolder(const fs::path& folder, std::vector<NamedFile>& files) {
   for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
        entry.increment(error))
     entries.push_back(*entry);
-  if (error) files.push_back({folder.string()});
+  if (error) files.push_back({folder.string(), true, error.message()});
   std::ranges::sort(entries);
   for (const fs::directory_entry& entry : entries) {
     // Links to folders can lead back.
@@ -22,7 +22,7 @@ void AddFolder(const fs::path& folder, std::vector<NamedFile>& files) {
     if (fs::is_directory(status))
       AddFolder(entry.path(), files);
     else if (entry.is_regular_file(error))
-      files.push_back({entry.path().string(), true});
+      files.push_back({entry.path().string(), true, {}});
   }
 }
 
@@ -35,7 +35,7 @@ std::vector<NamedFile> FindFiles(const std::vector<std::string>& names) {
     if (fs::is_directory(name, error))
       AddFolder(name, files);
     else
-      files.push_back({name});
+      files.push_back({name, false, {}});
   }
   return files;
 }

@@ -216,7 +216,7 @@ void ReadComments(Opened& opened) {
 
 int Read(const ReadOptions& options) {
   ProgressLine line(OneLine(options.File));
-  Opened opened = OpenOrExplain(options.Open, {options.File}, line);
+  Opened opened = OpenOrExplain(options.Open, {options.File, false, {}}, line);
   if (opened && options.Times) ReadComments(opened);  // gaps are seen then
   for (const Finding& finding : opened.FurtherFindings()) {
     if (finding.Warning) PrintFailure(options.File, FindingText(finding));
