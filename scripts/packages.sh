@@ -1,8 +1,8 @@
 # The Debian packages that each job needs.
-build_packages=(cmake g++ libcli11-dev libfmt-dev ninja-build nlohmann-json3-dev)
+build_packages=(cmake g++ libcli11-dev libfmt-dev ninja-build nlohmann-json3-dev zlib1g-dev)
 test_packages=("${build_packages[@]}" libgtest-dev pkg-config)
 lint_packages=("${test_packages[@]}" clang-format clang-tidy cppcheck)
-fuzz_packages=(clang cmake libclang-rt-14-dev ninja-build)
-libcxx_packages=(clang-22 cmake libc++-22-dev libc++abi-22-dev ninja-build)
+fuzz_packages=(clang cmake libclang-rt-14-dev ninja-build zlib1g-dev)
+libcxx_packages=(clang-22 cmake libc++-22-dev libc++abi-22-dev ninja-build zlib1g-dev)
 bench_packages=(cmake g++ libbenchmark-dev libbiosig-dev libedf-dev libfmt-dev libmatio-dev
-  libsndfile1-dev ninja-build pkg-config)
+  libsndfile1-dev ninja-build pkg-config zlib1g-dev)

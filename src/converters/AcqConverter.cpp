@@ -24,6 +24,7 @@
 #include <cmath>
 
 #include "converters/AcqFrames.h"
+#include "converters/AcqPublished.h"
 #include "converters/Converters.h"
 #include "model/HeaderView.h"
 
@@ -315,8 +316,9 @@ void AcqConverter::NoteDividers() {
   const auto slower = std::ranges::count_if(
       Channels(), [](const AcqChannel& channel) { return channel.Divider > 1; });
   if (slower > 0)
-    opening_.Note("rates-raised", {-1, 0}, slower,
-                  " of the channels have a lower rate than the others; their samples are repeated.");
+    opening_.Note(
+        "rates-raised", {-1, 0}, slower,
+        " of the channels have a lower rate than the others; their samples are repeated.");
   const auto differs = [](const AcqChannel& channel) {
     return channel.StatedDivider > 0 && channel.StatedDivider != channel.Divider;
   };
@@ -360,6 +362,7 @@ void AcqConverter::Convert() {
 }  // namespace
 
 void ConvertAcqFile(Opening& opening) {
+  if (opening.IsPublished()) return ReadPublishedAcq(opening);
   AcqConverter(opening).Convert();
 }
 

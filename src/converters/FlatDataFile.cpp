@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "model/TemporaryFile.h"
+
 namespace lmimport {
 namespace {
 
@@ -36,10 +38,11 @@ void FlatDataFile::Abandon() {
 }
 
 bool FlatDataFile::Judge() {
-  upToDate_ = file_->Size() == length_ &&
-              file_->TimesAtOpen().Written > recording_->TimesAtOpen().Written;
+  upToDate_ =
+      file_->Size() == length_ && file_->TimesAtOpen().Written > recording_->TimesAtOpen().Written;
   if (upToDate_ && recording_->TimesAtOpen().Changed > file_->TimesAtOpen().Changed)
-    opening_.Warn("flat-file-older", -1, "The recording, its names or its rights were changed, or it was put in the "
+    opening_.Warn("flat-file-older", -1,
+                  "The recording, its names or its rights were changed, or it was put in the "
                   "place of another, after its flat data file ",
                   ToUtf8(name_),
                   " was written, whose samples are shown. If they may be another recording's, "
@@ -75,8 +78,8 @@ bool FlatDataFile::CreateBeside() {
 
 bool FlatDataFile::HasRoom() {
   // For the mark, too, and for the byte that makes the size odd.
-  const std::int64_t size = IsWholeAtOnce() ? length_
-                                            : std::max(length_, file_->Size()) + std::ssize(Mark);
+  const std::int64_t size =
+      IsWholeAtOnce() ? length_ : std::max(length_, file_->Size()) + std::ssize(Mark);
   try {
     file_->Reserve(size);
     return true;
@@ -127,17 +130,7 @@ bool FlatDataFile::BeginOver() {
 }
 
 void FlatDataFile::FindOrCreate() {
-  if (!FindOrCreateBeside()) file_ = CreateTemporary();
-}
-
-std::shared_ptr<FileSource> FlatDataFile::CreateTemporary() const {
-  const String name = PathTools::TempFileName(u"lmi");
-  auto file = std::make_shared<FileSource>();
-  if (const auto error = file->Open(name, Access::CreateTemporary, Lock::None))
-    throw RefusedOpen{Refusal::SystemFault, "no-temporary-file", -1, WhyNotOpened(name, error), {},
-                      error};
-  file->Reserve(length_);
-  return file;
+  if (!FindOrCreateBeside()) file_ = MakeTemporaryFile(length_);
 }
 
 // Gives the file a size that fits no frames, on the disk too, before anything else of it changes.
@@ -183,7 +176,7 @@ void FlatDataFile::Write(const void* bytes, std::int64_t size) {
 // With what is written so far.
 void FlatDataFile::MoveToTemporary() {
   constexpr std::int64_t pieceBytes = 1 << 20;
-  const std::shared_ptr<FileSource> temporary = CreateTemporary();
+  const std::shared_ptr<FileSource> temporary = MakeTemporaryFile(length_);
   std::vector<std::byte> piece(static_cast<std::size_t>(std::min(pieceBytes, written_)));
   for (std::int64_t position = 0; position < written_; position += pieceBytes) {
     const std::int64_t size = std::min(pieceBytes, written_ - position);

@@ -70,7 +70,6 @@ class FlatDataFile {
   bool CreateBeside();
   bool Replace();
   bool BeginOver();
-  std::shared_ptr<FileSource> CreateTemporary() const;
   bool Judge();
   bool HasRoom();
   bool IsWholeAtOnce() const;

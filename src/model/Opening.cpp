@@ -15,6 +15,13 @@ void BlockRec::DimensionChannels(Integer count) {
   ChannelOffset.assign(size, 0);
 }
 
+void BlockRec::SetColumns() {
+  const std::int64_t column = std::int64_t{SizeChannel} * SampleWidth(SampleType);
+  Lanes.RecordFrames = SizeChannel;
+  Lanes.RecordBytes = column * ChannelCount;
+  for (std::int64_t c = 0; c < ChannelCount; ++c) Lanes.Starts.push_back(c * column);
+}
+
 void BlockRec::FillFrom(std::int64_t bytes) {
   SizeChannel = HeldAsLong(std::max<std::int64_t>(bytes, 0) / FrameBytes());
 }
@@ -35,9 +42,9 @@ std::int64_t BlockRec::FramesIn(std::int64_t size) const {
   const std::int64_t last = std::ranges::max(Lanes.Starts);
   const std::int64_t records = Lanes.RecordBytes > 0 ? there / Lanes.RecordBytes : 0;
   const std::int64_t ofLast = (there - records * Lanes.RecordBytes - last) / width;
-  return std::min<std::int64_t>(SizeChannel, records * Lanes.RecordFrames +
-                                                 std::clamp<std::int64_t>(ofLast, 0,
-                                                                          Lanes.RecordFrames));
+  return std::min<std::int64_t>(
+      SizeChannel,
+      records * Lanes.RecordFrames + std::clamp<std::int64_t>(ofLast, 0, Lanes.RecordFrames));
 }
 
 String BlockRec::TextOf(const CommentRec& comment) const {

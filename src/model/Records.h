@@ -12,7 +12,7 @@
 
 namespace lmimport {
 
-inline constexpr Integer LargestChannelCount = 32;               // as written
+inline constexpr Integer LargestChannelCount = 32;                  // as written
 inline constexpr Integer LargestPublishedChannelCount = INT16_MAX;  // what an Integer can number
 
 /// Four characters, or three and a zero byte, as at the start of a file.
@@ -31,7 +31,7 @@ enum SampleTypes : Integer {
   SampleInt8 = 5,
   // Of the published reading alone.
   SampleInt24 = 6,
-  SampleALaw = 7,   // one byte each, which stands for a count of 16 bits: ITU-T G.711
+  SampleALaw = 7,  // one byte each, which stands for a count of 16 bits: ITU-T G.711
   SampleMuLaw = 8,
 };
 
@@ -156,6 +156,9 @@ struct BlockRec {
   /// Makes the three tables for that many channels: each channel its own global one, scales and
   /// offsets 0.
   void DimensionChannels(Integer count);
+
+  /// SizeChannel samples of each channel lie one after the other, and then those of the next.
+  void SetColumns();
 
   /// SizeChannel of so many bytes of samples, without a rest that fills no frame.
   void FillFrom(std::int64_t bytes);

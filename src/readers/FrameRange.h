@@ -6,8 +6,9 @@
 #include <memory>
 #include <vector>
 
-#include "model/BinaryFile.h"
+#include "model/HeaderView.h"
 #include "model/Progress.h"
+#include "model/Records.h"
 
 namespace lmimport {
 
@@ -61,10 +62,10 @@ class FrameRange {
   std::vector<Real> greatest_;
 };
 
-/// The range of `count` values from `dataStart` on, as many of them as the file holds.
+/// The range of `count` values, in either byte order, from `dataStart` on, as many of them as the file holds.
 template <class Real>
 FrameRange<Real> ScanFrames(BinaryFile& file, std::int64_t dataStart, std::int64_t channels,
-                            std::int64_t count, Progress& progress) {
+                            std::int64_t count, Progress& progress, bool bigEndian = false) {
   constexpr std::int64_t width = sizeof(Real);
   constexpr std::int64_t pieceValues = 512LL * 1024 / width;
   const std::int64_t there = std::max<std::int64_t>(0, file.Size() - dataStart) / width;
@@ -76,9 +77,33 @@ FrameRange<Real> ScanFrames(BinaryFile& file, std::int64_t dataStart, std::int64
     progress.Report(dataStart + i * width, file.Size());
     file.Seek(dataStart + i * width);
     const std::int64_t done = file.ReadArray(piece.get(), std::min(end - i, step));
+    if (bigEndian) std::transform(piece.get(), piece.get() + done, piece.get(), Swapped<Real>);
     range.Take(piece.get(), static_cast<std::size_t>(done));
   }
   return range;
+}
+
+/// Calls fit(channel, least, greatest) for each channel of the block that has a number in the file,
+/// as far as the file holds them.
+template <class Real, class Fit>
+void ScanBlock(BinaryFile& file, const BlockRec& block, Progress& progress, Fit fit) {
+  const std::int64_t frames = block.FramesIn(file.Size());
+  const auto scan = [&](std::int64_t position, std::int64_t channels) {
+    return ScanFrames<Real>(file, position, channels, frames * channels, progress, block.BigEndian);
+  };
+  const auto take = [&](const FrameRange<Real>& range, std::size_t place, std::size_t channel) {
+    Real least = 0;
+    Real greatest = 0;
+    if (range.Of(place, least, greatest)) fit(channel, least, greatest);
+  };
+  const std::size_t channels = block.ChannelIndex.size();
+  if (block.Lanes.Starts.empty()) {
+    const auto range = scan(block.DataPtr, block.ChannelCount);
+    for (std::size_t c = 0; c < channels; ++c) take(range, c, c);
+  } else {  // columns, one after the other
+    for (std::size_t c = 0; c < channels; ++c)
+      take(scan(block.DataPtr + block.Lanes.Starts[c], 1), 0, c);
+  }
 }
 
 }  // namespace lmimport

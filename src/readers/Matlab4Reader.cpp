@@ -1,5 +1,8 @@
-// MATLAB version 4 MAT-files, by the published layout of the format; little-endian only. The file
-// has no header: variables follow each other, and what isn't one ends the walk.
+// MATLAB version 4 MAT-files, by the published layout of the format. The file has no header: variables
+// follow each other, each in the byte order that its type tells, and what isn't one ends the walk.
+//
+// As written, little-endian variables alone are walked, matrices with more rows than columns have their
+// columns mixed, text and sparse matrices are shown, and whole numbers are counts / 3276.8.
 //
 //   offset  type    field
 //        0  int32   type, by its decimal digits: 1000s byte order, 100s zero, 10s number, 1s matrix
@@ -8,6 +11,9 @@
 //       12  int32   1: an imaginary part follows the real one
 //       16  int32   bytes of the name, with its zero byte
 //       20          name, real part, imaginary part, by columns
+#include <algorithm>
+
+#include "model/HeaderView.h"
 #include "readers/MatlabVariables.h"
 #include "readers/Readers.h"
 
@@ -27,7 +33,7 @@ struct Mat4Number {
 constexpr std::array Mat4Numbers = {
     Mat4Number{SampleDouble, 0, 8, true}, Mat4Number{SampleSingle, 0, 4, true},
     Mat4Number{SampleInt32, 0, 4, false}, Mat4Number{SampleInt16, 0, 2, true},
-    Mat4Number{SampleInt16, -1, 2, true}, Mat4Number{SampleInt8, 0, 1, false}};
+    Mat4Number{SampleInt16, -1, 2, true}, Mat4Number{SampleInt8, -1, 1, false}};
 
 struct Mat4Head {
   Long Type;
@@ -35,8 +41,10 @@ struct Mat4Head {
   Long Columns;
   Long Imaginary;
   Long NameLength;
+  bool IsBigEndian = false;
 
   bool IsComplex() const { return Imaginary == 1; }
+  Long Matrix() const { return Type % 10; }
 };
 
 // Held where no file reaches: rows and columns of 31 bits each have a product that no type holds.
@@ -56,8 +64,8 @@ class Matlab4File {
  private:
   std::int64_t ReadVariable(std::int64_t start);
   void ReadSamples(const Mat4Head& head, const Mat4Number& number, BlockRec block);
-  void ReadRates(const Mat4Head& head, std::int64_t position);
-  static bool FindShape(const Mat4Head& head, BlockRec& block);
+  void ReadRates(const Mat4Head& head, const String& name, std::int64_t position);
+  bool FindShape(const Mat4Head& head, BlockRec& block) const;
 
   Opening& opening_;
   BinaryFile& file_;
@@ -85,7 +93,11 @@ std::int64_t Matlab4File::ReadVariable(std::int64_t start) {
   std::array<Long, 5> words{};
   file_.Seek(start);
   if (file_.ReadInt32Array(words.data(), 5) < 5) return endOfWalk;
-  const Mat4Head head = {words[0], words[1], words[2], words[3], words[4]};
+  Mat4Head head = {words[0], words[1], words[2], words[3], words[4]};
+  if (opening_.IsPublished() && Swapped(words[0]) / 1000 == 1) {
+    std::ranges::transform(words, words.begin(), Swapped<Long>);
+    head = {words[0] - 1000, words[1], words[2], words[3], words[4], true};
+  }
   const Long kind = head.Type / 10;
   if (head.Type / 100 != 0 || kind < 0 || kind >= static_cast<Long>(Mat4Numbers.size()))
     return endOfWalk;
@@ -104,7 +116,7 @@ std::int64_t Matlab4File::ReadVariable(std::int64_t start) {
       return next;
     }
     const MatlabVariables::Kind found = variables_.Classify(block.Title);
-    if (found == MatlabVariables::Kind::Rate) ReadRates(head, block.DataPtr);
+    if (found == MatlabVariables::Kind::Rate) ReadRates(head, block.Title, block.DataPtr);
     if (found != MatlabVariables::Kind::Samples) return next;
   }
   ReadSamples(head, number, std::move(block));
@@ -112,7 +124,7 @@ std::int64_t Matlab4File::ReadVariable(std::int64_t start) {
 }
 
 // A matrix that is neither a row nor a column has as many rates as the one before it.
-void Matlab4File::ReadRates(const Mat4Head& head, std::int64_t position) {
+void Matlab4File::ReadRates(const Mat4Head& head, const String& name, std::int64_t position) {
   std::int64_t count = variables_.RateCount();
   if (head.Columns == 1) count = head.Rows;
   if (head.Rows == 1) count = head.Columns;
@@ -120,34 +132,44 @@ void Matlab4File::ReadRates(const Mat4Head& head, std::int64_t position) {
       static_cast<std::size_t>(std::min(count, MatlabVariables::LargestBlockCount)));
   file_.Seek(position);
   file_.ReadDoubleArray(rates.data(), static_cast<std::int64_t>(rates.size()));
-  variables_.SetRates(std::move(rates));
+  if (head.IsBigEndian) std::ranges::transform(rates, rates.begin(), Swapped<Double>);
+  variables_.SetRates(name, std::move(rates));
 }
 
-bool Matlab4File::FindShape(const Mat4Head& head, BlockRec& block) {
+bool Matlab4File::FindShape(const Mat4Head& head, BlockRec& block) const {
   const bool tall = head.Columns <= head.Rows;
   const Long channels = tall ? head.Columns : head.Rows;
-  if (channels > LargestChannelCount) return false;
+  if (channels > opening_.LargestChannels()) return false;
   block.ChannelCount = static_cast<Integer>(channels);
   block.SizeChannel = tall ? head.Rows : head.Columns;
   return true;
 }
 
 void Matlab4File::ReadSamples(const Mat4Head& head, const Mat4Number& number, BlockRec block) {
-  if (!FindShape(head, block)) return variables_.LeaveOut("of more than 32 channels");
+  const bool published = opening_.IsPublished();
+  if (!FindShape(head, block)) return variables_.LeaveOut("of too many channels");
   if (block.SizeChannel < 2) return variables_.LeaveOut("of fewer than two samples");
-  if (!number.Shown) return variables_.LeaveOut("of bytes or 32-bit integers");
+  if (published && head.Matrix() != 0) return variables_.LeaveOut("of text, or sparse");
+  if (!number.Shown && !published) return variables_.LeaveOut("of bytes or 32-bit integers");
   block.SampleType = number.SampleType;
   block.SampleUnsigned = number.SampleUnsigned;
-  const std::int64_t imaginary = block.DataPtr + PartBytes(head, number.Width);
+  const std::int64_t part = PartBytes(head, number.Width);
+  const std::int64_t imaginary = block.DataPtr + part;
   const bool mixed = head.Rows > head.Columns && block.ChannelCount > 1;
+  if (published) {
+    if (part > opening_.Store.FileSize) return variables_.LeaveOut("cut off");
+    block.BigEndian = head.IsBigEndian && number.Width > 1;
+    if (mixed) block.SetColumns();
+  }
   if (!variables_.Add(std::move(block))) return;
-  const Long matrix = head.Type % 10;
-  if (number.SampleType == SampleInt16)
-    variables_.Warn("stored as 16-bit integers and shown as counts / 3276.8");
-  if (matrix == 1) variables_.Warn("of text");
-  if (matrix == 2) variables_.Warn("sparse");
-  if (mixed)
-    variables_.Warn("with more rows than columns, whose columns are mixed in the channels");
+  if (!published) {
+    if (number.SampleType == SampleInt16)
+      variables_.Warn("stored as 16-bit integers and shown as counts / 3276.8");
+    if (head.Matrix() == 1) variables_.Warn("of text");
+    if (head.Matrix() == 2) variables_.Warn("sparse");
+    if (mixed)
+      variables_.Warn("with more rows than columns, whose columns are mixed in the channels");
+  }
   if (head.IsComplex()) variables_.AddImaginary(imaginary);
 }
 

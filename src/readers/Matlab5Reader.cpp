@@ -1,20 +1,28 @@
-// MATLAB level 5 MAT-files, by the published layout of the format; little-endian and without
-// compression only. Each numeric variable at the top level is a block of its own.
+// MATLAB level 5 MAT-files, by the published layout of the format. Each numeric variable at the top
+// level is a block of its own.
+//
+// As written, little-endian variables without compression alone are walked, matrices with more rows than
+// columns have their columns mixed, text and sparse matrices are shown, of complex ones the real part,
+// and whole numbers of 16 bits are counts / 3276.8.
 //
 //   offset  type       field
 //        0  116 chars  text; the version is at 7, as in "MATLAB 5.0"
 //      124  uint16     version, 0x0100
-//      126  2 chars    "IM"
+//      126  2 chars    "IM"; "MI": all numbers are big-endian
 //      128             elements, each at a multiple of 8: int32 type, int32 bytes, data
 //
 //   A variable is an element of type 14, of these sub-elements:
 //     array flags  tag with 8 bytes: class, flags (8: complex), six more
 //     dimensions   tag with 4 or 8 bytes: one dimension, or rows and columns
 //     name         tag and characters, up to the next multiple of 8
-//     real part    tag and samples
-//   The tags of name and real part can be short: one word of type and size, then the data.
+//     real part    tag and samples, by columns, and likewise the imaginary part
+//   The tags of name and parts can be short: one word of type and size, then the data.
+//
+//   An element of type 15 is a zlib stream of another element, and has no padding.
 #include <algorithm>
 
+#include "model/HeaderView.h"
+#include "model/Inflate.h"
 #include "readers/MatlabVariables.h"
 #include "readers/Readers.h"
 
@@ -25,7 +33,7 @@ constexpr std::int64_t Mat5SmallestFile = 144, Mat5VersionText = 7, Mat5VersionW
                        Mat5FirstElement = 128, Mat5TagBytes = 8;
 constexpr std::int64_t Mat5LeastLeft = 12;  // bytes, where an element can begin
 constexpr Long Mat5LeastSize = 5;           // bytes of its data
-constexpr std::uint32_t Mat5LittleEndian = 0x4d49;
+constexpr std::uint32_t Mat5LittleEndian = 0x4d49, Mat5BigEndian = 0x494d;
 constexpr std::uint32_t Mat5Version = 0x0100;
 
 // The types of elements.
@@ -35,7 +43,7 @@ constexpr Long Int8Data = 1, Uint8Data = 2, Int16Data = 3, Uint16Data = 4, Int32
 
 // The classes of variables.
 constexpr Byte CellClass = 1, StructureClass = 2, ObjectClass = 3, CharacterClass = 4,
-               SparseClass = 5;
+               SparseClass = 5, FirstNumericClass = 6, LastNumericClass = 13;
 constexpr Byte Mat5ComplexFlag = 8;
 
 struct Tag {
@@ -57,35 +65,55 @@ class Matlab5File {
  private:
   bool CheckHeader();
   void Walk();
+  void WalkAsPublished();
+  void ReadCompressed(std::int64_t position, std::int64_t packed);
   void CountFrom(std::int64_t next);
   void NoteEnd(std::int64_t position, Tag tag);
   void ReadVariable(BlockRec block, std::int64_t end);
   bool ReadShape(BlockRec& block);
-  void ReadRates(Tag tag);
-  void Finish(BlockRec block, Tag tag);
+  void ReadRates(const String& name, Tag tag);
+  void Finish(BlockRec block, Tag tag, std::int64_t end = 0);
+  bool ChooseKind(BlockRec& block, Tag tag);
+  void FinishAsPublished(BlockRec block, Tag tag, std::int64_t end);
+  void AddPart(BlockRec block, Tag tag);
+  std::pair<Tag, std::int64_t> ReadPartTag(std::int64_t position);
   void LeaveOut(std::string_view reason, std::string detail = {});
   void CheckShown(Tag tag, bool several);
   std::string_view ReasonByClass() const;
 
+  template <class T>
+  T ReadNumber() {
+    const T number = at_->ReadValue<T>();
+    return isBig_ ? Swapped(number) : number;
+  }
   Tag ReadTag() {
-    const auto type = file_.ReadValue<Long>();
-    return {type, file_.ReadValue<Long>()};
+    const auto type = ReadNumber<Long>();
+    return {type, ReadNumber<Long>()};
   }
   // `shortest` is the least word that is type and size in one.
   Tag ReadShortableTag(Long shortest) {
-    const auto word = file_.ReadValue<Long>();
+    const auto word = ReadNumber<Long>();
     if (word >= shortest) return {word & 0xff, word / 65536};
-    return {word, file_.ReadValue<Long>()};
+    return {word, ReadNumber<Long>()};
   }
+  template <class T>
+  std::vector<Double> ReadMagnitudes(std::int64_t count);
 
   Opening& opening_;
   BinaryFile& file_;
+  BinaryFile* at_ = &file_;  // that the current variable is read from
+  bool isBig_ = false;
   MatlabVariables variables_;
   std::string versionText_;
   std::string detail_;  // of the last variable that was left out, for the message
   Byte class_ = 0;      // of the current variable; 0 for a bare element
   Byte flags_ = 0;
   bool tall_ = false;
+  Long longer_ = 0;                  // the larger of its dimensions
+  std::int64_t packed_ = 0;          // bytes of the stream that it comes from, 0: none
+  std::int64_t packedPosition_ = 0;  // and where that begins
+  std::vector<std::int64_t>
+      placed_;  // where the samples of each block lie, before they are unpacked
   bool isAstray_ = false;
   std::vector<std::int64_t> toBeMet_;  // where variables lie after a compressed one,
   std::int64_t metCount_ = 0;          // and how many of them the walk meets
@@ -93,7 +121,7 @@ class Matlab5File {
 
 void Matlab5File::Read() {
   opening_.NeedBytes(Mat5SmallestFile, "a MATLAB level 5 file");
-  if (CheckHeader()) Walk();
+  if (CheckHeader()) opening_.IsPublished() ? WalkAsPublished() : Walk();
   for (std::int64_t i = metCount_; i < std::ssize(toBeMet_); ++i)
     variables_.LeaveOut("after compressed ones");
   variables_.Finish(5, detail_.empty() ? "" : " (" + detail_ + ")");
@@ -105,8 +133,10 @@ bool Matlab5File::CheckHeader() {
   file_.ReadFixedString(text, 3);
   versionText_ = "v" + ToUtf8(text);
   file_.Seek(Mat5VersionWord);
-  const auto word = file_.ReadValue<std::uint32_t>();
-  if (word >> 16 != Mat5LittleEndian) {
+  auto word = file_.ReadValue<std::uint32_t>();
+  isBig_ = opening_.IsPublished() && word >> 16 == Mat5BigEndian;
+  if (isBig_) word = (word & 0xffff0000) | Swapped(static_cast<std::uint16_t>(word));
+  if (word >> 16 != Mat5LittleEndian && !isBig_) {
     detail_ = "Big-Endian";
   } else if ((word & 0xffff) != Mat5Version) {
     detail_ = versionText_;
@@ -174,30 +204,32 @@ void Matlab5File::NoteEnd(std::int64_t position, Tag tag) {
 
 void Matlab5File::ReadVariable(BlockRec block, std::int64_t end) {
   if (ReadTag().Size != Mat5TagBytes) return LeaveOut("damaged");
-  class_ = file_.ReadValue<Byte>();
-  flags_ = file_.ReadValue<Byte>();
-  file_.Skip(6);
+  const auto word = ReadNumber<std::uint32_t>();
+  class_ = static_cast<Byte>(word);
+  flags_ = static_cast<Byte>(word >> 8);
+  at_->Skip(4);
   if (!ReadShape(block)) return;
   const Tag name = ReadShortableTag(257);
   // Name and samples don't reach beyond their variable, whatever their tags say: so all of them
   // together cost no more than the file.
-  if (name.Size > end - file_.Position()) return LeaveOut("damaged");
-  file_.ReadFixedString(block.Title, name.Size);
+  if (name.Size > end - at_->Position()) return LeaveOut("damaged");
+  at_->ReadFixedString(block.Title, name.Size);
   if (variables_.Classify(block.Title) == MatlabVariables::Kind::LeftOut) return;
-  file_.Seek(RaisedToEight(file_.Position()));
+  at_->Seek(RaisedToEight(at_->Position()));
   const Tag real = ReadShortableTag(256);
-  block.DataPtr = file_.Position();
+  block.DataPtr = at_->Position();
   if (real.Size > end - block.DataPtr) return LeaveOut("damaged");
   // Looked at again, since a name can lose one suffix and keep the other.
-  if (MatlabVariables::IsRateName(block.Title)) return ReadRates(real);
-  Finish(std::move(block), real);
+  if (MatlabVariables::IsRateName(block.Title)) return ReadRates(block.Title, real);
+  Finish(std::move(block), real, end);
 }
 
 bool Matlab5File::ReadShape(BlockRec& block) {
   const Tag dimensions = ReadTag();
-  const auto rows = file_.ReadValue<Long>();
-  const auto columns = file_.ReadValue<Long>();
+  const auto rows = ReadNumber<Long>();
+  const auto columns = ReadNumber<Long>();
   tall_ = false;
+  longer_ = 0;
   if (dimensions.Size == 4) {
     block.ChannelCount = 1;
     return true;
@@ -208,19 +240,21 @@ bool Matlab5File::ReadShape(BlockRec& block) {
     return false;
   }
   const Long channels = std::min(rows, columns);
-  if (channels > LargestChannelCount) {
-    LeaveOut("of more than 32 channels", Sentence(channels, " channels"));
+  if (channels > opening_.LargestChannels()) {
+    LeaveOut("of too many channels", Sentence(channels, " channels"));
     return false;
   }
   block.ChannelCount = static_cast<Integer>(std::max(channels, 0));  // 0: left out at the end
   tall_ = rows > columns;
+  longer_ = std::max(rows, columns);
   return true;
 }
 
 template <class T>
-std::vector<Double> ReadMagnitudes(BinaryFile& file, std::int64_t count) {
+std::vector<Double> Matlab5File::ReadMagnitudes(std::int64_t count) {
   std::vector<T> stored(static_cast<std::size_t>(count));
-  file.ReadArray(stored.data(), count);
+  at_->ReadArray(stored.data(), count);
+  if (isBig_) std::ranges::transform(stored, stored.begin(), Swapped<T>);
   std::vector<Double> magnitudes;
   magnitudes.reserve(stored.size());
   for (const T value : stored) magnitudes.push_back(std::abs(static_cast<Double>(value)));
@@ -228,61 +262,177 @@ std::vector<Double> ReadMagnitudes(BinaryFile& file, std::int64_t count) {
 }
 
 // A double keeps its sign; bytes and words are taken without one, all others lose theirs.
-void Matlab5File::ReadRates(Tag tag) {
+void Matlab5File::ReadRates(const String& name, Tag tag) {
   const auto count = [&](std::int64_t width) {
     return std::clamp<std::int64_t>(tag.Size / width, 0, MatlabVariables::LargestBlockCount);
   };
   switch (tag.Type) {
     case Int8Data:
     case Uint8Data:
-      return variables_.SetRates(ReadMagnitudes<Byte>(file_, count(1)));
+      return variables_.SetRates(name, ReadMagnitudes<Byte>(count(1)));
     case Int16Data:
     case Uint16Data:
-      return variables_.SetRates(ReadMagnitudes<std::uint16_t>(file_, count(2)));
+      return variables_.SetRates(name, ReadMagnitudes<std::uint16_t>(count(2)));
     case Int32Data:
     case Uint32Data:
-      return variables_.SetRates(ReadMagnitudes<Long>(file_, count(4)));
+      return variables_.SetRates(name, ReadMagnitudes<Long>(count(4)));
     case SingleData:
-      return variables_.SetRates(ReadMagnitudes<Single>(file_, count(4)));
+      return variables_.SetRates(name, ReadMagnitudes<Single>(count(4)));
     case DoubleData: {
       std::vector<Double> rates(static_cast<std::size_t>(count(8)));
-      file_.ReadDoubleArray(rates.data(), count(8));
-      return variables_.SetRates(std::move(rates));
+      at_->ReadDoubleArray(rates.data(), count(8));
+      if (isBig_) std::ranges::transform(rates, rates.begin(), Swapped<Double>);
+      return variables_.SetRates(name, std::move(rates));
     }
     default:
       return;
   }
 }
 
-void Matlab5File::Finish(BlockRec block, Tag tag) {
-  if (block.ChannelCount < 1) return LeaveOut("empty");
+// False where samples of that type aren't shown, and the variable is left out.
+bool Matlab5File::ChooseKind(BlockRec& block, Tag tag) {
+  const auto leaveOut = [this](const char* detail) {
+    LeaveOut(ReasonByClass(), detail);
+    return false;
+  };
+  const bool published = opening_.IsPublished();
+  block.SampleUnsigned = 0;
   switch (tag.Type) {
     case Int16Data:
     case Uint16Data:
       block.SampleType = SampleInt16;
       block.SampleUnsigned = tag.Type == Uint16Data ? -1 : 0;
-      break;
+      return true;
     case SingleData:
       block.SampleType = SampleSingle;
-      break;
+      return true;
     case DoubleData:
       block.SampleType = SampleDouble;
-      break;
+      return true;
     case Int8Data:
-      return LeaveOut(ReasonByClass(), "miINT8");
     case Uint8Data:
-      return LeaveOut(ReasonByClass(), "miUINT8");
+      if (!published) return leaveOut(tag.Type == Int8Data ? "miINT8" : "miUINT8");
+      block.SampleType = SampleInt8;
+      block.SampleUnsigned = tag.Type == Uint8Data ? -1 : 0;
+      return true;
     case Int32Data:
-      return LeaveOut(ReasonByClass(), "miINT32");
     case Uint32Data:
-      return LeaveOut(ReasonByClass(), "miUINT32");
+      if (!published) return leaveOut(tag.Type == Int32Data ? "miINT32" : "miUINT32");
+      block.SampleType = SampleInt32;
+      block.SampleUnsigned = tag.Type == Uint32Data ? -1 : 0;
+      return true;
     default:
-      return LeaveOut(ReasonByClass());
+      return leaveOut("");
   }
+}
+
+// `end` is that of the variable, which its parts don't pass.
+void Matlab5File::Finish(BlockRec block, Tag tag, std::int64_t end) {
+  if (block.ChannelCount < 1) return LeaveOut("empty");
+  if (opening_.IsPublished() && (class_ < FirstNumericClass || class_ > LastNumericClass))
+    return LeaveOut(ReasonByClass());
+  if (!ChooseKind(block, tag)) return;
   block.SizeChannel = tag.Size / block.ChannelCount / SampleWidth(block.SampleType);
   if (block.SizeChannel < 2) return LeaveOut("of fewer than two samples");
+  if (opening_.IsPublished()) return FinishAsPublished(std::move(block), tag, end);
   const bool several = block.ChannelCount > 1;
   if (variables_.Add(std::move(block))) CheckShown(tag, several);
+}
+
+// One part of a variable, real or imaginary: each is stored in the type that suits it.
+void Matlab5File::AddPart(BlockRec block, Tag tag) {
+  const std::int64_t width = SampleWidth(block.SampleType);
+  const std::int64_t position = block.DataPtr;
+  // A file that is cut off has no more channels than it has bytes.
+  if (packed_ == 0 && position + block.ChannelCount * width > file_.Size())
+    return LeaveOut("cut off");
+  block.SizeChannel = std::min<Long>(longer_, HeldAsLong(tag.Size / (block.ChannelCount * width)));
+  block.BigEndian = isBig_ && width > 1;
+  if (tall_ && block.ChannelCount > 1) block.SetColumns();
+  // A packed variable, or one beside such, is to lie in the file that they are unpacked into.
+  const std::int64_t bytes = std::int64_t{block.SizeChannel} * block.ChannelCount * width;
+  block.DataPtr = packed_ > 0
+                      ? variables_.Packed().AddPacked(packedPosition_, packed_, position, bytes)
+                      : variables_.Packed().AddPlain(position, bytes);
+  if (variables_.Add(std::move(block))) placed_.push_back(position);
+}
+
+// The tag at a place of the current variable, and where its data begin.
+std::pair<Tag, std::int64_t> Matlab5File::ReadPartTag(std::int64_t position) {
+  if (packed_ == 0) {
+    at_->Seek(position);
+    const Tag tag = ReadShortableTag(256);
+    return {tag, at_->Position()};
+  }
+  const auto there = std::make_shared<const InflatedHead>(*file_.Source(), packedPosition_, packed_,
+                                                          position, Mat5TagBytes);
+  BinaryFile inflated(opening_.Texts, there);
+  BinaryFile* const before = std::exchange(at_, &inflated);
+  const Tag tag = ReadShortableTag(256);
+  at_ = before;
+  return {tag, position + inflated.Position()};
+}
+
+void Matlab5File::FinishAsPublished(BlockRec block, Tag tag, std::int64_t end) {
+  if ((flags_ & Mat5ComplexFlag) == 0) return AddPart(std::move(block), tag);
+  BlockRec imaginary = block;
+  const auto [second, position] = ReadPartTag(RaisedToEight(block.DataPtr + tag.Size));
+  imaginary.DataPtr = position;
+  if (second.Size < 0 || second.Size > end - position) return LeaveOut("damaged");
+  if (!ChooseKind(imaginary, second)) return;
+  block.Title += u"Re";
+  imaginary.Title += u"Im";
+  AddPart(std::move(block), tag);
+  AddPart(std::move(imaginary), second);
+}
+
+// Compressed elements aren't padded, all others are.
+void Matlab5File::WalkAsPublished() {
+  const std::int64_t size = file_.Size();
+  for (std::int64_t next = Mat5FirstElement; next + Mat5LeastLeft < size;) {
+    file_.Seek(next);
+    const Tag tag = ReadTag();
+    if (tag.Size < Mat5LeastSize) {
+      NoteEnd(next, tag);
+      break;
+    }
+    const std::int64_t body = next + Mat5TagBytes;
+    const std::int64_t end = body + tag.Size;
+    next = tag.Type == CompressedData ? end : RaisedToEight(end);
+    if (tag.Type == MatrixData) {
+      ReadVariable({}, end);
+    } else if (tag.Type == CompressedData) {
+      ReadCompressed(body, std::min<std::int64_t>(tag.Size, size - body));
+    } else {
+      LeaveOut("of an unknown type");
+    }
+  }
+  // Where nothing is packed, all stays where it is.
+  if (!variables_.Packed().IsEmpty()) return;
+  for (std::size_t i = 0; i < opening_.Store.Blocks.size(); ++i)
+    opening_.Store.Blocks[i].DataPtr = placed_[i];
+}
+
+// What the stream stands for is looked at as far as its samples, which may be long.
+void Matlab5File::ReadCompressed(std::int64_t position, std::int64_t packed) {
+  constexpr std::size_t headBytes = 65536;
+  if (!CanInflate()) return LeaveOut("compressed, which this build doesn't undo");
+  const auto head =
+      std::make_shared<const InflatedHead>(*file_.Source(), position, packed, 0, headBytes);
+  BinaryFile inflated(opening_.Texts, head);
+  at_ = &inflated;
+  packed_ = packed;
+  packedPosition_ = position;
+  const Tag tag = ReadTag();
+  const std::int64_t end = Mat5TagBytes + tag.Size;
+  if (tag.Type != MatrixData)
+    LeaveOut("of an unknown type");
+  else if (tag.Size < 0 || end > LargestInflated(packed))
+    LeaveOut("damaged");
+  else
+    ReadVariable({}, end);
+  at_ = &file_;
+  packed_ = 0;
 }
 
 // The samples of a cell, a structure or a sparse matrix are not samples, whatever their type.

@@ -21,20 +21,12 @@ bool HasSuffix(const String& name, std::u16string_view suffix) {
 template <class Real>
 void ScanAndFit(BinaryFile& file, BlockRec& block, Progress& progress) {
   if (block.SizeChannel < 2 || block.ChannelCount < 1) return;
-  const std::int64_t channels = block.ChannelCount;
-  const std::int64_t frameBytes = channels * static_cast<std::int64_t>(sizeof(Real));
-  const std::int64_t there = std::max<std::int64_t>(0, file.Size() - block.DataPtr) / frameBytes;
-  const std::int64_t frames = std::min<std::int64_t>(block.SizeChannel, there);
-  const auto range = ScanFrames<Real>(file, block.DataPtr, channels, frames * channels, progress);
   const auto held = [](Real value) {
     return static_cast<Single>(std::clamp<Real>(value, -LargestSingle, LargestSingle));
   };
-  for (std::size_t c = 0; c < block.ChannelScale.size(); ++c) {
-    Real least = 0;
-    Real greatest = 0;
-    if (range.Of(c, least, greatest))
-      FitChannelScale(held(least), held(greatest), block.ChannelScale[c], block.ChannelOffset[c]);
-  }
+  ScanBlock<Real>(file, block, progress, [&](std::size_t c, Real least, Real greatest) {
+    FitChannelScale(held(least), held(greatest), block.ChannelScale[c], block.ChannelOffset[c]);
+  });
 }
 
 }  // namespace
@@ -98,7 +90,9 @@ bool MatlabVariables::IsRateName(const String& title) {
   return HasSuffix(title, RateSuffix);
 }
 
-void MatlabVariables::SetRates(std::vector<Double> rates) {
+void MatlabVariables::SetRates(const String& name, std::vector<Double> rates) {
+  if (opening_.IsPublished() && !rates.empty() && IsRateName(name))
+    ratesByName_.emplace_back(name.substr(0, name.size() - RateSuffix.size()), rates.front());
   rates_ = std::move(rates);
   ++rateVariables_;
 }
@@ -117,6 +111,12 @@ bool MatlabVariables::Add(BlockRec block) {
   std::fill(block.ChannelScale.begin(), block.ChannelScale.end(), tenUnits);
   block.ADCName = u"MATLAB";
   block.SamplingRate = opening_.Rules.SamplingRate;
+  if (opening_.IsPublished() && !block.HasRealSamples()) {
+    // The numbers are the values. Without a sign, they count from the middle of their range.
+    const int bits = 8 * static_cast<int>(SampleWidth(block.SampleType));
+    const Double middle = block.SampleUnsigned != 0 ? std::exp2(bits - 1) : 0;
+    for (std::size_t c = 0; c < block.ChannelScale.size(); ++c) block.Calibrate(c, 1, middle);
+  }
   opening_.Store.Blocks.push_back(std::move(block));
   return true;
 }
@@ -131,17 +131,46 @@ void MatlabVariables::AddImaginary(std::int64_t dataPtr) {
   blocks.push_back(std::move(imaginary));
 }
 
+void MatlabVariables::GiveRate(BlockRec& block, std::size_t number, Double rate) {
+  const auto single = static_cast<Single>(rate);
+  if (single > 0 && !std::isfinite(single))
+    RefuseAsDamaged(-1, "Rate ", number + 1, " of the rate variable is ", rate,
+                    ", too large for a rate.");
+  if (single > 0) {
+    block.SamplingRate = single;
+    if (opening_.IsPublished()) block.Rate = rate;
+  } else {
+    LeaveOut("rates that are not above 0");
+  }
+}
+
+// False where some rate has no variable of its name.
+bool MatlabVariables::GiveRatesByName() {
+  std::vector<BlockRec>& blocks = opening_.Store.Blocks;
+  bool all = !ratesByName_.empty();
+  for (const auto& [name, rate] : ratesByName_) {
+    bool met = false;
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+      const String& title = blocks[i].Title;
+      const bool isPart = title == name + u"Re" || title == name + u"Im";
+      if (title != name && !isPart) continue;
+      GiveRate(blocks[i], i, rate);
+      met = true;
+    }
+    all = all && met;
+  }
+  return all;
+}
+
 void MatlabVariables::GiveRates() {
   std::vector<BlockRec>& blocks = opening_.Store.Blocks;
+  if (opening_.IsPublished() && GiveRatesByName()) {
+    rates_.clear();
+    rateVariables_ = 0;
+    return;
+  }
   for (std::size_t i = 0; i < std::min(rates_.size(), blocks.size()); ++i) {
-    const auto rate = static_cast<Single>(rates_[i]);
-    if (rate > 0 && !std::isfinite(rate))
-      RefuseAsDamaged(-1, "Rate ", i + 1, " of the rate variable is ", rates_[i],
-                      ", too large for a rate.");
-    if (rate > 0)
-      blocks[i].SamplingRate = rate;
-    else
-      LeaveOut("rates that are not above 0");
+    if (blocks[i].Rate == 0) GiveRate(blocks[i], i, rates_[i]);
   }
 }
 
@@ -156,12 +185,22 @@ void MatlabVariables::Finish(Integer versionMajor, const std::string& detail) {
   NoteFindings();
   const Date date = opening_.DateOfFile();
   for (BlockRec& block : blocks) block.StartDateTime = date;
-  opening_.DoOrDefer(Later::Ranges, [](Opening& later) {
+  const auto scanAll = [](Opening& later, BinaryFile& file) {
     for (BlockRec& block : later.Store.Blocks) {
-      if (block.SampleType == SampleSingle) ScanSingleFrames(later.DataFile, block, later.Progress);
-      if (block.SampleType == SampleDouble) ScanDoubleFrames(later.DataFile, block, later.Progress);
+      if (block.SampleType == SampleSingle) ScanSingleFrames(file, block, later.Progress);
+      if (block.SampleType == SampleDouble) ScanDoubleFrames(file, block, later.Progress);
     }
-  });
+  };
+  if (packed_.IsEmpty()) {
+    opening_.DoOrDefer(Later::Ranges,
+                       [scanAll](Opening& later) { scanAll(later, later.DataFile); });
+  } else {
+    opening_.DoOrDefer(Later::Samples, [scanAll, packed = packed_](Opening& later) {
+      packed.Unpack(later);
+      BinaryFile unpacked(later.Texts, later.Store.DataFile);
+      scanAll(later, unpacked);
+    });
+  }
   opening_.FinishFile(FourCharacters("MATL"), versionMajor, 0);
 }
 

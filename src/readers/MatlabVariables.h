@@ -2,7 +2,7 @@
 // become, and the round scale that is fitted to the range of floating-point samples.
 #pragma once
 
-#include "model/Opening.h"
+#include "model/Unpacking.h"
 
 namespace lmimport {
 
@@ -34,15 +34,19 @@ class MatlabVariables {
 
   static bool IsRateName(const String& title);
 
-  /// Rates by the order of the blocks, in the place of those before; more than there can be blocks
-  /// aren't kept.
-  void SetRates(std::vector<Double> rates);
+  /// Of the variable of that name. As written, rates by the order of the blocks, in the place of those
+  /// before; more than there can be blocks aren't kept. In the published reading "x_SamplingRate" is
+  /// the rate of "x_Data", and only what has no such counterpart goes by the order.
+  void SetRates(const String& name, std::vector<Double> rates);
   std::int64_t RateCount() const { return static_cast<std::int64_t>(rates_.size()); }
   static constexpr std::int64_t LargestBlockCount = INT16_MAX;
 
   /// Completes a block of ChannelCount, SizeChannel, SampleType, SampleUnsigned, DataPtr and Title,
   /// and adds it. False where there is no room: it is left out.
   bool Add(BlockRec block);
+
+  /// What Add gave true for has its samples in a compressed element, or beside such.
+  Unpacking& Packed() { return packed_; }
 
   /// Makes the last block the real part of a complex variable, and adds a copy of it for the
   /// imaginary one, whose samples lie at `dataPtr`.
@@ -61,12 +65,16 @@ class MatlabVariables {
   static std::int64_t& CountOf(Counts& counts, std::string_view what);
   bool HasRoom();
   void GiveRates();
+  void GiveRate(BlockRec& block, std::size_t number, Double rate);
+  bool GiveRatesByName();
   void NoteFindings();
 
   Opening& opening_;
   bool named_ = false;
   std::vector<Double> rates_;
   Long rateVariables_ = 0;
+  std::vector<std::pair<String, Double>> ratesByName_;
+  Unpacking packed_;
   Counts leftOut_;
   Counts warnings_;
 };

@@ -171,7 +171,7 @@ class PublishedWave {
   std::int64_t dataPosition_ = -1;
   std::int64_t dataSize_ = 0;     // to the end of the file
   std::int64_t claimedSize_ = 0;  // as the file states it, if it does
-  std::int64_t longSize_ = -1;  // that a file above 4 GiB states
+  std::int64_t longSize_ = -1;    // that a file above 4 GiB states
 };
 
 void PublishedWave::Read() {
@@ -197,8 +197,8 @@ void PublishedWave::FindChunks() {
     if (id == WaveFormatChunk && formatPosition_ < 0) {
       formatPosition_ = body;
       file_.Seek(body);
-      format_.ReadMore(file_, 0, static_cast<std::size_t>(
-                                     std::min<std::int64_t>(bytes, WaveExtensibleBytes)));
+      format_.ReadMore(
+          file_, 0, static_cast<std::size_t>(std::min<std::int64_t>(bytes, WaveExtensibleBytes)));
     }
     if (id == WaveDataChunk) {
       // A writer to a pipe couldn't go back to state the size.
@@ -265,8 +265,7 @@ void PublishedWave::FillBlock() {
   block.DimensionChannels(channels);
   block.FillFrom(claimedSize_);
   block.StartDateTime = opening_.DateOfFile();
-  block.Title =
-      FromUtf8(Sentence(block.Rate / 1000.0, " kHz, ", format_[WaveBits], "-bit"));
+  block.Title = FromUtf8(Sentence(block.Rate / 1000.0, " kHz, ", format_[WaveBits], "-bit"));
   // The bits of a count; a byte of A-law or mu-law stands for one of 16.
   const bool isWord = block.SampleType == SampleALaw || block.SampleType == SampleMuLaw;
   const int bits = isWord ? 16 : 8 * static_cast<int>(SampleWidth(block.SampleType));
@@ -274,9 +273,10 @@ void PublishedWave::FillBlock() {
   if (described && block.SamplingRate != static_cast<Single>(block.Rate)) block.Rate = 0;
   // The text is made for words: of other counts, their upper 16 bits.
   for (std::size_t c = 0; c < block.ChannelScale.size(); ++c) {
-    const Double perWord = described ? 1 / Double{block.ChannelScale[c]} : std::exp2(-15);
-    const Double factor = block.HasRealSamples() ? 1 : perWord * std::exp2(16 - bits);
-    block.Calibrate(c, factor, block.HasRealSamples() ? 0 : Double{block.ChannelOffset[c]});
+    if (!described) block.ChannelScale[c] = 32768;
+    if (block.HasRealSamples()) continue;
+    const Double perWord = 1 / Double{block.ChannelScale[c]};
+    block.Calibrate(c, perWord * std::exp2(16 - bits), block.ChannelOffset[c]);
   }
   opening_.FinishFile(WaveForm, described ? 1 : 0);
 }

@@ -48,8 +48,8 @@ void NoteCutData(Opening& opening) {
     if (opening.IsPublished()) block.SizeChannel = HeldAsLong(there);
     if (block.OpenLength) {
       opening.Note("length-open", {block.DataPtr, static_cast<int>(i)},
-                   "The length of the recording is open; the file holds ", there, " frames: ",
-                   rest);
+                   "The length of the recording is open; the file holds ", there,
+                   " frames: ", rest);
       continue;
     }
     if (there >= claimed) continue;
@@ -113,8 +113,9 @@ void NoteCommentsPastEnd(Opening& opening) {
   Tally past;
   for (std::size_t i = 0; i < opening.Store.Blocks.size(); ++i) {
     const BlockRec& block = opening.Store.Blocks[i];
+    // One with a time of its own can lie between two blocks.
     const auto isPast = [&block](const CommentRec& comment) {
-      return comment.Position > block.SizeChannel;
+      return comment.Position > block.SizeChannel && std::isnan(comment.Time);
     };
     for (const CommentRec& comment : block.Comments) {
       if (isPast(comment)) past.Add(i);
