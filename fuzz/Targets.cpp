@@ -21,6 +21,7 @@ std::vector<Target> MakeTargets() {
   for (const Format& format : ReadFormats()) {
     if (format.Id == "raw") continue;  // its sidecars have targets of their own
     const std::string id(format.Id);
+    if (std::ranges::count(targets, id, &Target::Name) > 0) continue;  // another ending of it
     const std::string ending = format.Extension.empty() ? ".dat" : ToUtf8(format.Extension);
     targets.push_back(
         {id, id + ending, format.FirstBytes, id == "wave" ? "wave_wavheader.txt" : ""});
@@ -43,8 +44,8 @@ bool Open(LMImport& import, const std::string& name) {
 }
 
 // The same by the other face, with what it reads only when asked.
-void AskAsRecording(const std::string& name) {
-  const std::string wrong = test::OpenAndAskRecording(name);
+void AskAsRecording(const std::string& name, Reading as) {
+  const std::string wrong = test::OpenAndAskRecording(name, as);
   if (wrong.empty()) return;
   std::fprintf(stderr, "%s\n", wrong.c_str());
   std::abort();
@@ -87,11 +88,17 @@ bool Run(const Target& target, std::span<const std::uint8_t> input) {
   const std::string_view mark = target.FirstBytes[0].substr(0, recording.size());
   if (!begins) recording.replace(0, mark.size(), mark);
   const std::string name = folder.Write(target.FileName, recording);
-  AskAsRecording(name);
-  const bool isOpen = Open(import, name);
-  const bool isOpenAgain = Open(import, name);
+  bool opensEitherWay = false;
+  for (const Reading as : {Reading::Written, Reading::Published}) {
+    SetReading(as);
+    AskAsRecording(name, as);
+    const bool isOpen = Open(import, name);
+    const bool isOpenAgain = Open(import, name);
+    opensEitherWay = opensEitherWay || (isOpen && isOpenAgain);
+  }
+  SetReading(Reading::Written);
   std::filesystem::remove(name + "dat");
-  return isOpen && isOpenAgain;
+  return opensEitherWay;
 }
 
 }  // namespace lmimport::fuzz

@@ -102,7 +102,7 @@ TEST_F(CommandTest, AFolderIsItsRecordings) {
 
 // The interrupt comes before the first step of the work.
 TEST_F(CommandTest, AnInterruptGivesTheWorkUp) {
-  const std::string edf = folder_.Write("f.edf", Edf().Build());
+  const std::string mixed = folder_.Write("f.acq", Acq().Build());
   std::array<int, 2> ends{};
   ASSERT_EQ(::pipe(ends.data()), 0);
   const pid_t child = ::fork();
@@ -114,7 +114,7 @@ TEST_F(CommandTest, AnInterruptGivesTheWorkUp) {
     ::raise(SIGINT);
     ::dup2(ends[1], STDERR_FILENO);
     ::dup2(ends[1], STDOUT_FILENO);
-    ::execl(LMI_COMMAND, "lmi", "read", edf.c_str(), nullptr);
+    ::execl(LMI_COMMAND, "lmi", "read", mixed.c_str(), nullptr);
     ::_exit(99);
   }
   ::close(ends[1]);
@@ -125,7 +125,7 @@ TEST_F(CommandTest, AnInterruptGivesTheWorkUp) {
   ::waitpid(child, &status, 0);
   EXPECT_EQ(WEXITSTATUS(status), 130);
   EXPECT_NE(said.find("given up"), std::string::npos) << said;
-  EXPECT_FALSE(std::filesystem::exists(edf + "dat"));
+  EXPECT_FALSE(std::filesystem::exists(mixed + "dat"));
 }
 
 TEST_F(CommandTest, CheckListsFindings) {

@@ -25,6 +25,7 @@ class EveryFormat : public ImportTest, public testing::WithParamInterface<BuiltR
     const BuiltRecording& recording = GetParam();
     if (!flatFileStays) std::filesystem::remove(folder_.PathOf(recording.Name) + "dat");
     if (!recording.Sidecar.empty()) folder_.Write(recording.Sidecar, recording.SidecarBytes);
+    if (recording.IsPublishedAlone) SetReading(Reading::Published);
     ASSERT_TRUE(Open(recording.Name, recording.Bytes)) << Error();
     ASSERT_TRUE(Type() == recording.Type || FindingCodes() == Codes{"sidecar-passed-over"});
   }
@@ -35,8 +36,12 @@ void EveryFormat::Attack(const std::string& bytes, const std::string& sidecar) {
   const std::string name = folder_.Write(GetParam().Name, bytes);
   bool isOpen = false;
   const HeapUse heap;
-  ASSERT_EQ(OpenAndAsk(import_, name, isOpen), "");
-  ASSERT_EQ(OpenAndAskRecording(name), "");
+  for (const Reading as : {Reading::Written, Reading::Published}) {
+    SetReading(as);
+    ASSERT_EQ(OpenAndAsk(import_, name, isOpen), "");
+    ASSERT_EQ(OpenAndAskRecording(name, as), "");
+  }
+  SetReading(Reading::Written);
   ASSERT_LT(heap.Peak(), 1U << 20);
 }
 
@@ -122,7 +127,9 @@ TEST_P(EveryFormat, PiecesJoinToTheWhole) {
         Double value = 0;
         ASSERT_EQ(block.GetChannelDouble(c, frame, 1, &value), 1);
         EXPECT_EQ(value, whole(c, frame));
-        EXPECT_NEAR(counts(c, frame) * block.ChannelDoubleA(c) + block.ChannelDoubleB(c), value,
+        const Integer count = counts(c, frame);
+        if (count == INT16_MIN || count == INT16_MAX) continue;  // held
+        EXPECT_NEAR(count * block.ChannelDoubleA(c) + block.ChannelDoubleB(c), value,
                     1e-6 * (1 + std::abs(value)));
       }
     }
@@ -142,7 +149,7 @@ TEST_P(EveryFormat, AFaultOfTheSourceIsToldAndForgotten) {
       std::optional<Recording> recording;
       std::vector<Double> values(expected.size());
       try {
-        recording = Recording::Open(source, GetParam().Name, {.As = Reading::Written});
+        recording = Recording::Open(source, GetParam().Name, {.As = GetParam().As()});
         recording->ReadFrames(0, 0, values);
         EXPECT_FALSE(source->HasFailed());
       } catch (const std::system_error& error) {
@@ -165,6 +172,7 @@ TEST_P(EveryFormat, AFaultOfTheSourceIsToldAndForgotten) {
 // The open file of the thread, a recording of the same file, and one in memory are the same.
 TEST_P(EveryFormat, IsTheSameByEachFace) {
   for (const Reading as : {Reading::Written, Reading::Published}) {
+    if (as != Reading::Published && GetParam().IsPublishedAlone) continue;
     SetReading(as);
     OpenWhole();
     ExpectTheSameByRecording(as);

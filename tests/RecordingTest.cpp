@@ -107,7 +107,7 @@ TEST_F(RecordingTest, SaysWhyItCannotBeOpened) {
       {"a.wdq", cut, OpenFault::FormatError, "damaged", "it ends at byte 160 of a header of 192"},
       {"a.lmc", Chart{.Minor = 1}.Build(), OpenFault::UnsupportedFormat, "version-not-read",
        "of v3.1"},
-      {"a.wav", "RIFF", OpenFault::NoData, "no-data", "ends at byte 4, and a wave file needs 48"},
+      {"a.wav", "RIFF", OpenFault::NoData, "no-data", "ends at byte 4, and a wave file needs 12"},
       {"a.edf", Edf{.RecordCount = "many"}.Build(), OpenFault::FormatError, "not-a-number",
        "EDF record count \"many"},
       {"a.xyz", "12345678", OpenFault::UnknownFormat, "undescribed", "nothing describes"}};
@@ -165,7 +165,8 @@ TEST_F(RecordingTest, ReadsLaterWhatAnOpenLeaves) {
   edf.Signals.push_back(
       EdfAnnotations({std::string("+0\x14\x14\0+1.5\x14late\x14\0+0.5\x14go\x14\0", 25), ""}, 14));
   const auto source = Memory(edf.Build());
-  const Recording recording = Recording::Open(source, "a.edf");
+  const OpenOptions written{.As = Reading::Written};
+  const Recording recording = Recording::Open(source, "a.edf", written);
   long before = source->Reads();
   EXPECT_EQ(recording.Comments().at(0).Text, "go");
   EXPECT_EQ(recording.Comments().at(1).Time, 1.5);
@@ -181,7 +182,7 @@ TEST_F(RecordingTest, ReadsLaterWhatAnOpenLeaves) {
   EXPECT_EQ(source->Reads(), before);
 
   const std::string name = folder_.Write("b.edf", edf.Build());
-  EXPECT_EQ(Recording::Open(name).Read(0, 1, 2, values), 3);
+  EXPECT_EQ(Recording::Open(name, written).Read(0, 1, 2, values), 3);
   EXPECT_EQ(FilesInFolder(), 1U);
 
   // 2 and -3 by the scale of a range from -3 to 1: 10000 counts a unit, -1 at count 0
@@ -200,7 +201,8 @@ TEST_F(RecordingTest, ReadsLaterWhatAnOpenLeaves) {
 TEST_F(RecordingTest, LongWorkCanBeGivenUp) {
   bool goesOn = false;
   int calls = 0;
-  const OpenOptions options{.Progress = [&](double) { return ++calls, goesOn; }};
+  const OpenOptions options{.As = Reading::Written,
+                            .Progress = [&](double) { return ++calls, goesOn; }};
   const Recording recording = Recording::Open(Memory(Edf().Build()), "a.edf", options);
   std::array<double, 1> value{};
   try {
@@ -221,7 +223,8 @@ TEST_F(RecordingTest, ProgressHandlersCannotReadWhatIsNotReadYet) {
   Edf edf{.Reserved = "EDF+C"};
   edf.Signals.push_back(EdfAnnotations({std::string("+0\x14go\x14\0", 7), ""}, 14));
   std::optional<Recording> recording;
-  const OpenOptions options{.Progress = [&](double) { return recording->Comments().empty(); }};
+  const OpenOptions options{.As = Reading::Written,
+                            .Progress = [&](double) { return recording->Comments().empty(); }};
   recording = Recording::Open(Memory(edf.Build()), "a.edf", options);
   std::array<double, 1> value{};
   EXPECT_THROW(recording->Read(0, 0, 0, value), std::logic_error);
@@ -334,7 +337,7 @@ TEST_F(RecordingTest, AThousandAreOpenAtOnce) {
   EXPECT_LT(heap.Peak(), count * 16 * 1024);
   for (const Recording& recording : recordings) {
     std::array<std::int16_t, 2> counts{};
-    ASSERT_EQ(recording.ReadFrames(0, 0, counts), 1);
+    ASSERT_GE(recording.ReadFrames(0, 0, counts), 1);
     ASSERT_NE(counts[0], 0);
   }
 }

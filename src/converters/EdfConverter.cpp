@@ -14,7 +14,7 @@
 namespace lmimport {
 namespace {
 
-constexpr std::int64_t EdfSmallestFile = 520, EdfRecordCountPosition = 236;
+constexpr std::int64_t EdfSmallestFile = 520, EdfHeaderBytes = 256, EdfRecordCountPosition = 236;
 
 // The first annotation signal, or the end.
 auto FindAnnotations(const EdfLayout& layout) {
@@ -198,7 +198,8 @@ void NoteSignals(Opening& opening, const EdfLayout& layout) {
 }  // namespace
 
 void ConvertEdfFile(Opening& opening) {
-  opening.NeedBytes(EdfSmallestFile, "an EDF file", Refusal::UnknownFormat);
+  opening.NeedBytes(opening.IsPublished() ? EdfHeaderBytes : EdfSmallestFile, "an EDF file",
+                    Refusal::UnknownFormat);
   const auto layout = std::make_shared<EdfLayout>();
   layout->Header = ReadEdfHeader(opening);
   CountRecords(opening, *layout);

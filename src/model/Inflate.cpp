@@ -90,4 +90,11 @@ bool Inflater::Skip(std::int64_t count) {
   return true;
 }
 
+std::int64_t Inflater::SkipAll() {
+  std::array<std::byte, 65536> past;
+  std::int64_t count = 0;
+  while (const std::size_t done = Read(past)) count += static_cast<std::int64_t>(done);
+  return count;
+}
+
 }  // namespace lmimport

@@ -13,7 +13,7 @@ bool CanInflate();
 /// What so many packed bytes can become at most.
 constexpr std::int64_t LargestInflated(std::int64_t packed) {
   constexpr std::int64_t growth = 1032;  // of the densest stream
-  return packed * growth + 64;
+  return packed * growth;
 }
 
 /// The bytes that a stream of `size` packed bytes, from `position` on of the source, stands for, one
@@ -31,6 +31,9 @@ class Inflater {
 
   /// Reads past so many bytes. False where there aren't so many.
   bool Skip(std::int64_t count);
+
+  /// Reads past all that there are; gives their number.
+  std::int64_t SkipAll();
 
  private:
   struct Stream;

@@ -81,6 +81,10 @@ class Matlab5File {
   void CheckShown(Tag tag, bool several);
   std::string_view ReasonByClass() const;
 
+  // Parts of a variable are padded, counted from its beginning.
+  std::int64_t Padded(std::int64_t position) const {
+    return element_ + RaisedToEight(position - element_);
+  }
   template <class T>
   T ReadNumber() {
     const T number = at_->ReadValue<T>();
@@ -103,6 +107,8 @@ class Matlab5File {
   BinaryFile& file_;
   BinaryFile* at_ = &file_;  // that the current variable is read from
   bool isBig_ = false;
+  std::int64_t element_ =
+      0;  // where the variable begins, or another place at a multiple of 8 from it
   MatlabVariables variables_;
   std::string versionText_;
   std::string detail_;  // of the last variable that was left out, for the message
@@ -215,7 +221,7 @@ void Matlab5File::ReadVariable(BlockRec block, std::int64_t end) {
   if (name.Size > end - at_->Position()) return LeaveOut("damaged");
   at_->ReadFixedString(block.Title, name.Size);
   if (variables_.Classify(block.Title) == MatlabVariables::Kind::LeftOut) return;
-  at_->Seek(RaisedToEight(at_->Position()));
+  at_->Seek(Padded(at_->Position()));
   const Tag real = ReadShortableTag(256);
   block.DataPtr = at_->Position();
   if (real.Size > end - block.DataPtr) return LeaveOut("damaged");
@@ -376,7 +382,7 @@ std::pair<Tag, std::int64_t> Matlab5File::ReadPartTag(std::int64_t position) {
 void Matlab5File::FinishAsPublished(BlockRec block, Tag tag, std::int64_t end) {
   if ((flags_ & Mat5ComplexFlag) == 0) return AddPart(std::move(block), tag);
   BlockRec imaginary = block;
-  const auto [second, position] = ReadPartTag(RaisedToEight(block.DataPtr + tag.Size));
+  const auto [second, position] = ReadPartTag(Padded(block.DataPtr + tag.Size));
   imaginary.DataPtr = position;
   if (second.Size < 0 || second.Size > end - position) return LeaveOut("damaged");
   if (!ChooseKind(imaginary, second)) return;
@@ -398,8 +404,10 @@ void Matlab5File::WalkAsPublished() {
     }
     const std::int64_t body = next + Mat5TagBytes;
     const std::int64_t end = body + tag.Size;
-    next = tag.Type == CompressedData ? end : RaisedToEight(end);
+    element_ = packed_ = 0;
+    next = tag.Type == CompressedData ? end : body + RaisedToEight(tag.Size);
     if (tag.Type == MatrixData) {
+      element_ = body;
       ReadVariable({}, end);
     } else if (tag.Type == CompressedData) {
       ReadCompressed(body, std::min<std::int64_t>(tag.Size, size - body));

@@ -24,8 +24,7 @@ std::string AskProperties(const LMIBlock& block) {
     ToUtf8(text);
   block.StartDateTime();
   block.DataPtr();
-  if (block.ChannelCount() < 1 || block.ChannelCount() > 32 || block.SizeChannel() < 0 ||
-      block.SizeData() < block.SizeChannel())
+  if (block.ChannelCount() < 1 || block.SizeChannel() < 0 || block.SizeData() < block.SizeChannel())
     return "a block of no shape";
   if (!std::isfinite(block.SamplingRate())) return "a rate that is no number";
   for (Integer c = 0; c <= block.ChannelCount() + 1; ++c) {
@@ -34,7 +33,7 @@ std::string AskProperties(const LMIBlock& block) {
     // An offset is what the file says it is.
     if (std::isnan(block.ChannelDoubleA(c)) || std::isnan(block.ChannelSingleA(c)))
       return "a scale that is no number";
-    if (!AreEqual<Double>(block.ChannelSingleB(c), block.ChannelDoubleB(c)))
+    if (!AreEqual(block.ChannelSingleB(c), static_cast<Single>(block.ChannelDoubleB(c))))
       return "an offset that differs as Single";
   }
   for (Long c = 0; c <= std::min(100, block.CommentCount()) + 1; ++c) {
@@ -209,9 +208,9 @@ std::string AskRecording(const Recording& recording) {
   return recording.Findings().size() > 16 ? "findings without a bound" : "";
 }
 
-std::string OpenAndAskRecording(const std::string& name) {
+std::string OpenAndAskRecording(const std::string& name, Reading as) {
   try {
-    return AskRecording(Recording::Open(name, {.Raw = RawData{}}));
+    return AskRecording(Recording::Open(name, {.As = as, .Raw = RawData{}}));
   } catch (const OpenError& error) {
     return error.Findings().empty() ? "a refusal without a finding" : "";
   }

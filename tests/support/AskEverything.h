@@ -16,6 +16,6 @@ std::string OpenAndAsk(LMImport& import, const std::string& name, bool& isOpen);
 
 /// The same of a Recording, with its other kinds of reads, and of an open of one.
 std::string AskRecording(const Recording& recording);
-std::string OpenAndAskRecording(const std::string& name);
+std::string OpenAndAskRecording(const std::string& name, Reading as);
 
 }  // namespace lmimport::test

@@ -3,6 +3,7 @@
 
 #include <lmimport/lmimport.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -11,9 +12,10 @@
 
 namespace lmimport::test {
 
-/// Appends little-endian fields.
+/// Appends fields, little-endian ones unless it is said otherwise.
 class Bytes {
  public:
+  explicit Bytes(bool bigEndian = false) : bigEndian_(bigEndian) {}
   Bytes& Int8(int value) { return Append(static_cast<Byte>(value)); }
   Bytes& Int16(int value) { return Append(static_cast<std::uint16_t>(value)); }
   Bytes& Int32(std::int64_t value) { return Append(static_cast<std::uint32_t>(value)); }
@@ -32,10 +34,16 @@ class Bytes {
  private:
   template <class T>
   Bytes& Append(T value) {
-    return Text({reinterpret_cast<const char*>(&value), sizeof(value)});
+    bytes_.append(reinterpret_cast<const char*>(&value), sizeof(value));
+    if (bigEndian_) std::reverse(bytes_.end() - sizeof(value), bytes_.end());
+    return *this;
   }
   std::string bytes_;
+  bool bigEndian_;
 };
+
+/// A zlib stream of the bytes, as they are.
+std::string Zlib(std::string_view bytes);
 
 /// The same bytes with some replaced, from an offset on.
 std::string Patched(std::string bytes, std::size_t offset, const Bytes& patch);
@@ -232,6 +240,20 @@ struct Acq {
       {.Title = "Flow", .Unit = "l/s", .Samples = {-2, 2}, .IsDouble = true}};
   int ForeignBytes = 6;
   std::vector<AcqMarker> Markers = {{1, "begin"}, {4, "behind"}, {3, ""}};
+
+  std::string Build() const;
+};
+
+/// An ACQ file as its published layout has it, by default of generation 4: big-endian, a channel of
+/// integers and one of half its rate.
+struct PublishedAcq {
+  int Version = 84;
+  bool IsBigEndian = true;
+  bool IsCompressed = false;
+  std::vector<AcqChannelOf> Channels = {
+      {.Samples = {1, 2, 3, 4}},
+      {.Title = "Flow", .Unit = "l/s", .Samples = {-2, 2}, .StatedDivider = 2}};
+  std::vector<AcqMarker> Markers = {{0, "begin"}, {3, "late"}};
 
   std::string Build() const;
 };

@@ -115,4 +115,76 @@ std::string Acq::Build() const {
   return file.Get();
 }
 
+std::string Zlib(std::string_view bytes) {
+  Bytes stream;
+  std::uint32_t low = 1;
+  std::uint32_t high = 0;
+  for (const char c : bytes) {
+    low = (low + static_cast<Byte>(c)) % 65521;
+    high = (high + low) % 65521;
+  }
+  stream.Int8(0x78).Int8(1);
+  constexpr std::size_t longest = 65535;
+  do {
+    const std::string_view part = bytes.substr(0, longest);
+    bytes.remove_prefix(part.size());
+    const auto size = static_cast<int>(part.size());
+    stream.Int8(bytes.empty() ? 1 : 0).Int16(size).Int16(~size).Text(part);
+  } while (!bytes.empty());
+  return stream.Get() + Bytes(true).Int32(std::int64_t{high} << 16 | low).Get();
+}
+
+std::string PublishedAcq::Build() const {
+  const bool of4 = Version >= 61;
+  const auto sample = [](const AcqChannelOf& channel, std::size_t i, bool big) {
+    Bytes bytes(big);
+    return (channel.IsDouble ? bytes.Real64(channel.Samples[i])
+                             : bytes.Int16(static_cast<int>(channel.Samples[i])))
+        .Get();
+  };
+  Bytes file(IsBigEndian);
+  file.Int16(0).Int32(Version).Int32(2400).Int16(static_cast<int>(Channels.size()));
+  file.Int32(0).Real64(0.5).PadTo(of4 ? 972 : 1936).Int32(IsCompressed ? 1 : 0).PadTo(2400);
+  for (const AcqChannelOf& channel : Channels) {
+    const std::size_t start = file.Size();
+    file.Int32(254).Int16(0).Text(channel.Title).PadTo(start + 68).Text(channel.Unit);
+    file.PadTo(start + 88).Int32(static_cast<int>(channel.Samples.size())).Real64(channel.Scale);
+    file.Real64(channel.Offset).PadTo(start + (of4 ? 152 : 250)).Int16(channel.StatedDivider);
+    file.PadTo(start + 254);
+  }
+  of4 ? file.Int32(8).Int32(0) : file.Int16(6).Int32(0);
+  std::size_t steps = 0;
+  for (const AcqChannelOf& channel : Channels) {
+    file.Int16(channel.IsDouble ? 8 : 2).Int16(channel.IsDouble ? 1 : 2);
+    const auto divider = static_cast<std::size_t>(std::max(1, channel.StatedDivider));
+    steps = std::max(steps, channel.Samples.size() * divider);
+  }
+  for (std::size_t step = 0; step < steps && !IsCompressed; ++step) {
+    for (const AcqChannelOf& channel : Channels) {
+      const auto divider = static_cast<std::size_t>(std::max(1, channel.StatedDivider));
+      if (step % divider == 0 && step / divider < channel.Samples.size())
+        file.Text(sample(channel, step / divider, IsBigEndian));
+    }
+  }
+  file.Int32(0).Int32(static_cast<int>(Markers.size()) + (of4 ? 1 : 0)).Zeros(of4 ? 17 : 0);
+  for (const AcqMarker& marker : Markers) {
+    file.Int32(marker.Step).Zeros(of4 ? 10 : Version >= 36 ? 6 : 4);
+    file.Int16(static_cast<int>(marker.Text.size()) + (of4 ? 1 : 0)).Text(marker.Text);
+    file.Zeros(of4 || Version >= 36 ? 1 : 0);
+  }
+  if (!IsCompressed) return file.Get();
+  if (of4)
+    file.Int32(10).Zeros(6 + 24).Int32(1).Int32(2).Zeros(20).Text("abc");
+  else
+    file.Text("\x44\x33\x22\x11").Int16(0).Int32(3).Text("abc").Zeros(34).Int32(1).Text("d");
+  for (const AcqChannelOf& channel : Channels) {
+    std::string samples;
+    for (std::size_t i = 0; i < channel.Samples.size(); ++i) samples += sample(channel, i, false);
+    const std::string packed = Zlib(samples);
+    file.Zeros(44).Int32(1).Int32(1).Int32(static_cast<int>(samples.size()));
+    file.Int32(static_cast<int>(packed.size())).Text("ab").Text(packed);
+  }
+  return file.Get();
+}
+
 }  // namespace lmimport::test

@@ -6,6 +6,42 @@
 
 namespace lmimport::test {
 
+namespace {
+
+BuiltRecording PublishedAlone(std::string target, std::pair<Long, Long> type, std::string name,
+                              std::string bytes) {
+  return {std::move(target), type, std::move(name), std::move(bytes), {}, {}, true};
+}
+
+// 24 bits, above 4 GiB by its mark, with a chunk of odd size before the format.
+std::string BigWave() {
+  return Bytes()
+      .Text("RF64")
+      .Int32(-1)
+      .Text("WAVE")
+      .Text(Chunk("ds64", Bytes().Zeros(8).Int32(12).Zeros(16).Get()))
+      .Text(Chunk("LIST", "odd"))
+      .Zeros(1)
+      .Text(Chunk("fmt ", Bytes().Int16(1).Int16(2).Int32(8000).Zeros(4).Int16(6).Int16(24).Get()))
+      .Text("data")
+      .Int32(-1)
+      .Text(std::string("\x01\0\0\xff\xff\xff\0\0\x40\0\0\x80", 12))
+      .Get();
+}
+
+// A matrix of more rows than columns, and one beside it that isn't compressed.
+std::string PackedMat() {
+  const std::string tall = Mat5(
+      {{.Name = "tall", .Dimensions = {3, 2}, .Type = 3, .Data = Words({1, 2, 3, -1, -2, -3})}});
+  const std::string plain = Mat5({{.Name = "plain"}});
+  const std::string packed = Zlib(std::string_view(tall).substr(128));
+  return tall.substr(0, 128) +
+         Bytes().Int32(15).Int32(static_cast<int>(packed.size())).Text(packed).Get() +
+         plain.substr(128);
+}
+
+}  // namespace
+
 std::vector<BuiltRecording> AllRecordings() {
   const Chart chart{
       .Blocks = {ChartBlock{}, ChartBlock{.ChannelIndex = {1}, .Scale = {-3}, .Offset = {1}}}};
@@ -14,6 +50,23 @@ std::vector<BuiltRecording> AllRecordings() {
   Edf edf{.Reserved = "EDF+D"};
   edf.Signals.push_back(
       EdfAnnotations({std::string("+0\x14\x14\0+0.5\x14go\x14\0", 15), "+1\x14\x14"}, 8));
+  Edf bdf{.Version =
+              "\xff"
+              "BIOSEMI",
+          .Reserved = "BDF+C"};
+  bdf.Signals = {{.Records = {std::string("\1\0\0\xff\xff\xff", 6)}, .RecordSamples = "2"},
+                 {.Label = "BDF Annotations",
+                  .Records = {std::string("+0\x14\x14\0+1\x14go\x14\0", 12)},
+                  .RecordSamples = "4"}};
+  const Edf gaps{
+      .Reserved = "EDF+D",
+      .Signals = {{.Label = "fast", .Records = {Words({1, 2}), Words({3, 4})}},
+                  {.Label = "slow", .Records = {Words({5}), Words({6})}},
+                  EdfAnnotations({std::string("+0.5\x14\x14\0", 7) + std::string("+1\x15"
+                                                                                 "2\x14go\x14\0",
+                                                                                 9),
+                                  std::string("+5\x14\x14\0", 5)},
+                                 8)}};
   const std::string text =
       "NumAChannels=2\nMaxADCValue=8000\nResolution=14\nSamplerate=50\n"
       "[Ch0]\nName=a\nYUnit=V\nMaxRange=5\n[Ch1]\nMinRange=-1\n";
@@ -56,7 +109,16 @@ std::vector<BuiltRecording> AllRecordings() {
           {"acq",
            {8, 0},
            "integers.acq",
-           Acq{.Channels = {{.Samples = {1, 2}}, {.Samples = {3, 4}}}}.Build()}};
+           Acq{.Channels = {{.Samples = {1, 2}}, {.Samples = {3, 4}}}}.Build()},
+          PublishedAlone("bdf", {9, 0}, "b.bdf", bdf.Build()),
+          PublishedAlone("edf", {9, 0}, "gaps.edf", gaps.Build()),
+          PublishedAlone("acq", {8, 0}, "late.acq", PublishedAcq().Build()),
+          PublishedAlone("acq", {8, 0}, "packed4.acq", PublishedAcq{.IsCompressed = true}.Build()),
+          PublishedAlone(
+              "acq", {8, 0}, "packed3.acq",
+              PublishedAcq{.Version = 41, .IsBigEndian = false, .IsCompressed = true}.Build()),
+          PublishedAlone("wave", {4, 0}, "big.wav", BigWave()),
+          PublishedAlone("matlab5", {10, 0}, "packed.mat", PackedMat())};
 }
 
 void PrintTo(const BuiltRecording& recording, std::ostream* out) {

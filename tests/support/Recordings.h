@@ -17,6 +17,9 @@ struct BuiltRecording {
   std::string Bytes;
   std::string Sidecar = {};  // the name of a file beside it
   std::string SidecarBytes = {};
+  bool IsPublishedAlone = false;  // as written it is refused, or no recording
+
+  Reading As() const { return IsPublishedAlone ? Reading::Published : Reading::Written; }
 };
 
 std::vector<BuiltRecording> AllRecordings();
