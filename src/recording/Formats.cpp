@@ -32,7 +32,7 @@ constexpr Format Read[] = {
     {"windaq", "WinDaq", 6, {}, {}, {}, u".whc", ReadWinDaqFile, false, true},
     {"edf", EdfName, 9, EdfName, "*.edf", {}, u".edf", ConvertEdfFile, true},
     {"bdf", BdfName, 9, {}, {}, {"\xff\x42IO"}, u".bdf", ConvertEdfFile, false, true},
-    {"acq", "Biopac ACQ 3.x", 8, "Biopac 3.x Files", "*.acq", {}, u".acq", ConvertAcqFile, true},
+    {"acq", "Biopac ACQ", 8, "Biopac 3.x Files", "*.acq", {}, u".acq", ConvertAcqFile, true},
     {"matlab4", "MATLAB version 4", 10, {}, {}, {}, u".mat", ReadMatlab4File},
     {"ar", "AR recorder", 3, {}, {}, {"AR", "RG", "UB"}, {}, ReadArFile},
     {"raw", "Raw 16-bit data", 3, "Raw Data", "*.dat;*.data", {}, {}, ReadRawFile},

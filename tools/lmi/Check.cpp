@@ -60,6 +60,7 @@ Opened OpenOrExplain(const OpenSettings& settings, const NamedFile& file, Progre
   opened.Failure = file.Failure;
   if (!file.Failure.empty()) return opened;
   OpenOptions options;
+  options.As = settings.AsWritten ? Reading::Written : Reading::Published;
   options.CodePage = settings.CodePage;
   if (!file.InFolder) options.Raw = RawData{settings.Channels, settings.Rate};
   options.Progress = line.Handler();

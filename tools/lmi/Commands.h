@@ -18,6 +18,7 @@ struct OpenSettings {
   int Channels = 1;         // of raw data that nothing describes
   double Rate = 100;
   int CodePage = 0;
+  bool AsWritten = false;  // as LMImport shows recordings to its hosts
 };
 
 /// A recording, or why there is none, and the findings either way.

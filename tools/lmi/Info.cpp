@@ -117,9 +117,12 @@ void PrintComments(const Shown& shown, std::size_t number) {
   Print("\n  {:>3}  {:>10}  {:>12}  {}\n", "#", "Frame", "Time", "Comment");
   for (std::size_t i = 0; i < std::min(comments.size(), ShownComments); ++i) {
     const std::int64_t frame = shown.Frame(*comments[i]);
-    Print("  {:>3}  {:>10}  {:>12}  {}\n", i + 1, frame,
-          SecondsText(static_cast<double>(frame - 1), shown.Block(number).SamplingRate),
-          OneLine(comments[i]->Text));
+    const double seconds = comments[i]->Time - shown.Block(number).StartTime;
+    const std::string length = std::isnan(comments[i]->Duration)
+                                   ? ""
+                                   : fmt::format(" ({} s)", static_cast<float>(comments[i]->Duration));
+    Print("  {:>3}  {:>10}  {:>12}  {}{}\n", i + 1, frame, SecondsText(seconds, 1),
+          OneLine(comments[i]->Text), length);
   }
   if (comments.size() > ShownComments)
     Print("       {} more comments (--json lists all)\n", comments.size() - ShownComments);
@@ -157,12 +160,52 @@ void PrintDescription(const Recording& recording) {
         "Described", block.Channels.size(), static_cast<float>(block.SamplingRate));
 }
 
-void PrintFile(const Shown& shown) {
+// What of a recording a user would notice: its shape, times and calibration.
+std::string Summary(const Recording& recording) {
+  std::string text;
+  for (const Block& block : recording.Blocks()) {
+    text += fmt::format("{} {} {} {}\n", static_cast<float>(block.StartTime),
+                        static_cast<float>(block.SamplingRate), block.FrameCount, block.SampleBits);
+    for (const Channel& channel : block.Channels)
+      text += fmt::format("{} {} {} {}\n", channel.Number, static_cast<float>(channel.Factor),
+                          static_cast<float>(channel.Offset), channel.Unit);
+  }
+  return text;
+}
+
+std::string Numbered(std::size_t count, std::string_view what) {
+  return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
+
+// What LMImport shows its hosts instead; empty where that is the same.
+std::string AsWritten(const OpenSettings& settings, const NamedFile& file,
+                      const Recording& recording) {
+  if (settings.AsWritten) return {};
+  OpenSettings written = settings;
+  written.AsWritten = true;
+  ProgressLine line(OneLine(file.Name));
+  const Opened other = OpenOrExplain(written, file, line);
+  if (!other) return "refused: " + OneLine(WithoutName(other.Failure, file.Name));
+  std::string warnings;
+  for (const Finding& finding : other.Findings) {
+    if (finding.Warning) warnings += fmt::format("{}{}", warnings.empty() ? "" : ", ", finding.Code);
+  }
+  if (Summary(*other.Recording) == Summary(recording)) return {};
+  const std::vector<Block>& blocks = other.Recording->Blocks();
+  const Block& first = blocks.front();
+  return fmt::format("{}, {} at {} Hz, {} frames{}", Numbered(blocks.size(), "block"),
+                     Numbered(first.Channels.size(), "channel"),
+                     static_cast<float>(first.SamplingRate), first.FrameCount,
+                     warnings.empty() ? "" : " (" + warnings + ")");
+}
+
+void PrintFile(const Shown& shown, const std::string& asWritten) {
   const Recording& recording = shown.File();
   Print("{}\n", OneLine(recording.Path().filename().string()));
   PrintText("File", recording.Path().string());
   Print("  {:<10}{} ({})\n", "Format", recording.FormatName(), recording.Format());
   PrintDescription(recording);
+  PrintText("LMImport", asWritten);
   PrintText("Notes", recording.Notes());
   Print("  {:<10}{}\n", "Blocks", recording.Blocks().size());
   for (std::size_t i = 0; i < recording.Blocks().size(); ++i) PrintBlock(shown, i);
@@ -211,8 +254,10 @@ void PrintBlockJson(const Shown& shown, std::size_t number) {
   Print("{}, \"Comments\": [", OpenObject(BlockToJson(shown, number)));
   const char* between = "\n";
   for (const Comment* comment : shown.Comments(number)) {
-    const ordered_json object = {{"CommentPosition", shown.Frame(*comment)},
-                                 {"CommentText", comment->Text}};
+    ordered_json object = {{"CommentPosition", shown.Frame(*comment)},
+                           {"CommentText", comment->Text},
+                           {"Time", comment->Time}};
+    if (!std::isnan(comment->Duration)) object["Duration"] = comment->Duration;
     Print("{}{}", between, JsonText(object));
     between = ",\n";
   }
@@ -242,9 +287,13 @@ std::string PrintFileJson(const Recording& recording) {
   return failure;
 }
 
-void InfoAsJson(const std::string& name, Opened& opened) {
+void InfoAsJson(const OpenSettings& settings, const NamedFile& file, Opened& opened) {
+  const std::string& name = file.Name;
   if (opened) {
     opened.Failure = PrintFileJson(*opened.Recording);
+    const std::string asWritten = AsWritten(settings, file, *opened.Recording);
+    Print(", \"Reading\": \"{}\"", settings.AsWritten ? "written" : "published");
+    if (!asWritten.empty()) Print(", \"AsWritten\": {}", JsonText(asWritten));
     opened.Findings = opened.Recording->Findings();
   } else {
     Print("{}", OpenObject({{"FileName", name}}));
@@ -253,10 +302,10 @@ void InfoAsJson(const std::string& name, Opened& opened) {
   Print(", \"Findings\": {}}}", JsonText(FindingsToJson(opened.Findings)));
 }
 
-void InfoAsTable(Opened& opened) {
+void InfoAsTable(const OpenSettings& settings, const NamedFile& file, Opened& opened) {
   if (!opened) return;
   try {
-    PrintFile(Shown(*opened.Recording));
+    PrintFile(Shown(*opened.Recording), AsWritten(settings, file, *opened.Recording));
   } catch (const std::exception& fault) {
     opened.Failure = fault.what();
   }
@@ -279,7 +328,8 @@ int Info(const InfoOptions& options) {
     if (IsPassedOver(file, opened)) continue;
     if (!isFirst && (options.Json || opened)) Print("{}", options.Json ? ",\n" : "\n");
     isFirst = isFirst && !options.Json && !opened;
-    options.Json ? InfoAsJson(name, opened) : InfoAsTable(opened);
+    options.Json ? InfoAsJson(options.Open, file, opened)
+                 : InfoAsTable(options.Open, file, opened);
     if (opened.Failure.empty()) continue;
     Flush();
     PrintFailure(name, opened.Failure);

@@ -41,6 +41,8 @@ void AddOpenSettings(CLI::App& command, lmi::OpenSettings& settings) {
                        : "\"" + text + "\" is not a number above 0 and below 1e10";
           },
           "above 0, below 1e10"));
+  command.add_flag("--as-written", settings.AsWritten,
+                   "by the rules of LMImport, not by the layout that the format's maker published");
   command
       .add_option("--code-page", settings.CodePage,
                   "code page of the texts in files; 65001 for UTF-8")
