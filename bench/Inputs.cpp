@@ -1,5 +1,7 @@
 #include "Inputs.h"
 
+#include <zlib.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -165,6 +167,100 @@ std::string AcqFile(const std::string& folder, bool mixedRates) {
   }
   return Make(folder + (mixedRates ? "/mixed4.acq" : "/acq4.acq"), head, size,
               std::string(8, '\0'));
+}
+
+std::string FramesOfEdf(const std::string& folder) {
+  constexpr std::int64_t signals = 32, samples = 250, recordBytes = 2 * signals * samples;
+  const std::string edf = EdfFile(folder, false);
+  const std::int64_t records = InputBytes / recordBytes;
+  // Counts of -10000 to 10000 are -100 to 100 units.
+  ChartBlock block{.ChannelIndex = {},
+                   .Scale = std::vector<float>(signals, 100),
+                   .Offset = std::vector<float>(signals, 0),
+                   .Samples = {},
+                   .SizeChannel = static_cast<int>(records * samples),
+                   .ChunkSize = static_cast<int>(records * recordBytes),
+                   .Comments = {}};
+  Chart file{.Channels = {}};
+  for (int c = 0; c < signals; ++c) {
+    block.ChannelIndex.push_back(c);
+    file.Channels.emplace_back("c", "V");
+  }
+  file.Blocks = {block};
+  const std::string built = file.Build();
+  constexpr std::size_t tail = 16;
+  const std::string name = folder + "/edf32.lmc";
+  const auto size = static_cast<std::int64_t>(built.size()) + records * recordBytes;
+  std::error_code none;
+  if (static_cast<std::int64_t>(std::filesystem::file_size(name, none)) == size) return name;
+  std::ofstream out(name, std::ios::binary);
+  out << built.substr(0, built.size() - tail);
+  std::ifstream in(edf, std::ios::binary);
+  in.seekg(256 * (1 + signals));
+  std::vector<std::int16_t> record(signals * samples), frames(record.size());
+  for (std::int64_t r = 0; r < records; ++r) {
+    in.read(reinterpret_cast<char*>(record.data()), recordBytes);
+    for (std::size_t i = 0; i < record.size(); ++i)
+      frames[i] = record[i % signals * samples + i / signals];
+    out.write(reinterpret_cast<const char*>(frames.data()), recordBytes);
+  }
+  out << built.substr(built.size() - tail);
+  return name;
+}
+
+std::string KindFile(const std::string& folder, int bits, bool real, bool bigEndian) {
+  constexpr int channels = 8, samples = 20'000'000;
+  const int width = bits / 8;
+  const std::string name = folder + "/kind" + std::to_string(bits) + (real ? "r" : "i") +
+                           (bigEndian ? "b" : "l") + ".wav";
+  const std::int64_t size = std::int64_t{width} * samples;
+  const auto head = [&](bool big) {
+    Bytes bytes(big);
+    bytes.Int32(16).Int16(real ? 3 : 1).Int16(channels).Int32(1000).Int32(1000 * width * channels);
+    bytes.Int16(width * channels).Int16(bits);
+    return std::string(big ? "RIFX" : "RIFF") + Bytes(big).Int32(36 + size).Get() + "WAVEfmt " +
+           bytes.Get() + "data" + Bytes(big).Int32(size).Get();
+  }(bigEndian);
+  std::error_code none;
+  if (static_cast<std::int64_t>(std::filesystem::file_size(name, none)) == std::ssize(head) + size)
+    return name;
+  std::ofstream out(name, std::ios::binary);
+  out << head;
+  std::mt19937 random(1);
+  std::string piece;
+  for (int done = 0; done < samples; done += 1 << 16) {
+    Bytes bytes(bigEndian);
+    for (int i = done; i < std::min(samples, done + (1 << 16)); ++i) {
+      // Exact in each kind.
+      const auto count = static_cast<std::int32_t>(random() % 20000) - 10000;
+      const double value = count / 32768.0;
+      if (real && bits == 32) bytes.Real32(static_cast<float>(value));
+      if (real && bits == 64) bytes.Real64(value);
+      if (!real && bits == 32) bytes.Int32(std::int64_t{count} << 16);
+      if (!real && bits == 24)
+        bytes.Text(Bytes().Int32(std::int64_t{count} << 8).Get().substr(0, 3));
+    }
+    out << bytes.Get();
+  }
+  return name;
+}
+
+std::string PackedMatFile(const std::string& folder) {
+  constexpr int samples = 100'000'000 / 8;
+  const std::string name = folder + "/packed.mat";
+  if (std::filesystem::exists(name)) return name;
+  std::string data = Pattern(true);
+  while (data.size() < std::size_t{samples} * 8) data += data.substr(0, samples * 8 - data.size());
+  const std::string plain =
+      Mat5({{.Name = "x", .Dimensions = {1, samples}, .Data = std::move(data)}});
+  uLongf size = ::compressBound(plain.size() - 128);
+  std::string packed(size, '\0');
+  ::compress2(reinterpret_cast<Bytef*>(packed.data()), &size,
+              reinterpret_cast<const Bytef*>(plain.data()) + 128, plain.size() - 128, 1);
+  packed.resize(size);
+  std::ofstream(name, std::ios::binary)
+      << plain.substr(0, 128) << Bytes().Int32(15).Int32(static_cast<int>(size)).Text(packed).Get();
+  return name;
 }
 
 }  // namespace lmimport::bench

@@ -16,6 +16,16 @@ std::string ChartFile(const std::string& folder, int channels);
 std::string AbfFile(const std::string& folder);
 std::string Matlab5File(const std::string& folder, int channels);
 std::string EdfFile(const std::string& folder, bool mixedRates);
+/// The frames of the EDF file of one rate, as a chart file would hold them: values are the same.
+std::string FramesOfEdf(const std::string& folder);
+
+/// A wave file of 8 channels of so many bits, whole numbers or real ones, big-endian ones as "RIFX". All
+/// hold the same values.
+std::string KindFile(const std::string& folder, int bits, bool real, bool bigEndian);
+
+/// One compressed variable of Doubles that repeat now and then.
+std::string PackedMatFile(const std::string& folder);
+
 std::string AcqFile(const std::string& folder, bool mixedRates);
 
 }  // namespace lmimport::bench

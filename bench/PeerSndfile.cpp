@@ -16,10 +16,11 @@ struct Close {
 
 class Sound {
  public:
-  explicit Sound(const std::string& name) : file_(sf_open(name.c_str(), SFM_READ, &info_)) {
+  explicit Sound(const std::string& name, bool normed = false)
+      : file_(sf_open(name.c_str(), SFM_READ, &info_)) {
     if (!file_) throw std::runtime_error(sf_strerror(nullptr));
     // As stored, not from -1 to 1.
-    sf_command(file_.get(), SFC_SET_NORM_DOUBLE, nullptr, SF_FALSE);
+    sf_command(file_.get(), SFC_SET_NORM_DOUBLE, nullptr, normed ? SF_TRUE : SF_FALSE);
   }
   std::int64_t Frames() const { return info_.frames; }
   std::size_t Channels() const { return static_cast<std::size_t>(info_.channels); }
@@ -41,8 +42,8 @@ class Sound {
 };
 
 template <class T>
-double ReadAll(const std::string& name) {
-  const Sound sound(name);
+double ReadAll(const std::string& name, bool normed = false) {
+  const Sound sound(name, normed);
   const auto out = Output<T>(static_cast<std::size_t>(sound.Frames()) * sound.Channels());
   sound.Read(out.data(), sound.Frames());
   return Sum(out);
@@ -52,6 +53,10 @@ double ReadAll(const std::string& name) {
 
 double SndfileReadDoubles(const std::string& name) {
   return ReadAll<double>(name);
+}
+
+double SndfileReadNormed(const std::string& name) {
+  return ReadAll<double>(name, true);
 }
 
 double SndfileReadIntegers(const std::string& name) {

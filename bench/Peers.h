@@ -11,6 +11,7 @@ namespace lmimport::bench {
 using Starts = std::vector<std::int64_t>;  // of windows, in frames from 0
 
 double SndfileReadDoubles(const std::string& name);
+double SndfileReadNormed(const std::string& name);  // full scale is 1
 double SndfileReadIntegers(const std::string& name);
 double SndfileReadChannel(const std::string& name, int channel);
 double SndfileReadWindows(const std::string& name, const Starts& starts, std::int64_t frames);

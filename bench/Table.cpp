@@ -20,6 +20,7 @@
 #include "Inputs.h"
 #include "Output.h"
 #include "Peers.h"
+#include "Rows.h"
 
 namespace {
 
@@ -32,19 +33,6 @@ constexpr std::int64_t PieceBytes = 1 << 20;
 constexpr double CountsPerUnit = 6400;  // of a wave file
 
 std::string Wanted;  // part of what the rows to print measure
-
-struct Contestant {
-  std::string Name;
-  std::function<double()> Run;  // gives the sum of what it read
-};
-
-struct Row {
-  std::string What;
-  std::function<double()> Ours;
-  std::vector<Contestant> Others;         // the limit first, if there is one
-  int Times = 1;                          // what one run does so many times
-  std::function<void()> Prepare = [] {};  // before each run, and not measured
-};
 
 bool IsWanted(std::string_view what) {
   return what.find(Wanted) != std::string_view::npos;
@@ -68,9 +56,9 @@ double CompleteSum(const Row& row, const std::function<double()>& run) {
   return sum;
 }
 
-// All contestants in turn, some rounds of it: the best time of each. Throws when one of them doesn't
-// read the same.
-void Print(const Row& row) {
+}  // namespace
+
+void lmimport::bench::Print(const Row& row) {
   if (!IsWanted(row.What)) return;
   const double expected = CompleteSum(row, row.Ours);
   for (const Contestant& other : row.Others) {
@@ -104,6 +92,8 @@ void Print(const Row& row) {
   fmt::print("| {} | {} | {} | {} |\n", row.What, time, limit, peers);
   std::fflush(stdout);
 }
+
+namespace {
 
 LMImport& Import() {
   static LMImport import;
@@ -464,7 +454,7 @@ void Opens(const std::string& folder) {
            opens});
     const FirstSample byRecording = [](const std::string& name) {
       double value = 0;
-      Recording::Open(name).Read(0, 0, 0, std::span(&value, 1));
+      Recording::Open(name, {.As = Reading::Written}).Read(0, 0, 0, std::span(&value, 1));
       return value;
     };
     // A recording would rewrite the last one for its first sample.
@@ -476,7 +466,7 @@ void Opens(const std::string& folder) {
   }
   const std::string edf = EdfFile(folder, false);
   const FirstSample openAlone = [](const std::string& name) {
-    return static_cast<double>(Recording::Open(name).Blocks().size());
+    return static_cast<double>(Recording::Open(name, {.As = Reading::Written}).Blocks().size());
   };
   const FirstSample openedByLMImport = [](const std::string& name) {
     return static_cast<double>(Import().OpenFileObject(FromUtf8(name))->BlockCount());
@@ -607,6 +597,7 @@ int main(int argc, char** argv) {
     Overviews(folder);
     Opens(folder);
     Conversions(folder);
+    PrintPublished(folder);
   } catch (const std::exception& fault) {
     fmt::print(stderr, "{}\n", fault.what());
     return 1;

@@ -92,8 +92,8 @@ String EdfHeaderReader::Field(std::int64_t width) {
 Double EdfHeaderReader::Number(std::string_view name) {
   const std::int64_t position = file_.Position();
   const std::string bytes = Bytes(EdfNumberBytes);
+  if (opening_.IsPublished()) return ParseDouble(std::string_view(bytes));
   const Single number = ParseSingle(std::string_view(bytes));
-  if (opening_.IsPublished()) return ParseDouble(opening_.Texts.Text(bytes));
   if (std::isinf(number))
     Refuse(Refusal::RangeFault, "number-too-large", position, name, " \"", bytes,
            "\" is too large for a Single");

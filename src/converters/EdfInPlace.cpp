@@ -23,20 +23,16 @@ struct TimedList {
   std::vector<std::string_view> Texts;
 };
 
-Double SecondsOf(std::string_view text) {
-  return ParseDouble(FromUtf8(text));
-}
-
 // The list that begins the text, without its zero byte.
 TimedList ListOf(std::string_view text) {
   constexpr std::string_view marks = "\x14\x15";
   TimedList list;
   const std::size_t onsetEnd = std::min(text.find_first_of(marks), text.size());
-  list.Onset = SecondsOf(text.substr(0, onsetEnd));
+  list.Onset = ParseDouble(text.substr(0, onsetEnd));
   if (onsetEnd < text.size() && text[onsetEnd] == DurationMark) {
     const std::size_t end = std::min(text.find(TextEnd, onsetEnd), text.size());
     const std::string_view duration = text.substr(onsetEnd + 1, end - onsetEnd - 1);
-    if (!duration.empty()) list.Duration = SecondsOf(duration);
+    if (!duration.empty()) list.Duration = ParseDouble(duration);
     text.remove_prefix(end);
   } else {
     text.remove_prefix(onsetEnd);
@@ -122,7 +118,7 @@ std::optional<Double> EdfInPlace::OnsetOf(std::int64_t record, const SignalPlace
   const std::string_view text(bytes.data(), static_cast<std::size_t>(done));
   const std::size_t end = text.find_first_of("\x14\x15");
   if (end == std::string_view::npos || end == 0) return {};
-  return SecondsOf(text.substr(0, end));
+  return ParseDouble(text.substr(0, end));
 }
 
 // Less than half a sample apart is not a gap, but the rounding of a decimal number. A store of as many

@@ -12,7 +12,7 @@ void ReadRoute(const ByteSource& source, const BlockRec& block, std::size_t chan
   const Frames<Stored> frames(source, block, first, target.size());
   const Conversion<Stored, Output> convert(block, channel);
   if constexpr (SameType<Stored, Output>) {
-    if (block.ChannelCount == 1 && frames.AreAsStored()) {
+    if (block.ChannelCount == 1 && frames.AreAsWide()) {
       frames.ReadAll(target.data());
       if (block.SampleUnsigned != 0) convert(target.data(), target.size(), target.data());
       return;

@@ -60,7 +60,7 @@ void ReadRoute(const ByteSource& source, const BlockRec& block, std::int64_t fir
   const std::size_t count = target.size() / static_cast<std::size_t>(block.ChannelCount);
   const Frames<Stored> frames(source, block, first, count);
   if constexpr (SameType<Stored, Output>) {
-    if (frames.AreAsStored()) {
+    if (frames.AreAsWide()) {
       frames.ReadAll(target.data());
       if constexpr (std::integral<Stored>) {
         if (block.SampleUnsigned != 0)

@@ -32,11 +32,17 @@ class Frames {
         first_(first),
         count_(count) {}
 
-  /// The file holds just what is asked for, one sample after the other.
-  bool AreAsStored() const { return block_.IsPlain(); }
+  /// Frames of samples that keep their width: they can be read straight to where they belong.
+  bool AreAsWide() const { return block_.Lanes.Starts.empty() && tidy_.KeepsWidth(); }
 
-  /// All of them with one read, straight to the target, where they are as stored.
-  void ReadAll(Stored* target) const { ReadFrames(0, count_, target, nullptr); }
+  /// All of them, to the target: with one read where they are as the file holds them, else in pieces
+  /// that are tidied while they are at hand.
+  void ReadAll(Stored* target) const {
+    if (isNative_) return ReadFrames(0, count_, target, nullptr);
+    const std::size_t step = std::max<std::size_t>(1, PieceBytes / (channels_ * sizeof(Stored)));
+    for (std::size_t first = 0; first < count_; first += step)
+      ReadFrames(first, std::min(step, count_ - first), target + first * channels_, nullptr);
+  }
 
   /// Piece by piece: calls take(frames, first, n) with n frames, the first of which is frame
   /// `first` of the request, from 0.
@@ -171,23 +177,28 @@ class Frames {
     std::vector<std::size_t> starts;
     for (std::size_t c = 0; c < columns; ++c) starts.push_back(StartOf(wanted.empty() ? c : wanted[0]));
     const std::int64_t start = block_.DataPtr + first_ / lanes.RecordFrames * lanes.RecordBytes;
+    std::vector<std::size_t> from(columns);
     for (std::size_t record = 0; record < records; record += step) {
       const std::size_t n = std::min(step, records - record);
       Fetch(start + static_cast<std::int64_t>(record * recordBytes), n * recordSamples,
             stored.get(), raw.get());
-      for (std::size_t r = 0; r < n; ++r) {
-        const Stored* from = stored.get() + r * recordSamples;
-        Stored* to = piece.get() + r * run * columns;
-        if (columns > 1)
-          Interleave(from, std::span<const std::size_t>(starts), run, to);
-        else
-          std::copy_n(from + starts[0], run, to);
-      }
       // Of the first and of the last record only a part is asked for.
       const std::size_t begin = record == 0 ? lead : 0;
       const std::size_t end = std::min(n * run, lead + count_ - record * run);
-      take(static_cast<const Stored*>(piece.get() + begin * columns), record * run + begin - lead,
-           end - begin);
+      Stored* to = piece.get();
+      for (std::size_t at = begin; at < end;) {
+        const std::size_t inRun = at % run;
+        const std::size_t part = std::min(run - inRun, end - at);
+        for (std::size_t c = 0; c < columns; ++c)
+          from[c] = at / run * recordSamples + starts[c] + inRun;
+        if (columns > 1)
+          Interleave(stored.get(), std::span<const std::size_t>(from), part, to);
+        else
+          std::copy_n(stored.get() + from[0], part, to);
+        to += part * columns;
+        at += part;
+      }
+      take(static_cast<const Stored*>(piece.get()), record * run + begin - lead, end - begin);
     }
   }
   std::size_t StartOf(std::size_t channel) const {

@@ -264,6 +264,9 @@ Single ParseSingle(std::string_view bytes) {
 Double ParseDouble(std::u16string_view text) {
   return ParseReal<Double>(text);
 }
+Double ParseDouble(std::string_view bytes) {
+  return ParseReal<Double>(bytes);
+}
 
 Long ParseWholeNumber(std::string_view bytes, std::string_view field) {
   const auto fail = [&] {

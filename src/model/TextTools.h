@@ -43,6 +43,7 @@ Single ParseSingle(std::u16string_view text);
 bool BeginsWithNumber(std::u16string_view text);
 Single ParseSingle(std::string_view bytes);  // of an ASCII field
 Double ParseDouble(std::u16string_view text);
+Double ParseDouble(std::string_view bytes);
 
 /// A whole ASCII field as a number, blanks around it and a sign allowed; a fraction is rounded to
 /// nearest, ties to even. Throws std::invalid_argument, which names `field` and the bytes, where it
