@@ -195,6 +195,13 @@ TEST_F(PublishedReading, OfWaves) {
           {WaveOf(1, 16, "1"), "no-data"},
           {riff + format, "not-of-format"},
           {Patched(wave, 22, Bytes().Int16(32767)), "coding-not-read"}});
+  // A size that leads back, and a RIFF file of another form.
+  const std::string wide = "RF64" + Bytes().Int32(-1).Text("WAVE").Get();
+  const std::string sizes =
+      Chunk("ds64", Bytes().Zeros(8).Int32(-1).Int32(0x7fffffff).Zeros(12).Get());
+  Expect("a.wav", {{wide + sizes + "data" + Bytes().Int32(-1).Get() + std::string(32, '\1'),
+                    "not-of-format"},
+                   {Patched(wave, 8, Bytes().Text("AVI ")), "coding-not-read"}});
   auto source = std::make_shared<MemorySource>(WaveOf(1, 24, std::string("\0\0\x40\0\0\x80", 6)));
   source->PutBeside("a_wavheader.txt", "[Ch0]\nMaxRange=10\nMinRange=-10\n");
   EXPECT_EQ(Show(Recording::Open(source, "a.wav")), "0 s 8 Hz: 5 -10");
@@ -239,6 +246,16 @@ TEST_F(PublishedReading, OfEdf) {
   for (const auto& [year, shown] : {std::pair("84", 2084), {"85", 1985}, {"00", 2000}})
     EXPECT_EQ(std::floor(*Of(Edf{.Date = std::string("02.03.") + year}.Build(), "a.edf").Start()),
               DateSerial(shown, 3, 2));
+  // A stamp that is no number, and a first list that keeps no time.
+  Edf damaged = gaps;
+  damaged.Signals[1].Records[1] = damaged.Signals[1].Records[1].replace(0, 2, "+x");
+  const std::string joinedShown = "0 s 2 Hz: 0.1 0.2 0.3 0.4; 0 s 1 Hz: 50.5 51";
+  Expect("a.edf", {{damaged.Build(), joinedShown, {"times-not-stated"}}});
+  damaged.Reserved = "EDF+C";
+  damaged.Signals[1].Records[0] = Lists("+9|go|$") + std::string(48 - 7, '\0');
+  EXPECT_EQ(Of(damaged.Build(), "a.edf").Comments().at(0).Time, 2.5);
+  EXPECT_EQ(*Of(damaged.Build(), "a.edf").Start(), DateSerial(2004, 3, 2) + TimeSerial(5, 6, 7));
+
   Edf many{.Signals = std::vector<EdfSignal>(40, slow)};
   EXPECT_EQ(Of(many.Build(), "a.edf").Blocks()[0].Channels.size(), 40U);
 
@@ -342,6 +359,9 @@ TEST_F(PublishedReading, OfMatlab) {
           {numbers(3, Words({1, 2}), 5), "coding-not-read"},  // sparse
           {Mat5({tall}), "0 s 100 Hz: 1 2 3 | 4 5 6"},
           {Mat5({a, b, rate}), "0 s 50 Hz: 1 -3 0 0.5; 0 s 100 Hz: 1 -3 0 0.5"},
+          {Mat5({{"orphan_SamplingRate", {1, 1}, 9, Bytes().Real64(7).Get()}, b, a, rate}),
+           "0 s 7 Hz: 1 -3 0 0.5; 0 s 50 Hz: 1 -3 0 0.5",
+           {"rates-by-order"}},
           {withImaginary, "0 s 100 Hz: 1 -3 0 0.5; 0 s 100 Hz: 5 6 7 8"},
           {Mat4(1020, 3, 2, false, "v", ""), "coding-not-read"},
           {Mat4(20, 2, 1, false, "v", Bytes().Int32(7).Int32(-7).Get()), "0 s 100 Hz: 7 -7"},
@@ -372,6 +392,15 @@ TEST_F(PublishedReading, OfMatlab) {
     return Bytes().Int32(15).Int32(static_cast<int>(stream.size())).Text(stream).Get();
   };
   const std::string head = Mat5({}), one = Mat5({tall}).substr(128), other = Mat5({a}).substr(128);
+  // A row of a million that the file doesn't hold, and as many channels as there can be.
+  std::string claims = Mat5({{.Name = "x", .Dimensions = {1, 1000000}}}).substr(128);
+  claims = Patched(claims, 4, Bytes().Int32(9000000));
+  claims = Patched(claims, claims.size() - 36, Bytes().Int32(8000000));
+  const std::string wide = Mat5({{.Name = "w",
+                                  .Dimensions = {32767, 32768},
+                                  .Type = 1,
+                                  .Data = std::string(65536, '\1')}})
+                               .substr(128, 3000);
   std::string bomb = one;
   bomb = Patched(bomb, 4, Bytes().Int32(0x7fffff00));
   Expect(

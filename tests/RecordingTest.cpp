@@ -103,7 +103,7 @@ TEST_F(RecordingTest, SaysWhyItCannotBeOpened) {
     const char* Text;
   } rows[] = {
       {"a.wdq", "PK\x03\x04" + std::string(200, 'x'), OpenFault::UnknownFormat, "not-of-format",
-       "named .wdq, but bytes 4 and 5 are 120 and 120"},
+       "named as WinDaq files are, but bytes 4 and 5 are 120 and 120"},
       {"a.wdq", cut, OpenFault::FormatError, "damaged", "it ends at byte 160 of a header of 192"},
       {"a.lmc", Chart{.Minor = 1}.Build(), OpenFault::UnsupportedFormat, "version-not-read",
        "of v3.1"},

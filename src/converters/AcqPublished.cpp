@@ -87,7 +87,7 @@ class Columns {
 
  private:
   struct Column {
-    std::int64_t Wait = 0;  // steps to the next sample
+    std::int64_t Next = 0;  // the step of the next sample
     std::int64_t Left = 0;
     std::int64_t Written = 0;  // bytes
     std::size_t Filled = 0;
@@ -110,6 +110,8 @@ void Columns::Unpack(Opening& opening) const {
   constexpr std::size_t allBuffers = 1 << 22, smallest = 512, largest = 65536;
   constexpr std::int64_t pieceBytes = 1 << 20;
   constexpr std::size_t longestSample = 8;
+  constexpr std::int64_t stepsOfReport = 65536;
+  std::int64_t steps = 0;
   std::int64_t total = 0;
   std::vector<Column> columns(channels_.size());
   for (std::size_t k = 0; k < channels_.size(); ++k) {
@@ -134,14 +136,17 @@ void Columns::Unpack(Opening& opening) const {
     position += static_cast<std::int64_t>(done);
     there += done;
   };
-  bool goesOn = true;
-  while (goesOn) {
-    goesOn = false;
+  // From each step at which a channel has a sample to the next one.
+  constexpr std::int64_t none = INT64_MAX;
+  for (std::int64_t step = 0; step != none;) {
+    std::int64_t next = none;
     for (std::size_t k = 0; k < channels_.size(); ++k) {
       Column& column = columns[k];
       if (column.Left == 0) continue;
-      goesOn = true;
-      if (column.Wait-- > 0) continue;
+      if (column.Next > step) {
+        next = std::min(next, column.Next);
+        continue;
+      }
       const auto width = static_cast<std::size_t>(channels_[k].Width());
       if (there - at < width) refill();
       if (there - at < width)
@@ -150,9 +155,11 @@ void Columns::Unpack(Opening& opening) const {
       std::copy_n(piece.data() + at, width, column.Bytes.data() + column.Filled);
       column.Filled += width;
       at = std::min(at + width, there);
-      --column.Left;
-      column.Wait = channels_[k].Divider - 1;
+      column.Next = step + channels_[k].Divider;
+      if (--column.Left > 0) next = std::min(next, column.Next);
     }
+    if (++steps % stepsOfReport == 0) opening.Progress.Report(position - dataStart_, total);
+    step = next;
   }
   for (std::size_t k = 0; k < channels_.size(); ++k) Flush(*file, channels_[k], columns[k]);
   opening.Store.DataFile = file;
@@ -302,9 +309,9 @@ void PublishedAcq::ReadChannelHeaders() {
 void PublishedAcq::ReadKinds() {
   for (std::size_t k = 0; k < channels_.size(); ++k) {
     const Integer kind = NumberAt<Integer>(position_ + 2);
-    if (kind < 0 || kind > AcqKindInteger)
+    if (kind < (IsOf4() ? 0 : 1) || kind > AcqKindInteger)
       RefuseAsDamaged(position_, "Channel ", k + 1, " has samples of kind ", kind,
-                      ", not 0 or 1 (Double) or 2 (16-bit integer).");
+                      ", not 1 (Double) or 2 (16-bit integer).");
     channels_[k].Kind = kind <= AcqLargestDoubleKind ? SampleDouble : SampleInt16;
     position_ += 4;
   }

@@ -64,7 +64,7 @@ class EdfHeaderReader {
   String Field(std::int64_t width);
   Double Number(std::string_view name);
   Long WholeNumber(std::int64_t width, std::string_view name);
-  static void RefuseVersion(const String& version);
+  void RefuseVersion(const String& version) const;
   void ReadRecording();
   void ReadStart();
   void ReadSignals();
@@ -112,12 +112,13 @@ Long EdfHeaderReader::WholeNumber(std::int64_t width, std::string_view name) {
   }
 }
 
-void EdfHeaderReader::RefuseVersion(const String& version) {
+void EdfHeaderReader::RefuseVersion(const String& version) const {
   const auto isPrintable = [](char16_t c) { return c >= u' ' && c < 0x7f; };
   if (std::ranges::all_of(version, isPrintable))
     Refuse(Refusal::UnknownFormat, "version-not-read", 0, "The file states the version \"",
            ToUtf8(TrimBlanks(version)), "\"; EDF has version 0.");
-  RefuseAsUnknown(0, "The file is named .edf, but doesn't begin with the version 0.");
+  RefuseAsUnknown(0, "The file is named ", ToUtf8(LastFour(opening_.Store.FileName)),
+                  ", but doesn't begin with the version of that format.");
 }
 
 void EdfHeaderReader::ReadRecording() {

@@ -17,8 +17,16 @@ namespace {
 constexpr Byte ListEnd = 0, TextEnd = 20, DurationMark = 21;
 constexpr std::size_t OnsetBytes = 64;  // enough for the first list of a record
 
+// A sign and a decimal number, and nothing else.
+std::optional<Double> OnsetIn(std::string_view text) {
+  const bool signedNumber = text.size() > 1 && (text[0] == '+' || text[0] == '-');
+  if (!signedNumber || text.find_first_not_of("0123456789.", 1) != std::string_view::npos) return {};
+  const Double onset = ParseDouble(text);
+  return std::isfinite(onset) ? std::optional(onset) : std::nullopt;
+}
+
 struct TimedList {
-  Double Onset = 0;
+  std::optional<Double> Onset;  // nothing where it is no number
   Double Duration = NotStated;
   std::vector<std::string_view> Texts;
 };
@@ -28,7 +36,7 @@ TimedList ListOf(std::string_view text) {
   constexpr std::string_view marks = "\x14\x15";
   TimedList list;
   const std::size_t onsetEnd = std::min(text.find_first_of(marks), text.size());
-  list.Onset = ParseDouble(text.substr(0, onsetEnd));
+  list.Onset = OnsetIn(text.substr(0, onsetEnd));
   if (onsetEnd < text.size() && text[onsetEnd] == DurationMark) {
     const std::size_t end = std::min(text.find(TextEnd, onsetEnd), text.size());
     const std::string_view duration = text.substr(onsetEnd + 1, end - onsetEnd - 1);
@@ -115,10 +123,11 @@ std::optional<Double> EdfInPlace::OnsetOf(std::int64_t record, const SignalPlace
   file_.Seek(header_.ChunkStart + record * layout_.RecordBytes() + place.Start);
   const std::int64_t wanted = std::min<std::int64_t>(place.Bytes, OnsetBytes);
   const std::int64_t done = file_.ReadBytes(bytes.data(), wanted);
-  const std::string_view text(bytes.data(), static_cast<std::size_t>(done));
-  const std::size_t end = text.find_first_of("\x14\x15");
-  if (end == std::string_view::npos || end == 0) return {};
-  return ParseDouble(text.substr(0, end));
+  std::string_view text(bytes.data(), static_cast<std::size_t>(done));
+  text.remove_prefix(std::min(text.find_first_not_of('\0'), text.size()));
+  // What keeps the time has an empty text.
+  const std::size_t end = text.find("\x14\x14");
+  return end == std::string_view::npos ? std::nullopt : OnsetIn(text.substr(0, end));
 }
 
 // Less than half a sample apart is not a gap, but the rounding of a decimal number. A store of as many
@@ -136,9 +145,12 @@ std::vector<Piece> EdfInPlace::FindPieces() {
       INT16_MAX / std::ssize(header_.Signals), 64 + opening_.Store.FileSize * growth / bytesOfPiece);
   Double expected = pieces[0].Onset;
   std::int64_t joined = 0;
+  std::int64_t unstated = 0;
   for (std::int64_t record = 0; record < header_.RecordCount; ++record) {
     opening_.Progress.Report(record, header_.RecordCount);
-    const Double onset = OnsetOf(record, places[0]).value_or(expected);
+    const std::optional<Double> stated = OnsetOf(record, places[0]);
+    if (!stated) ++unstated;
+    const Double onset = stated.value_or(expected);
     if (std::abs(onset - expected) * FastestRate() > 0.5) {
       if (std::ssize(pieces) < most) {
         pieces.back().RecordCount = record - pieces.back().FirstRecord;
@@ -149,10 +161,13 @@ std::vector<Piece> EdfInPlace::FindPieces() {
     }
     expected = onset + header_.RecordDuration;
   }
+  if (unstated > 0)
+    opening_.Warn("times-not-stated", {header_.ChunkStart, 0}, unstated, " of ",
+                  header_.RecordCount,
+                  " records don't state when they begin, and are taken to follow those before.");
   if (joined > 0)
     opening_.Warn("gaps-joined", -1, "The recording has more gaps than can be shown, and the last ",
                   joined, " of them are joined.");
-  std::ranges::stable_sort(pieces, {}, &Piece::Onset);
   return pieces;
 }
 
@@ -197,8 +212,9 @@ Double EdfInPlace::Read() {
   std::vector<BlockRec> blocks;
   for (const auto& [recordSamples, members] : rates)
     blocks.push_back(BlockOf(recordSamples, members.first, members.second));
-  const std::vector<Piece> pieces = FindPieces();
+  std::vector<Piece> pieces = FindPieces();
   const Double firstOnset = pieces.front().Onset;
+  std::ranges::stable_sort(pieces, {}, &Piece::Onset);
   Date& recordingStart = opening_.Store.Start;
   const Date origin = header_.StartDateTime;
   if (header_.HasStart) recordingStart = origin + firstOnset / 86400;
@@ -226,6 +242,7 @@ void ReadLists(Opening& opening, const EdfLayout& layout, Double firstOnset) {
   };
   const EdfHeader& header = layout.Header;
   std::vector<Annotation> annotations;
+  std::int64_t unplaced = 0;
   const std::vector<SignalPlace> places = AnnotationPlaces(layout);
   std::string bytes;
   for (std::int64_t record = 0; record < header.RecordCount; ++record) {
@@ -235,14 +252,21 @@ void ReadLists(Opening& opening, const EdfLayout& layout, Double firstOnset) {
       opening.DataFile.Seek(header.ChunkStart + record * layout.RecordBytes() + place.Start);
       opening.DataFile.ReadBytes(bytes.data(), place.Bytes);
       WalkLists(bytes, [&](std::int64_t, const TimedList& list) {
+        if (!list.Onset) {
+          ++unplaced;
+          return;
+        }
         const bool bare = list.Texts.size() == 1 && !std::isnan(list.Duration);
         for (const std::string_view text : list.Texts) {
           if (!text.empty() || bare)
-            annotations.push_back({list.Onset - firstOnset, list.Duration, FromUtf8(text)});
+            annotations.push_back({*list.Onset - firstOnset, list.Duration, FromUtf8(text)});
         }
       });
     }
   }
+  if (unplaced > 0)
+    opening.Note("annotations-left-out", {header.ChunkStart, 0}, unplaced,
+                 " lists of annotations are left out, since their onset is no number.");
   std::ranges::stable_sort(annotations, {}, &Annotation::Time);
   for (Annotation& annotation : annotations)
     opening.AddComment(annotation.Time, annotation.Duration, std::move(annotation.Text));

@@ -32,25 +32,27 @@ std::int64_t Unpacking::Add(Part part) {
 }
 
 std::int64_t Unpacking::AddPlain(std::int64_t position, std::int64_t size) {
-  return Add({position, 0, 0, size, 0});
+  plainSize_ += size;
+  return Add({position, false, 0, 0, size, 0});
 }
 
 std::int64_t Unpacking::AddPacked(std::int64_t position, std::int64_t packed, std::int64_t start,
                                   std::int64_t size) {
   anyPacked_ = true;
-  return Add({position, packed, start, size, 0});
+  return Add({position, true, packed, start, size, 0});
 }
 
 void Unpacking::Unpack(Opening& opening) const {
   constexpr std::int64_t pieceBytes = 1 << 20;
-  const std::shared_ptr<FileSource> file = MakeTemporaryFile(size_);
+  // What streams stand for takes its room as it comes out of them: claims take none.
+  const std::shared_ptr<FileSource> file = MakeTemporaryFile(plainSize_);
   if (size_ > 0) file->Resize(size_);
   const ByteSource& source = *opening.DataFile.Source();
   std::vector<std::byte> piece(static_cast<std::size_t>(std::min(pieceBytes, size_)));
   std::int64_t lacking = 0;
   for (const Part& part : parts_) {
     std::optional<Inflater> inflater;
-    if (part.Packed > 0) inflater.emplace(source, part.Position, part.Packed);
+    if (part.IsPacked) inflater.emplace(source, part.Position, part.Packed);
     std::int64_t done = 0;
     bool goesOn = !inflater || inflater->Skip(part.Start);
     while (goesOn && done < part.Size) {

@@ -38,7 +38,8 @@ class Unpacking {
  private:
   struct Part {
     std::int64_t Position;
-    std::int64_t Packed;  // 0: they aren't
+    bool IsPacked;
+    std::int64_t Packed;  // bytes of the stream
     std::int64_t Start;
     std::int64_t Size;
     std::int64_t Target;
@@ -47,6 +48,7 @@ class Unpacking {
 
   std::vector<Part> parts_;
   std::int64_t size_ = 0;
+  std::int64_t plainSize_ = 0;  // of those that aren't packed
   bool anyPacked_ = false;
 };
 

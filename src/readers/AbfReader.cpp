@@ -235,8 +235,18 @@ void AbfFile::CutIntoSweeps() {
   if (!hasTable && (header_[AbfMode] == AbfGapFree || sweeps <= 1 || ofEach <= 0)) return;
   const BlockRec whole = std::move(opening_.Store.Blocks.front());
   opening_.Store.Blocks.clear();
-  const std::int64_t all = header_[AbfAcquiredSamples];
-  const auto hasRoom = [this] { return std::ssize(opening_.Store.Blocks) < INT16_MAX; };
+  // As many sweeps as the file has samples for, and blocks that it backs.
+  const std::int64_t claimed = header_[AbfAcquiredSamples];
+  const std::int64_t there = std::max<std::int64_t>(0, file_.Size() - whole.DataPtr) /
+                             SampleWidth(whole.SampleType);
+  const std::int64_t all = std::min(claimed, there);
+  if (claimed > there)
+    opening_.Warn("data-cut-off", file_.Size(), "The header claims ", claimed,
+                  " samples, and the file holds ", there, "; those are shown.");
+  constexpr std::int64_t fewest = 64, bytesOfSweep = 64;
+  const std::int64_t most =
+      std::min<std::int64_t>(INT16_MAX, fewest + file_.Size() / bytesOfSweep);
+  const auto hasRoom = [&] { return std::ssize(opening_.Store.Blocks) < most; };
   if (hasTable) {
     const std::int64_t count = std::min<std::int64_t>(held, header_[AbfSweepCount]);
     file_.Seek(table);

@@ -355,8 +355,17 @@ void Matlab5File::AddPart(BlockRec block, Tag tag) {
   block.SizeChannel = std::min<Long>(longer_, HeldAsLong(tag.Size / (block.ChannelCount * width)));
   block.BigEndian = isBig_ && width > 1;
   if (tall_ && block.ChannelCount > 1) block.SetColumns();
+  std::int64_t bytes = std::int64_t{block.SizeChannel} * block.ChannelCount * width;
+  if (packed_ == 0) {
+    const Long held = HeldAsLong(block.FramesIn(file_.Size()));
+    bytes = std::min(bytes, file_.Size() - position);
+    if (held < block.SizeChannel)
+      opening_.Warn("data-cut-off", {file_.Size(), HeldAsLong(std::ssize(placed_))},
+                    "A variable claims ", block.SizeChannel, " frames, and the file holds ", held,
+                    "; those are shown.");
+    block.SizeChannel = held;
+  }
   // A packed variable, or one beside such, is to lie in the file that they are unpacked into.
-  const std::int64_t bytes = std::int64_t{block.SizeChannel} * block.ChannelCount * width;
   block.DataPtr = packed_ > 0
                       ? variables_.Packed().AddPacked(packedPosition_, packed_, position, bytes)
                       : variables_.Packed().AddPlain(position, bytes);

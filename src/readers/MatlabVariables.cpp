@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <unordered_map>
 
 #include "readers/FrameRange.h"
 
@@ -92,7 +93,7 @@ bool MatlabVariables::IsRateName(const String& title) {
 
 void MatlabVariables::SetRates(const String& name, std::vector<Double> rates) {
   if (opening_.IsPublished() && !rates.empty() && IsRateName(name))
-    ratesByName_.emplace_back(name.substr(0, name.size() - RateSuffix.size()), rates.front());
+    ratesByName_.emplace_back(name.substr(0, name.size() - RateSuffix.size()), rates);
   rates_ = std::move(rates);
   ++rateVariables_;
 }
@@ -104,8 +105,15 @@ bool MatlabVariables::HasRoom() {
 }
 
 bool MatlabVariables::Add(BlockRec block) {
+  constexpr std::int64_t fewest = 64, bytesOfChannel = 2;  // a compressed file claims much with little
   constexpr Single tenUnits = 32768.0F / 10;  // the full range of a word is 10 units either way
   if (!HasRoom()) return false;
+  channelCount_ += block.ChannelCount;
+  if (opening_.IsPublished() && channelCount_ > fewest + opening_.Store.FileSize / bytesOfChannel) {
+    channelCount_ -= block.ChannelCount;
+    LeaveOut("of more channels than a file of that size can have");
+    return false;
+  }
   block.Resolution = 16;
   block.DimensionChannels(block.ChannelCount);
   std::fill(block.ChannelScale.begin(), block.ChannelScale.end(), tenUnits);
@@ -144,31 +152,33 @@ void MatlabVariables::GiveRate(BlockRec& block, std::size_t number, Double rate)
   }
 }
 
-// False where some rate has no variable of its name.
-bool MatlabVariables::GiveRatesByName() {
+// What is left for the order of the blocks: the rates of the last variable that no other is named
+// after, else those of one that states several.
+void MatlabVariables::GiveRatesByName() {
   std::vector<BlockRec>& blocks = opening_.Store.Blocks;
-  bool all = !ratesByName_.empty();
-  for (const auto& [name, rate] : ratesByName_) {
-    bool met = false;
-    for (std::size_t i = 0; i < blocks.size(); ++i) {
-      const String& title = blocks[i].Title;
-      const bool isPart = title == name + u"Re" || title == name + u"Im";
-      if (title != name && !isPart) continue;
-      GiveRate(blocks[i], i, rate);
-      met = true;
-    }
-    all = all && met;
+  std::unordered_multimap<std::u16string_view, std::size_t> places;
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    const std::u16string_view title = blocks[i].Title;
+    places.emplace(title, i);
+    if (title.ends_with(u"Re") || title.ends_with(u"Im"))
+      places.emplace(title.substr(0, title.size() - 2), i);
   }
-  return all;
+  std::vector<Double> unmatched;
+  std::vector<Double> several;
+  for (const auto& [name, rates] : ratesByName_) {
+    const auto [first, last] = places.equal_range(name);
+    if (first == last) unmatched = rates;
+    if (first != last && rates.size() > 1) several = rates;
+    for (auto place = first; place != last; ++place)
+      GiveRate(blocks[place->second], place->second, rates.front());
+  }
+  rates_ = unmatched.empty() ? several : unmatched;
+  rateVariables_ = rates_.empty() ? 0 : 1;
 }
 
 void MatlabVariables::GiveRates() {
   std::vector<BlockRec>& blocks = opening_.Store.Blocks;
-  if (opening_.IsPublished() && GiveRatesByName()) {
-    rates_.clear();
-    rateVariables_ = 0;
-    return;
-  }
+  if (!ratesByName_.empty()) GiveRatesByName();
   for (std::size_t i = 0; i < std::min(rates_.size(), blocks.size()); ++i) {
     if (blocks[i].Rate == 0) GiveRate(blocks[i], i, rates_[i]);
   }

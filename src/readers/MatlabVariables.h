@@ -66,14 +66,15 @@ class MatlabVariables {
   bool HasRoom();
   void GiveRates();
   void GiveRate(BlockRec& block, std::size_t number, Double rate);
-  bool GiveRatesByName();
+  void GiveRatesByName();
   void NoteFindings();
 
   Opening& opening_;
   bool named_ = false;
   std::vector<Double> rates_;
   Long rateVariables_ = 0;
-  std::vector<std::pair<String, Double>> ratesByName_;
+  std::vector<std::pair<String, std::vector<Double>>> ratesByName_;  // in the published reading
+  std::int64_t channelCount_ = 0;  // of all blocks
   Unpacking packed_;
   Counts leftOut_;
   Counts warnings_;

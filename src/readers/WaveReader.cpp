@@ -31,7 +31,7 @@
 namespace lmimport {
 namespace {
 
-constexpr std::int64_t WaveSmallestFile = 48, WaveFirstChunk = 12, WaveChunkHeadBytes = 8;
+constexpr std::int64_t WaveSmallestFile = 48, WaveFormPosition = 8, WaveFirstChunk = 12, WaveChunkHeadBytes = 8;
 constexpr std::size_t WaveFormatBytes = 16;
 constexpr Long WaveRiff = FourCharacters("RIFF"), WaveForm = FourCharacters("WAVE"),
                WaveFormatChunk = FourCharacters("fmt "), WaveFactChunk = FourCharacters("fact"),
@@ -209,6 +209,8 @@ void PublishedWave::FindChunks() {
       claimedSize_ = bytes == 0 || bytes == none ? dataSize_ : bytes;
     }
     if (formatPosition_ >= 0 && dataPosition_ >= 0) return;
+    // Past what is claimed beyond the end, and past zeros, no chunk follows.
+    if (bytes > size - body || (id == 0 && bytes == 0)) break;
     next = body + bytes + bytes % 2;
   }
 }
@@ -269,7 +271,14 @@ void PublishedWave::FillBlock() {
   // The bits of a count; a byte of A-law or mu-law stands for one of 16.
   const bool isWord = block.SampleType == SampleALaw || block.SampleType == SampleMuLaw;
   const int bits = isWord ? 16 : 8 * static_cast<int>(SampleWidth(block.SampleType));
-  const bool described = ReadBeside(opening_, "_wavheader.txt", ReadBinHeader, block);
+  bool described = ReadBeside(opening_, "_wavheader.txt", ReadBinHeader, block);
+  if (described && block.ChannelCount != channels) {
+    opening_.Warn("sidecar-passed-over", -1, "The text beside the wave file describes ",
+                  block.ChannelCount, " channels, and was passed over: it has ", channels, ".");
+    block.DimensionChannels(channels);
+    opening_.Store.Sidecar.clear();
+    described = false;
+  }
   if (described && block.SamplingRate != static_cast<Single>(block.Rate)) block.Rate = 0;
   // The text is made for words: of other counts, their upper 16 bits.
   for (std::size_t c = 0; c < block.ChannelScale.size(); ++c) {
@@ -290,6 +299,9 @@ void ReadWaveFile(Opening& opening) {
   file.Seek(0);
   const Chunk riff = ReadChunkHead(file);
   const bool isWave = file.ReadValue<Long>() == WaveForm;
+  if (published && !isWave)
+    Refuse(Refusal::UnsupportedFormat, "coding-not-read", WaveFormPosition,
+           "The file is RIFF of another form than \"WAVE\".");
   if (!isWave || (!published && riff.Id != WaveRiff)) return ReadRawFile(opening);
   if (published) return PublishedWave(opening).Read();
 

@@ -285,18 +285,21 @@ void ReadWinDaqFile(Opening& opening) {
   if (header[WinDaqChannelTableOffset] != WinDaqHeaderBytes ||
       header[WinDaqChannelEntrySize] != WinDaqEntryBytes)
     RefuseAsUnknown(WinDaqChannelTableOffset.Position(),
-                    "The file is named .wdq, but bytes 4 and 5 are ",
+                    "The file is named as WinDaq files are, but bytes 4 and 5 are ",
                     header[WinDaqChannelTableOffset], " and ", header[WinDaqChannelEntrySize],
                     " and not 110 and 36.");
   const Integer channelCount = ChannelsOf(header, opening.IsPublished());
   if (channelCount == 0)
-    RefuseAsUnknown(0, "The file is named .wdq, but the bits of its header that count channels are 0.");
+    RefuseAsUnknown(0, "The file is named as WinDaq files are, but the bits of its header that count channels are 0.");
+  if (opening.IsPublished() && channelCount > RoomOf(header))
+    RefuseAsDamaged(WinDaqChannels.Position(), "The header states ", channelCount,
+                    " channels, and has room for ", RoomOf(header), ".");
   const Areas areas = AreasOf(header);
   file.SeekTo(areas.Samples - 2);
   if (file.ReadValue<std::uint16_t>() != WinDaqEndOfHeader)
     RefuseAsDamaged(areas.Samples > file.Size() ? file.Size() : WinDaqHeaderSize.Position(),
                     areas.Samples > file.Size()
-                        ? Sentence("The file is named .wdq, but it ends at byte ", file.Size(),
+                        ? Sentence("The file is named as WinDaq files are, but it ends at byte ", file.Size(),
                                    " of a header of ", areas.Samples, ".")
                         : Sentence("The header doesn't end at byte ", areas.Samples,
                                    ", as it states: its end mark isn't there."));
