@@ -36,9 +36,9 @@
 #include <cmath>
 #include <map>
 
+#include "converters/AcqColumns.h"
 #include "model/HeaderView.h"
 #include "model/Inflate.h"
-#include "model/TemporaryFile.h"
 #include "model/Unpacking.h"
 #include "readers/FrameRange.h"
 
@@ -63,107 +63,6 @@ constexpr std::int64_t AcqNeededOfChannel = 108;
 
 constexpr Integer AcqKindInteger = 2, AcqLargestDoubleKind = 1;
 constexpr Long AcqJournalMark = 0x11223344;
-
-struct Channel {
-  String Title;
-  String Unit;
-  std::int64_t Count = 0;
-  Double Scale = 1;
-  Double Offset = 0;
-  std::int64_t Divider = 1;
-  Integer Kind = SampleInt16;
-  std::int64_t Column = 0;  // where its samples lie once they are unpacked
-
-  std::int64_t Width() const { return SampleWidth(Kind); }
-};
-
-// Samples of the channels, step by step, each to its column.
-class Columns {
- public:
-  Columns(std::vector<Channel> channels, std::int64_t dataStart)
-      : channels_(std::move(channels)), dataStart_(dataStart) {}
-
-  void Unpack(Opening& opening) const;
-
- private:
-  struct Column {
-    std::int64_t Next = 0;  // the step of the next sample
-    std::int64_t Left = 0;
-    std::int64_t Written = 0;  // bytes
-    std::size_t Filled = 0;
-    std::vector<std::byte> Bytes;
-  };
-  static void Flush(FileSource& file, const Channel& channel, Column& column);
-
-  std::vector<Channel> channels_;
-  std::int64_t dataStart_;
-};
-
-void Columns::Flush(FileSource& file, const Channel& channel, Column& column) {
-  file.WriteAt(channel.Column + column.Written, column.Bytes.data(),
-               static_cast<std::int64_t>(column.Filled));
-  column.Written += static_cast<std::int64_t>(column.Filled);
-  column.Filled = 0;
-}
-
-void Columns::Unpack(Opening& opening) const {
-  constexpr std::size_t allBuffers = 1 << 22, smallest = 512, largest = 65536;
-  constexpr std::int64_t pieceBytes = 1 << 20;
-  constexpr std::size_t longestSample = 8;
-  constexpr std::int64_t stepsOfReport = 65536;
-  std::int64_t steps = 0;
-  std::int64_t total = 0;
-  std::vector<Column> columns(channels_.size());
-  for (std::size_t k = 0; k < channels_.size(); ++k) {
-    total += channels_[k].Count * channels_[k].Width();
-    columns[k].Left = channels_[k].Count;
-    columns[k].Bytes.resize(std::clamp(allBuffers / channels_.size(), smallest, largest));
-  }
-  const std::shared_ptr<FileSource> file = MakeTemporaryFile(total);
-  const ByteSource& source = *opening.DataFile.Source();
-  std::vector<std::byte> piece(static_cast<std::size_t>(std::min(pieceBytes, total)) +
-                               longestSample);
-  std::size_t at = 0;
-  std::size_t there = 0;
-  std::int64_t position = dataStart_;
-  const auto refill = [&] {
-    opening.Progress.Report(position - dataStart_, total);
-    std::copy(piece.begin() + static_cast<std::ptrdiff_t>(at),
-              piece.begin() + static_cast<std::ptrdiff_t>(there), piece.begin());
-    there -= at;
-    at = 0;
-    const std::size_t done = ReadSource(source, position, std::span(piece).subspan(there));
-    position += static_cast<std::int64_t>(done);
-    there += done;
-  };
-  // From each step at which a channel has a sample to the next one.
-  constexpr std::int64_t none = INT64_MAX;
-  for (std::int64_t step = 0; step != none;) {
-    std::int64_t next = none;
-    for (std::size_t k = 0; k < channels_.size(); ++k) {
-      Column& column = columns[k];
-      if (column.Left == 0) continue;
-      if (column.Next > step) {
-        next = std::min(next, column.Next);
-        continue;
-      }
-      const auto width = static_cast<std::size_t>(channels_[k].Width());
-      if (there - at < width) refill();
-      if (there - at < width)
-        std::fill_n(piece.begin() + static_cast<std::ptrdiff_t>(at), width, std::byte{});
-      if (column.Filled + width > column.Bytes.size()) Flush(*file, channels_[k], column);
-      std::copy_n(piece.data() + at, width, column.Bytes.data() + column.Filled);
-      column.Filled += width;
-      at = std::min(at + width, there);
-      column.Next = step + channels_[k].Divider;
-      if (--column.Left > 0) next = std::min(next, column.Next);
-    }
-    if (++steps % stepsOfReport == 0) opening.Progress.Report(position - dataStart_, total);
-    step = next;
-  }
-  for (std::size_t k = 0; k < channels_.size(); ++k) Flush(*file, channels_[k], columns[k]);
-  opening.Store.DataFile = file;
-}
 
 struct MarkerLayout {
   std::int64_t Position;
@@ -235,7 +134,7 @@ class PublishedAcq {
   std::int64_t position_ = 0;  // of what is read next
   Double interval_ = 0;        // seconds of a step
   bool isCompressed_ = false;
-  std::vector<Channel> channels_;
+  std::vector<PublishedAcqChannel> channels_;
 };
 
 void PublishedAcq::ReadGraphHeader() {
@@ -286,7 +185,7 @@ String PublishedAcq::TextOf(const HeaderView& header, TextField field) const {
 
 void PublishedAcq::ReadChannelHeaders() {
   constexpr Long firstDivider3 = 38;
-  for (Channel& channel : channels_) {
+  for (PublishedAcqChannel& channel : channels_) {
     Header<AcqChannelBytes> header(file_, position_);
     header.SetBigEndian(isBig_);
     const Long length = header[AcqChannelLength];
@@ -319,16 +218,17 @@ void PublishedAcq::ReadKinds() {
 
 // A file that is cut off has the steps that it holds whole.
 void PublishedAcq::HoldToFile() {
-  const auto samplesIn = [](const Channel& channel, std::int64_t steps) {
+  const auto samplesIn = [](const PublishedAcqChannel& channel, std::int64_t steps) {
     return std::min(channel.Count, (steps + channel.Divider - 1) / channel.Divider);
   };
   const auto bytesOf = [&](std::int64_t steps) {
     std::int64_t bytes = 0;
-    for (const Channel& channel : channels_) bytes += samplesIn(channel, steps) * channel.Width();
+    for (const PublishedAcqChannel& channel : channels_)
+      bytes += samplesIn(channel, steps) * channel.Width();
     return bytes;
   };
   std::int64_t claimed = 0;
-  for (const Channel& channel : channels_)
+  for (const PublishedAcqChannel& channel : channels_)
     claimed = std::max(claimed, channel.Count * channel.Divider);
   const std::int64_t there = std::max<std::int64_t>(0, file_.Size() - position_);
   if (bytesOf(claimed) <= there) return;
@@ -339,12 +239,12 @@ void PublishedAcq::HoldToFile() {
   }
   opening_.Warn("data-cut-off", {file_.Size(), 0}, "The header claims ", claimed,
                 " steps, and the file holds ", steps, "; those are shown.");
-  for (Channel& channel : channels_) channel.Count = samplesIn(channel, steps);
+  for (PublishedAcqChannel& channel : channels_) channel.Count = samplesIn(channel, steps);
 }
 
 bool PublishedAcq::AreAlike() const {
-  return std::ranges::all_of(channels_, [this](const Channel& channel) {
-    const Channel& first = channels_.front();
+  return std::ranges::all_of(channels_, [this](const PublishedAcqChannel& channel) {
+    const PublishedAcqChannel& first = channels_.front();
     return channel.Divider == first.Divider && channel.Count == first.Count &&
            channel.Kind == first.Kind;
   });
@@ -389,12 +289,12 @@ void ReadMarkers(Opening& opening, const MarkerLayout& layout) {
 void PublishedAcq::FillBlocks() {
   std::map<std::tuple<std::int64_t, std::int64_t, Integer>, std::vector<std::size_t>> groups;
   for (std::size_t k = 0; k < channels_.size(); ++k) {
-    const Channel& channel = channels_[k];
+    const PublishedAcqChannel& channel = channels_[k];
     groups[{channel.Divider, -channel.Count, channel.Kind}].push_back(k);
   }
   std::int64_t end = 0;
   for (const auto& [key, members] : groups) {
-    Channel& first = channels_[members.front()];
+    PublishedAcqChannel& first = channels_[members.front()];
     BlockRec& block = opening_.Store.Blocks.emplace_back();
     block.ADCName = u"ACQ";
     block.Resolution = 16;
@@ -406,7 +306,7 @@ void PublishedAcq::FillBlocks() {
     block.DimensionChannels(static_cast<Integer>(members.size()));
     block.DataPtr = end;
     for (std::size_t c = 0; c < members.size(); ++c) {
-      Channel& channel = channels_[members[c]];
+      PublishedAcqChannel& channel = channels_[members[c]];
       block.ChannelIndex[c] = static_cast<Integer>(members[c]);
       if (channel.Kind == SampleInt16) block.Calibrate(c, channel.Scale, channel.Offset);
       ChannelRec& shown = opening_.Store.Channel(members[c]);
@@ -444,7 +344,7 @@ void PublishedAcq::ReadInPlace() {
 
 void PublishedAcq::ReadColumns() {
   for (BlockRec& block : opening_.Store.Blocks) block.BigEndian = isBig_;
-  opening_.DoOrDefer(Later::Samples, [columns = Columns(channels_, position_)](Opening& later) {
+  opening_.DoOrDefer(Later::Samples, [columns = AcqColumns(channels_, position_)](Opening& later) {
     columns.Unpack(later);
     BinaryFile unpacked(later.Texts, later.Store.DataFile);
     FitDoubles(later, unpacked);
@@ -482,7 +382,7 @@ void PublishedAcq::ReadCompressed() {
   std::int64_t position = SkipToStreams(*end, markers);
   std::vector<std::pair<std::int64_t, std::int64_t>> streams;
   bool cut = false;
-  for (Channel& channel : channels_) {
+  for (PublishedAcqChannel& channel : channels_) {
     constexpr std::int64_t fixedBytes = 44, headBytes = 60;
     position += fixedBytes;
     const std::int64_t texts = std::int64_t{std::max(0, NumberAt<Long>(position))} +
@@ -523,7 +423,7 @@ void PublishedAcq::Read() {
   ReadChannelHeaders();
   ReadKinds();
   std::int64_t data = 0;
-  for (const Channel& channel : channels_) data += channel.Count * channel.Width();
+  for (const PublishedAcqChannel& channel : channels_) data += channel.Count * channel.Width();
   const MarkerLayout markers = Markers(isCompressed_ ? position_ : position_ + data);
   if (isCompressed_) {
     ReadCompressed();
