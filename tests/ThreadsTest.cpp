@@ -31,11 +31,13 @@ std::string Work(const std::string& sharedName, int thread) {
   for (int round = 0; round < Rounds; ++round) {
     for (const BuiltRecording& recording : recordings) {
       const std::string name = own.Write(recording.Name, recording.Bytes);
+      SetReading(recording.As());
       const LMIFilePtr file = import.OpenFileObject(FromUtf8(name));
       if (!file) return recording.Name + ": " + ToUtf8(import.ErrorString());
       const std::string wrong = AskEverything(*file);
       if (!wrong.empty()) return recording.Name + ": " + wrong;
     }
+    SetReading(Reading::Written);
     const LMIFilePtr shared = import.OpenFileObject(FromUtf8(sharedName));
     std::vector<Integer> counts;
     if (!shared || shared->Block(1)->GetChannelIntegerArray(1, 1, 8, counts) != 8 ||
