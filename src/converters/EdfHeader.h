@@ -21,15 +21,15 @@ struct EdfSignal {
 };
 
 struct EdfHeader {
-  bool IsBdf = false;             // samples of 24 bits
+  bool IsBdf = false;  // samples of 24 bits
 
   String Notes;  // patient and recording, a line each
   Date StartDateTime = 0;
-  bool HasStart = false;          // StartDateTime is stated
-  bool IsPlus = false;            // EDF+
-  bool IsDiscontinuous = false;   // EDF+D
-  std::int64_t RecordCount = 0;   // as stated; below 1: not known
-  Double RecordDuration = 0;      // seconds, above 0; as written in the precision of a Single
+  bool HasStart = false;         // StartDateTime is stated
+  bool IsPlus = false;           // EDF+
+  bool IsDiscontinuous = false;  // EDF+D
+  std::int64_t RecordCount = 0;  // as stated; below 1: not known
+  Double RecordDuration = 0;     // seconds, above 0; as written in the precision of a Single
   std::vector<EdfSignal> Signals;
   std::int64_t ChunkStart = 0;  // first byte of the first record
   bool MisreadUtf8 = false;     // texts are UTF-8, and shown by another page

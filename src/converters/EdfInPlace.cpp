@@ -20,7 +20,8 @@ constexpr std::size_t OnsetBytes = 64;  // enough for the first list of a record
 // A sign and a decimal number, and nothing else.
 std::optional<Double> OnsetIn(std::string_view text) {
   const bool signedNumber = text.size() > 1 && (text[0] == '+' || text[0] == '-');
-  if (!signedNumber || text.find_first_not_of("0123456789.", 1) != std::string_view::npos) return {};
+  if (!signedNumber || text.find_first_not_of("0123456789.", 1) != std::string_view::npos)
+    return {};
   const Double onset = ParseDouble(text);
   return std::isfinite(onset) ? std::optional(onset) : std::nullopt;
 }
@@ -141,8 +142,9 @@ std::vector<Piece> EdfInPlace::FindPieces() {
   pieces[0].Onset = OnsetOf(0, places[0]).value_or(0);
   if (!header_.IsDiscontinuous) return pieces;
   const std::int64_t bytesOfPiece = bytesOfBlock + std::ssize(header_.Signals) * bytesOfChannel;
-  const std::int64_t most = std::min<std::int64_t>(
-      INT16_MAX / std::ssize(header_.Signals), 64 + opening_.Store.FileSize * growth / bytesOfPiece);
+  const std::int64_t most =
+      std::min<std::int64_t>(INT16_MAX / std::ssize(header_.Signals),
+                             64 + opening_.Store.FileSize * growth / bytesOfPiece);
   Double expected = pieces[0].Onset;
   std::int64_t joined = 0;
   std::int64_t unstated = 0;
@@ -223,8 +225,8 @@ Double EdfInPlace::Read() {
       BlockRec& block = opening_.Store.Blocks.emplace_back(rate);
       block.DataPtr = header_.ChunkStart + piece.FirstRecord * layout_.RecordBytes();
       block.SizeChannel = HeldAsLong(
-          piece.RecordCount * header_.Signals[static_cast<std::size_t>(block.ChannelIndex[0])]
-                                  .RecordSamples);
+          piece.RecordCount *
+          header_.Signals[static_cast<std::size_t>(block.ChannelIndex[0])].RecordSamples);
       block.StartTime = piece.Onset - firstOnset;
       block.StartDateTime = origin == 0 ? 0 : origin + piece.Onset / 86400;
     }

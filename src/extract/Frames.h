@@ -175,7 +175,8 @@ class Frames {
     const auto raw = RawBuffer(step * recordSamples);
     const auto piece = Buffer<Stored>(step * run * columns);
     std::vector<std::size_t> starts;
-    for (std::size_t c = 0; c < columns; ++c) starts.push_back(StartOf(wanted.empty() ? c : wanted[0]));
+    for (std::size_t c = 0; c < columns; ++c)
+      starts.push_back(StartOf(wanted.empty() ? c : wanted[0]));
     const std::int64_t start = block_.DataPtr + first_ / lanes.RecordFrames * lanes.RecordBytes;
     std::vector<std::size_t> from(columns);
     for (std::size_t record = 0; record < records; record += step) {
@@ -209,8 +210,8 @@ class Frames {
   template <class Take>
   void ReadColumnsInPieces(Take take) const {
     constexpr std::size_t fewestFrames = 64;
-    const std::size_t pieceFrames = std::min(
-        count_, std::max(fewestFrames, PieceBytes / (channels_ * sizeof(Stored))));
+    const std::size_t pieceFrames =
+        std::min(count_, std::max(fewestFrames, PieceBytes / (channels_ * sizeof(Stored))));
     const auto columns = Buffer<Stored>(pieceFrames * channels_);
     const auto raw = RawBuffer(pieceFrames);
     const auto piece = Buffer<Stored>(pieceFrames * channels_);

@@ -43,9 +43,7 @@ struct Square {
     other = high(one, other);
     one = first;
   }
-  static Row Low16(Row a, Row b) {
-    return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
-  }
+  static Row Low16(Row a, Row b) { return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11); }
   static Row High16(Row a, Row b) {
     return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
   }

@@ -42,8 +42,7 @@ std::error_code FileSource::CreateBeside(const FileSource& recording,
 }
 
 std::shared_ptr<const ByteSource> FileSource::Beside(std::string_view name) const {
-  const std::string path =
-      name_.substr(0, name_.size() - TitleOf(name_).size()).append(name);
+  const std::string path = name_.substr(0, name_.size() - TitleOf(name_).size()).append(name);
   if (!platform::FileExists(path)) return {};
   auto beside = std::make_shared<FileSource>();
   const std::error_code error =

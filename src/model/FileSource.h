@@ -47,9 +47,7 @@ class FileSource final : public ByteSource {
   }
   void Resize(std::int64_t size) { Named(*this, "set the size of", &platform::File::Resize, size); }
   void Flush() { Named(*this, "write", &platform::File::Flush); }
-  void Reserve(std::int64_t size) {
-    Named(*this, "make room for", &platform::File::Reserve, size);
-  }
+  void Reserve(std::int64_t size) { Named(*this, "make room for", &platform::File::Reserve, size); }
   void Share() { Named(*this, "share", &platform::File::Share); }  // from now on others may read
 
  private:

@@ -24,10 +24,9 @@ constexpr std::size_t LargestTransfer = 0x7ffff000;
 
 std::error_code CheckPlainFile(const struct stat& status) {
   if (S_ISREG(status.st_mode)) return {};
-  return std::make_error_code(S_ISDIR(status.st_mode) ? std::errc::is_a_directory
-                              : S_ISLNK(status.st_mode)
-                                  ? std::errc::too_many_symbolic_link_levels
-                                  : std::errc::operation_not_supported);
+  return std::make_error_code(S_ISDIR(status.st_mode)   ? std::errc::is_a_directory
+                              : S_ISLNK(status.st_mode) ? std::errc::too_many_symbolic_link_levels
+                                                        : std::errc::operation_not_supported);
 }
 
 FileTimes TimesOf(const struct stat& status) {
@@ -53,9 +52,8 @@ int OpenAt(int folder, const char* name, int flags, mode_t mode = 0600) {
   int handle = -1;
   for (int attempt = 0; attempt < attempts; ++attempt) {
     if (attempt > 0) ::nanosleep(&pause, nullptr);
-    handle = Retrying([=] {
-      return ::openat(folder, name, flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, mode);
-    });
+    handle = Retrying(
+        [=] { return ::openat(folder, name, flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, mode); });
     if (handle >= 0 || errno != EWOULDBLOCK) break;
   }
   return handle;
@@ -191,9 +189,8 @@ std::error_code File::CreateBeside(const File& recording, const Folder& folder,
 bool File::Publish(const Folder& folder, const std::string& name) {
   // Not everybody may link what has no name, and not everywhere is there a name of open files.
   const std::string own = "/proc/self/fd/" + std::to_string(handle_);
-  hasName_ =
-      ::linkat(handle_, "", folder.Handle(), name.c_str(), AT_EMPTY_PATH) == 0 ||
-      ::linkat(AT_FDCWD, own.c_str(), folder.Handle(), name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+  hasName_ = ::linkat(handle_, "", folder.Handle(), name.c_str(), AT_EMPTY_PATH) == 0 ||
+             ::linkat(AT_FDCWD, own.c_str(), folder.Handle(), name.c_str(), AT_SYMLINK_FOLLOW) == 0;
   return hasName_;
 }
 

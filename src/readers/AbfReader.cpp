@@ -78,7 +78,8 @@ class AbfFile {
   Date Start() const;
   Double TimeUnit() const;
   void CutIntoSweeps();
-  void AddSweep(const BlockRec& whole, std::int64_t firstSample, std::int64_t samples, Double start);
+  void AddSweep(const BlockRec& whole, std::int64_t firstSample, std::int64_t samples,
+                Double start);
   void FindTags();
   void NoteFindings(const BlockRec& block);
   void NoteCalibration(const BlockRec& block);
@@ -237,15 +238,14 @@ void AbfFile::CutIntoSweeps() {
   opening_.Store.Blocks.clear();
   // As many sweeps as the file has samples for, and blocks that it backs.
   const std::int64_t claimed = header_[AbfAcquiredSamples];
-  const std::int64_t there = std::max<std::int64_t>(0, file_.Size() - whole.DataPtr) /
-                             SampleWidth(whole.SampleType);
+  const std::int64_t there =
+      std::max<std::int64_t>(0, file_.Size() - whole.DataPtr) / SampleWidth(whole.SampleType);
   const std::int64_t all = std::min(claimed, there);
   if (claimed > there)
     opening_.Warn("data-cut-off", file_.Size(), "The header claims ", claimed,
                   " samples, and the file holds ", there, "; those are shown.");
   constexpr std::int64_t fewest = 64, bytesOfSweep = 64;
-  const std::int64_t most =
-      std::min<std::int64_t>(INT16_MAX, fewest + file_.Size() / bytesOfSweep);
+  const std::int64_t most = std::min<std::int64_t>(INT16_MAX, fewest + file_.Size() / bytesOfSweep);
   const auto hasRoom = [&] { return std::ssize(opening_.Store.Blocks) < most; };
   if (hasTable) {
     const std::int64_t count = std::min<std::int64_t>(held, header_[AbfSweepCount]);

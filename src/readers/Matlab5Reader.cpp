@@ -459,6 +459,8 @@ std::string_view Matlab5File::ReasonByClass() const {
     case StructureClass:
     case ObjectClass:
       return "of cells, structures or objects";
+    case CharacterClass:
+      return "of text";
     case SparseClass:
       return "sparse";
     default:

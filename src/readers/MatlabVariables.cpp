@@ -105,7 +105,8 @@ bool MatlabVariables::HasRoom() {
 }
 
 bool MatlabVariables::Add(BlockRec block) {
-  constexpr std::int64_t fewest = 64, bytesOfChannel = 2;  // a compressed file claims much with little
+  constexpr std::int64_t fewest = 64,
+                         bytesOfChannel = 2;  // a compressed file claims much with little
   constexpr Single tenUnits = 32768.0F / 10;  // the full range of a word is 10 units either way
   if (!HasRoom()) return false;
   channelCount_ += block.ChannelCount;
@@ -232,6 +233,11 @@ void MatlabVariables::NoteFindings() {
                   rateVariables_, " rate variables are used: ", rates_.size(), " for ",
                   opening_.Store.Blocks.size(), " blocks.");
   if (rates_.size() > opening_.Store.Blocks.size()) LeaveOut("variable of more rates than blocks");
+  const auto rateless = std::ranges::count(opening_.Store.Blocks, 0, &BlockRec::Rate);
+  if (opening_.IsPublished() && rateless > 0)
+    opening_.Note("rate-by-default", -1, rateless, " of ", opening_.Store.Blocks.size(),
+                  " variables have no rate, and are shown at ", opening_.Rules.SamplingRate,
+                  " Hz by default.");
   if (!leftOut_.empty())
     opening_.Note("variables-left-out", -1, "Left out: ", Listed(leftOut_), ".");
 }

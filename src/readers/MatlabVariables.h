@@ -74,7 +74,7 @@ class MatlabVariables {
   std::vector<Double> rates_;
   Long rateVariables_ = 0;
   std::vector<std::pair<String, std::vector<Double>>> ratesByName_;  // in the published reading
-  std::int64_t channelCount_ = 0;  // of all blocks
+  std::int64_t channelCount_ = 0;                                    // of all blocks
   Unpacking packed_;
   Counts leftOut_;
   Counts warnings_;

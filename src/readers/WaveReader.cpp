@@ -31,7 +31,8 @@
 namespace lmimport {
 namespace {
 
-constexpr std::int64_t WaveSmallestFile = 48, WaveFormPosition = 8, WaveFirstChunk = 12, WaveChunkHeadBytes = 8;
+constexpr std::int64_t WaveSmallestFile = 48, WaveFormPosition = 8, WaveFirstChunk = 12,
+                       WaveChunkHeadBytes = 8;
 constexpr std::size_t WaveFormatBytes = 16;
 constexpr Long WaveRiff = FourCharacters("RIFF"), WaveForm = FourCharacters("WAVE"),
                WaveFormatChunk = FourCharacters("fmt "), WaveFactChunk = FourCharacters("fact"),

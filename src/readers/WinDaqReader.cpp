@@ -187,9 +187,8 @@ void ReadComments(Opening& opening, const Areas& areas, bool hiRes) {
   const auto isShown = [published](Long position) { return published || position != 0; };
   std::size_t count = 0;
   std::int64_t atStart = 0;
-  WalkMarkers(values, areas, counted, [&](Long position, Long) {
-    isShown(position) ? void(++count) : void(++atStart);
-  });
+  WalkMarkers(values, areas, counted,
+              [&](Long position, Long) { isShown(position) ? void(++count) : void(++atStart); });
   if (!published) NoteMarkers(opening, areas, hiRes, atStart, count);
   block.Comments.reserve(count);
   WalkMarkers(values, areas, counted, [&](Long position, Long offset) {
@@ -290,7 +289,9 @@ void ReadWinDaqFile(Opening& opening) {
                     " and not 110 and 36.");
   const Integer channelCount = ChannelsOf(header, opening.IsPublished());
   if (channelCount == 0)
-    RefuseAsUnknown(0, "The file is named as WinDaq files are, but the bits of its header that count channels are 0.");
+    RefuseAsUnknown(0,
+                    "The file is named as WinDaq files are, but the bits of its header that count "
+                    "channels are 0.");
   if (opening.IsPublished() && channelCount > RoomOf(header))
     RefuseAsDamaged(WinDaqChannels.Position(), "The header states ", channelCount,
                     " channels, and has room for ", RoomOf(header), ".");
@@ -299,8 +300,8 @@ void ReadWinDaqFile(Opening& opening) {
   if (file.ReadValue<std::uint16_t>() != WinDaqEndOfHeader)
     RefuseAsDamaged(areas.Samples > file.Size() ? file.Size() : WinDaqHeaderSize.Position(),
                     areas.Samples > file.Size()
-                        ? Sentence("The file is named as WinDaq files are, but it ends at byte ", file.Size(),
-                                   " of a header of ", areas.Samples, ".")
+                        ? Sentence("The file is named as WinDaq files are, but it ends at byte ",
+                                   file.Size(), " of a header of ", areas.Samples, ".")
                         : Sentence("The header doesn't end at byte ", areas.Samples,
                                    ", as it states: its end mark isn't there."));
   if (opening.IsPublished() && Has(header, WinDaqPacked))

@@ -42,7 +42,8 @@ void OpenRecordingFile(Opening& opening, const String& name) {
   BinaryFile& file = opening.DataFile;
   const bool keeps = opening.Rules.KeepsFlatFile && MayBeRewritten(name);
   if (keeps) opening.Folder.Open(ToUtf8(PathTools::FolderOf(name)));
-  if (file.Open(name, ShareReadingAndWriting, opening.Folder.IsOpen() ? &opening.Folder : nullptr)) {
+  if (file.Open(name, ShareReadingAndWriting,
+                opening.Folder.IsOpen() ? &opening.Folder : nullptr)) {
     opening.Store.FileName = file.File()->PathName();
     return;
   }
@@ -73,9 +74,9 @@ void NoteWhyItFails(Opening& opening, const std::function<void()>& work) {
     throw;
   } catch (const std::system_error& fault) {
     const bool givenUp = fault.code() == std::errc::operation_canceled;
-    const char* const code = givenUp                                ? "given-up"
+    const char* const code = givenUp                                   ? "given-up"
                              : FlatDataFile::MeansNoRoom(fault.code()) ? "no-room"
-                                                                    : "not-readable";
+                                                                       : "not-readable";
     opening.Warn(code, -1, fault.what());
     throw;
   }

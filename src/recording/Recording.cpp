@@ -57,7 +57,11 @@ TextTools TextsOf(const OpenOptions& options) {
 
 OpenRules RulesOf(const OpenOptions& options) {
   constexpr double largestRate = 1e10;
-  OpenRules rules{.As = options.As, .Raw = {}, .AllAtOnce = false, .KeepsFlatFile = false, .DatesByFile = false};
+  OpenRules rules{.As = options.As,
+                  .Raw = {},
+                  .AllAtOnce = false,
+                  .KeepsFlatFile = false,
+                  .DatesByFile = false};
   if (!options.Raw) return rules;
   const auto& [channels, rate] = *options.Raw;
   if (channels < 1 || channels > LargestChannelCount)

@@ -56,7 +56,7 @@ int Formats();
 struct ReadOptions {
   OpenSettings Open;
   std::string File;
-  std::int64_t Block = 1;
+  std::int64_t Block = 0;             // from 1; 0: none was named, which is the first
   std::vector<std::string> Channels;  // numbers from 1 or titles; none: all
   std::int64_t Start = 1;
   std::int64_t Count = INT64_MAX;  // the rest of the block

@@ -118,9 +118,10 @@ void PrintComments(const Shown& shown, std::size_t number) {
   for (std::size_t i = 0; i < std::min(comments.size(), ShownComments); ++i) {
     const std::int64_t frame = shown.Frame(*comments[i]);
     const double seconds = comments[i]->Time - shown.Block(number).StartTime;
-    const std::string length = std::isnan(comments[i]->Duration)
-                                   ? ""
-                                   : fmt::format(" ({} s)", static_cast<float>(comments[i]->Duration));
+    const std::string length =
+        std::isnan(comments[i]->Duration)
+            ? ""
+            : fmt::format(" ({} s)", static_cast<float>(comments[i]->Duration));
     Print("  {:>3}  {:>10}  {:>12}  {}{}\n", i + 1, frame, SecondsText(seconds, 1),
           OneLine(comments[i]->Text), length);
   }
@@ -186,9 +187,11 @@ std::string AsWritten(const OpenSettings& settings, const NamedFile& file,
   ProgressLine line(OneLine(file.Name));
   const Opened other = OpenOrExplain(written, file, line);
   if (!other) return "refused: " + OneLine(WithoutName(other.Failure, file.Name));
+  other.Recording->Comments();  // some findings tell of them
   std::string warnings;
-  for (const Finding& finding : other.Findings) {
-    if (finding.Warning) warnings += fmt::format("{}{}", warnings.empty() ? "" : ", ", finding.Code);
+  for (const Finding& finding : other.Recording->Findings()) {
+    if (finding.Warning)
+      warnings += fmt::format("{}{}", warnings.empty() ? "" : ", ", finding.Code);
   }
   if (Summary(*other.Recording) == Summary(recording)) return {};
   const std::vector<Block>& blocks = other.Recording->Blocks();
@@ -328,8 +331,7 @@ int Info(const InfoOptions& options) {
     if (IsPassedOver(file, opened)) continue;
     if (!isFirst && (options.Json || opened)) Print("{}", options.Json ? ",\n" : "\n");
     isFirst = isFirst && !options.Json && !opened;
-    options.Json ? InfoAsJson(options.Open, file, opened)
-                 : InfoAsTable(options.Open, file, opened);
+    options.Json ? InfoAsJson(options.Open, file, opened) : InfoAsTable(options.Open, file, opened);
     if (opened.Failure.empty()) continue;
     Flush();
     PrintFailure(name, opened.Failure);

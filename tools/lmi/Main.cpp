@@ -32,7 +32,7 @@ void AddOpenSettings(CLI::App& command, lmi::OpenSettings& settings) {
   command
       .add_option("--channels", settings.Channels, "channels of raw data that nothing describes")
       ->check(CLI::Range(1, 32));
-  command.add_option("--rate", settings.Rate, "samples per second of such data")
+  command.add_option("--rate", settings.Rate, "samples per second where the file states none")
       ->check(CLI::Validator(
           [](const std::string& text) {
             const double rate = std::strtod(text.c_str(), nullptr);
@@ -59,17 +59,22 @@ void AddInfo(CLI::App& app, const char* name, const char* what, lmi::InfoOptions
 void AddRead(CLI::App& app, lmi::ReadOptions& options) {
   CLI::App* read = app.add_subcommand("read", "write samples to standard output");
   read->add_option("FILE", options.File, "recording")->required();
-  read->add_option("--block", options.Block, "block, from 1")->check(FromOne());
+  read->add_option("--block", options.Block, "block, from 1; without it, the first")
+      ->check(FromOne());
   read->add_option("--channel", options.Channels, "number from 1, or title; may be given again")
       ->allow_extra_args(false);
   read->add_option("--start", options.Start, "first frame, from 1")->check(FromOne());
   read->add_option("--count", options.Count, "frames; without it, to the end of the block")
       ->check(FromOne());
-  read->add_option("--as", options.As, "integer (counts), single or double (values)")
+  read->add_option(
+          "--as", options.As,
+          "integer (counts, of 16 bits, or of 32 where they are stored with more), single or "
+          "double (values)")
       ->check(CLI::IsMember({"integer", "single", "double"}));
   read->add_option("--format", options.Format, "csv, or raw: little-endian, frame by frame")
       ->check(CLI::IsMember({"csv", "raw"}));
-  read->add_flag("--times", options.Times, "seconds from the start as the first column of csv");
+  read->add_flag("--times", options.Times,
+                 "seconds from the start of the block as the first column of csv");
   read->final_callback([&options] {
     if (options.Times && options.Format == "raw")
       throw CLI::ValidationError("--times", "has no place in --format raw");

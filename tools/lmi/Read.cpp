@@ -195,10 +195,15 @@ void ReadFile(const Recording& recording, const ReadOptions& options) {
   if (options.Block > std::ssize(blocks))
     throw std::invalid_argument(
         fmt::format("there is no block {} among the {}", options.Block, blocks.size()));
-  const auto block = static_cast<std::size_t>(options.Block - 1);
+  if (blocks.size() > 1 && options.Block == 0)
+    PrintFailure(options.File,
+                 fmt::format("this is block 1 of {}; --block N gives another", blocks.size()));
+  const auto block = static_cast<std::size_t>(std::max<std::int64_t>(1, options.Block) - 1);
   const std::vector<std::size_t> channels = FindChannels(blocks[block], options.Channels);
-  if (options.As == "integer")
+  if (options.As == "integer" && blocks[block].SampleBits <= 16)
     return WriteSamples<std::int16_t>(recording, block, channels, options);
+  if (options.As == "integer")
+    return WriteSamples<std::int32_t>(recording, block, channels, options);
   if (options.As == "single") return WriteSamples<float>(recording, block, channels, options);
   WriteSamples<double>(recording, block, channels, options);
 }
