@@ -5,6 +5,57 @@
 #include "model/TemporaryFile.h"
 
 namespace lmimport {
+namespace {
+
+// The bytes of the samples, read ahead.
+class SampleBytes {
+ public:
+  SampleBytes(Opening& opening, std::int64_t start, std::int64_t total)
+      : progress_(opening.Progress),
+        source_(*opening.DataFile.Source()),
+        start_(start),
+        position_(start),
+        total_(total),
+        piece_(static_cast<std::size_t>(std::min(PieceBytes, total)) + LongestSample) {}
+
+  /// The next bytes, at most LongestSample; zeros past the end of the file.
+  const std::byte* Next(std::size_t width) {
+    if (there_ - at_ < width) Refill();
+    if (there_ - at_ < width) std::fill_n(Place(at_), width, std::byte{});
+    const std::byte* const next = piece_.data() + at_;
+    at_ = std::min(at_ + width, there_);
+    return next;
+  }
+  void Report() { progress_.Report(position_ - start_, total_); }
+
+ private:
+  static constexpr std::int64_t PieceBytes = 1 << 20;
+  static constexpr std::size_t LongestSample = 8;
+
+  std::vector<std::byte>::iterator Place(std::size_t index) {
+    return piece_.begin() + static_cast<std::ptrdiff_t>(index);
+  }
+  void Refill() {
+    Report();
+    std::copy(Place(at_), Place(there_), piece_.begin());
+    there_ -= at_;
+    at_ = 0;
+    const std::size_t done = ReadSource(source_, position_, std::span(piece_).subspan(there_));
+    position_ += static_cast<std::int64_t>(done);
+    there_ += done;
+  }
+
+  Progress& progress_;
+  const ByteSource& source_;
+  std::int64_t start_;
+  std::int64_t position_;
+  std::int64_t total_;
+  std::vector<std::byte> piece_;
+  std::size_t at_ = 0;
+  std::size_t there_ = 0;
+};
+
+}  // namespace
 
 void AcqColumns::Flush(FileSource& file, const PublishedAcqChannel& channel, Column& column) {
   file.WriteAt(channel.Column + column.Written, column.Bytes.data(),
@@ -15,10 +66,7 @@ void AcqColumns::Flush(FileSource& file, const PublishedAcqChannel& channel, Col
 
 void AcqColumns::Unpack(Opening& opening) const {
   constexpr std::size_t allBuffers = 1 << 22, smallest = 512, largest = 65536;
-  constexpr std::int64_t pieceBytes = 1 << 20;
-  constexpr std::size_t longestSample = 8;
-  constexpr std::int64_t stepsOfReport = 65536;
-  std::int64_t steps = 0;
+  constexpr std::int64_t stepsOfReport = 65536, none = INT64_MAX;
   std::int64_t total = 0;
   std::vector<Column> columns(channels_.size());
   for (std::size_t k = 0; k < channels_.size(); ++k) {
@@ -27,45 +75,25 @@ void AcqColumns::Unpack(Opening& opening) const {
     columns[k].Bytes.resize(std::clamp(allBuffers / channels_.size(), smallest, largest));
   }
   const std::shared_ptr<FileSource> file = MakeTemporaryFile(total);
-  const ByteSource& source = *opening.DataFile.Source();
-  std::vector<std::byte> piece(static_cast<std::size_t>(std::min(pieceBytes, total)) +
-                               longestSample);
-  std::size_t at = 0;
-  std::size_t there = 0;
-  std::int64_t position = dataStart_;
-  const auto refill = [&] {
-    opening.Progress.Report(position - dataStart_, total);
-    std::copy(piece.begin() + static_cast<std::ptrdiff_t>(at),
-              piece.begin() + static_cast<std::ptrdiff_t>(there), piece.begin());
-    there -= at;
-    at = 0;
-    const std::size_t done = ReadSource(source, position, std::span(piece).subspan(there));
-    position += static_cast<std::int64_t>(done);
-    there += done;
-  };
+  SampleBytes samples(opening, dataStart_, total);
   // From each step at which a channel has a sample to the next one.
-  constexpr std::int64_t none = INT64_MAX;
+  std::int64_t steps = 0;
   for (std::int64_t step = 0; step != none;) {
     std::int64_t next = none;
     for (std::size_t k = 0; k < channels_.size(); ++k) {
       Column& column = columns[k];
       if (column.Left == 0) continue;
-      if (column.Next > step) {
-        next = std::min(next, column.Next);
-        continue;
+      if (column.Next == step) {
+        const auto width = static_cast<std::size_t>(channels_[k].Width());
+        if (column.Filled + width > column.Bytes.size()) Flush(*file, channels_[k], column);
+        std::copy_n(samples.Next(width), width, column.Bytes.data() + column.Filled);
+        column.Filled += width;
+        column.Next = step + channels_[k].Divider;
+        --column.Left;
       }
-      const auto width = static_cast<std::size_t>(channels_[k].Width());
-      if (there - at < width) refill();
-      if (there - at < width)
-        std::fill_n(piece.begin() + static_cast<std::ptrdiff_t>(at), width, std::byte{});
-      if (column.Filled + width > column.Bytes.size()) Flush(*file, channels_[k], column);
-      std::copy_n(piece.data() + at, width, column.Bytes.data() + column.Filled);
-      column.Filled += width;
-      at = std::min(at + width, there);
-      column.Next = step + channels_[k].Divider;
-      if (--column.Left > 0) next = std::min(next, column.Next);
+      if (column.Left > 0) next = std::min(next, column.Next);
     }
-    if (++steps % stepsOfReport == 0) opening.Progress.Report(position - dataStart_, total);
+    if (++steps % stepsOfReport == 0) samples.Report();
     step = next;
   }
   for (std::size_t k = 0; k < channels_.size(); ++k) Flush(*file, channels_[k], columns[k]);

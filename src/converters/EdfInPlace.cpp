@@ -14,7 +14,7 @@
 namespace lmimport {
 namespace {
 
-constexpr Byte ListEnd = 0, TextEnd = 20, DurationMark = 21;
+constexpr Byte TextEnd = 20, DurationMark = 21;
 constexpr std::size_t OnsetBytes = 64;  // enough for the first list of a record
 
 // A sign and a decimal number, and nothing else.
@@ -212,6 +212,7 @@ Double EdfInPlace::Read() {
     start += signal.RecordSamples * layout_.SampleBytes();
   }
   std::vector<BlockRec> blocks;
+  blocks.reserve(rates.size());
   for (const auto& [recordSamples, members] : rates)
     blocks.push_back(BlockOf(recordSamples, members.first, members.second));
   std::vector<Piece> pieces = FindPieces();

@@ -258,7 +258,8 @@ void AbfFile::CutIntoSweeps() {
       sample += samples;
     }
   } else {
-    const Double length = ofEach / whole.ChannelCount / whole.Rate;
+    const Long frames = ofEach / whole.ChannelCount;
+    const Double length = frames / whole.Rate;
     const Single distance = header_[AbfSweepDistance];
     for (std::int64_t i = 0; i < sweeps && i * ofEach < all && hasRoom(); ++i)
       AddSweep(whole, i * ofEach, std::min<std::int64_t>(ofEach, all - i * ofEach),

@@ -66,7 +66,8 @@ std::int64_t RoomOf(const HeaderView& header) {
 
 Integer ChannelsOf(const HeaderView& header, bool published) {
   const bool wide = published && RoomOf(header) >= WinDaqRoomOfWideMask;
-  return header[WinDaqChannels] & (wide ? WinDaqWideChannelMask : WinDaqChannelMask);
+  const Integer mask = wide ? WinDaqWideChannelMask : WinDaqChannelMask;
+  return static_cast<Integer>(header[WinDaqChannels] & mask);
 }
 
 struct Areas {

@@ -135,7 +135,7 @@ std::string RecordingOfFlatFile(const Opening& opening) {
   const String& name = opening.Store.FileName;
   if (!LowerCase(name).ends_with(ending)) return {};
   const String recording = name.substr(0, name.size() - ending.size());
-  const std::string title = ToUtf8(PathTools::TitleOf(recording));
+  std::string title = ToUtf8(PathTools::TitleOf(recording));
   if (!MayBeRewritten(recording)) return {};
   try {
     return opening.DataFile.Source()->Beside(title) ? title : std::string();
