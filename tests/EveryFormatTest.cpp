@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cmath>
 #include <filesystem>
+#include <set>
 
 #include "support/AskEverything.h"
 #include "support/FaultyDisk.h"
@@ -193,6 +194,25 @@ void EveryFormat::ExpectTheSameByRecording(Reading as) {
     Codes ofFile = FindingCodes();
     std::ranges::sort(ofFile);
     EXPECT_EQ(codes, ofFile);
+  }
+}
+
+// Where no published layout says otherwise, both readings are the same.
+TEST_P(EveryFormat, HasOneReadingUnlessALayoutSaysOtherwise) {
+  const std::set<std::string> published = {"windaq", "wave", "abf",     "cfwb",   "edf",
+                                           "bdf",    "acq",  "matlab4", "matlab5"};
+  if (published.contains(GetParam().Target)) return;
+  OpenWhole();
+  const auto open = [&](Reading as) {
+    return Recording::Open(folder_.PathOf(GetParam().Name), {.As = as});
+  };
+  const Recording one = open(Reading::Written), other = open(Reading::Published);
+  EXPECT_EQ(CodesOf(one.Findings()), CodesOf(other.Findings()));
+  EXPECT_EQ(one.Start(), other.Start());
+  ASSERT_EQ(one.Blocks().size(), other.Blocks().size());
+  for (std::size_t b = 0; b < one.Blocks().size(); ++b) {
+    CompareBlock(*file_->Block(static_cast<Integer>(b + 1)), other, b);
+    EXPECT_EQ(one.Blocks()[b].StartTime, other.Blocks()[b].StartTime);
   }
 }
 

@@ -6,12 +6,9 @@
 #include "model/TemporaryFile.h"
 
 namespace lmimport {
-namespace {
 
 using platform::Access;
 using platform::Lock;
-
-}  // namespace
 
 bool FlatDataFile::MeansNoRoom(const std::error_code& error) {
   return error == std::errc::no_space_on_device || error == std::errc::file_too_large ||
@@ -203,7 +200,7 @@ void FlatDataFile::Flush() {
 }
 
 void FlatDataFile::Complete() {
-  if (!IsWholeAtOnce()) Flush();
+  if (!IsWholeAtOnce()) Flush();  // which may find no room, and make it a temporary one
   if (!IsWholeAtOnce()) return CompleteInPlace();
   if (length_ > 0) Write(&lastByte_, 1);
   if (isNew_) Flush();
