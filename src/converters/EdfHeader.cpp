@@ -61,7 +61,9 @@ class EdfHeaderReader {
 
  private:
   std::string Bytes(std::int64_t width);
-  String Field(std::int64_t width);
+  String Field(std::int64_t width) { return TextOf(Bytes(width)); }
+  String TrimmedField(std::int64_t width);
+  String TextOf(std::string_view bytes);
   Double Number(std::string_view name);
   Long WholeNumber(std::int64_t width, std::string_view name);
   void RefuseVersion(const String& version) const;
@@ -83,10 +85,15 @@ std::string EdfHeaderReader::Bytes(std::int64_t width) {
   return bytes;
 }
 
-String EdfHeaderReader::Field(std::int64_t width) {
-  const std::string bytes = Bytes(width);
+String EdfHeaderReader::TextOf(std::string_view bytes) {
   header_.MisreadUtf8 = header_.MisreadUtf8 || opening_.Texts.MisreadsUtf8(bytes);
   return opening_.Texts.Text(bytes);
+}
+
+// A blank is a blank in every code page.
+String EdfHeaderReader::TrimmedField(std::int64_t width) {
+  const std::string bytes = Bytes(width);
+  return TextOf(WithoutBlanks(std::string_view(bytes)));
 }
 
 Double EdfHeaderReader::Number(std::string_view name) {
@@ -127,9 +134,9 @@ void EdfHeaderReader::ReadRecording() {
   header_.IsBdf = opening_.IsPublished() && version == BdfVersion;
   const String versionText = opening_.Texts.Text(version);
   if (!header_.IsBdf && versionText != EdfVersion) RefuseVersion(versionText);
-  header_.Notes = TrimBlanks(Field(EdfIdentificationBytes));
+  header_.Notes = TrimmedField(EdfIdentificationBytes);
   header_.Notes += u"\r\n";
-  header_.Notes += TrimBlanks(Field(EdfIdentificationBytes));
+  header_.Notes += TrimmedField(EdfIdentificationBytes);
   ReadStart();
   header_.ChunkStart = WholeNumber(EdfNumberBytes, "EDF header bytes");
   const String reserved = Field(EdfReservedBytes);
@@ -177,7 +184,7 @@ void EdfHeaderReader::ReadSignals() {
   const std::int64_t count = std::ssize(signals);
   ReadLabels();
   file_.Skip(EdfSkippedBytes * count);
-  for (EdfSignal& signal : signals) signal.Unit = TrimBlanks(Field(EdfNumberBytes));
+  for (EdfSignal& signal : signals) signal.Unit = TrimmedField(EdfNumberBytes);
   for (EdfSignal& signal : signals) signal.PhysicalMin = Number("EDF physical minimum");
   for (EdfSignal& signal : signals) signal.PhysicalMax = Number("EDF physical maximum");
   for (EdfSignal& signal : signals)
@@ -200,7 +207,7 @@ bool EdfHeaderReader::IsAnnotations(const String& label) const {
 void EdfHeaderReader::ReadLabels() {
   Integer channels = 0;
   for (EdfSignal& signal : header_.Signals) {
-    signal.Label = TrimBlanks(Field(EdfLabelBytes));
+    signal.Label = TrimmedField(EdfLabelBytes);
     if (IsAnnotations(signal.Label))
       signal.SignalKind = EdfSignal::Kind::Annotations;
     else if (channels == opening_.LargestChannels())

@@ -166,7 +166,7 @@ std::string RealText(Real number) {
 }
 
 template <class Character>
-std::basic_string_view<Character> WithoutBlanks(std::basic_string_view<Character> text) {
+std::basic_string_view<Character> Trimmed(std::basic_string_view<Character> text) {
   const std::size_t first = text.find_first_not_of(' ');
   if (first == text.npos) return {};
   return text.substr(first, text.find_last_not_of(' ') + 1 - first);
@@ -294,6 +294,12 @@ Long ParseWholeNumber(std::string_view bytes, std::string_view field) {
   return static_cast<Long>(rounded);
 }
 
+std::u16string_view WithoutBlanks(std::u16string_view text) {
+  return Trimmed(text);
+}
+std::string_view WithoutBlanks(std::string_view text) {
+  return Trimmed(text);
+}
 String TrimBlanks(std::u16string_view text) {
   return String(WithoutBlanks(text));
 }

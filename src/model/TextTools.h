@@ -50,7 +50,9 @@ Double ParseDouble(std::string_view bytes);
 /// is no number, and std::range_error where the number doesn't fit 32 bits.
 Long ParseWholeNumber(std::string_view bytes, std::string_view field);
 
-/// The text without the blanks at both ends.
+/// The text without the blanks at both ends: the part of it, and a text of its own.
+std::u16string_view WithoutBlanks(std::u16string_view text);
+std::string_view WithoutBlanks(std::string_view text);
 String TrimBlanks(std::u16string_view text);
 
 /// ASCII letters in lower case.

@@ -90,8 +90,8 @@ std::optional<Date> StartOf(const RecordingStore& store) {
 
 Block Describe(const RecordingStore& store, const BlockRec& block, std::optional<Date> start) {
   Block described;
-  described.Device = ToUtf8(TrimBlanks(block.ADCName));
-  described.Title = ToUtf8(TrimBlanks(block.Title));
+  described.Device = ToUtf8(WithoutBlanks(block.ADCName));
+  described.Title = ToUtf8(WithoutBlanks(block.Title));
   described.Notes = ToUtf8(block.Notes);
   if (!std::isnan(block.StartTime))
     described.StartTime = block.StartTime;
@@ -105,8 +105,8 @@ Block Describe(const RecordingStore& store, const BlockRec& block, std::optional
   for (std::size_t c = 0; c < block.ChannelIndex.size(); ++c) {
     const ChannelRec& record = store.ChannelOf(block, c);
     Channel& channel = described.Channels.emplace_back();
-    channel.Title = ToUtf8(TrimBlanks(record.ChannelTitle));
-    channel.Unit = ToUtf8(TrimBlanks(record.ChannelUnitName));
+    channel.Title = ToUtf8(WithoutBlanks(record.ChannelTitle));
+    channel.Unit = ToUtf8(WithoutBlanks(record.ChannelUnitName));
     channel.Number = block.ChannelIndex[c] + 1;
     if (block.HasRealSamples()) continue;
     channel.Factor = block.FactorOf(c);
