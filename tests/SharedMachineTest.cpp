@@ -134,7 +134,12 @@ TEST_F(SharedMachineTest, ALinkToARecordingInAClosedFolderOpensNothing) {
   EXPECT_EQ(RightsOf(link + "dat"), "12001:12001 600");
 }
 
+// Between the open of the recording and that of the flat file lie its annotations.
 TEST_F(SharedMachineTest, AFolderThatIsSwappedMeanwhileIsNotFollowed) {
+  Edf edf{.Reserved = "EDF+C"};
+  edf.Signals.push_back(EdfAnnotations({"", ""}, 8));
+  Lay(Source, edf.Build(), User, User, 0600);
+  SetWriteTime(Source, Then);
   const std::string shared = folder_.PathOf("shared"), moved = folder_.PathOf("moved"),
                     victim = folder_.PathOf("victim");
   for (const std::string& folder : {shared, victim}) {
