@@ -388,12 +388,12 @@ void PublishedAcq::ReadCompressed() {
     const std::int64_t texts = std::int64_t{std::max(0, NumberAt<Long>(position))} +
                                std::max(0, NumberAt<Long>(position + 4));
     const std::int64_t raw = NumberAt<Long>(position + 8);
-    std::int64_t packed = NumberAt<Long>(position + 12);
+    std::int64_t packed = std::max(0, NumberAt<Long>(position + 12));
     position += headBytes - fixedBytes + texts;
     const std::int64_t there = std::max<std::int64_t>(0, file_.Size() - position);
     std::int64_t held = std::clamp<std::int64_t>(raw, 0, LargestInflated(packed));
     if (packed > there) held = std::min(held, Inflater(*file_.Source(), position, there).SkipAll());
-    packed = std::clamp<std::int64_t>(packed, 0, there);
+    packed = std::min(packed, there);
     cut = cut || held / channel.Width() < channel.Count;
     channel.Count = std::min(channel.Count, held / channel.Width());
     streams.emplace_back(position, packed);
