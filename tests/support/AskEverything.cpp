@@ -68,7 +68,7 @@ constexpr Calls<Double> DoubleCalls = {
 template <class T>
 bool ReadsAgree(LMIBlock& block, const Calls<T>& calls, Long start, Long count) {
   const auto channels = static_cast<std::size_t>(block.ChannelCount());
-  std::array<T, Frames * 32> frames{};
+  std::vector<T> frames(Frames * channels);
   const Long done = (block.*calls.Data)(start, count, frames);
   const auto values = std::span(frames).first(static_cast<std::size_t>(done) * channels);
   const auto sameFrames = [&](std::span<const T> other) {
@@ -78,7 +78,7 @@ bool ReadsAgree(LMIBlock& block, const Calls<T>& calls, Long start, Long count) 
   SampleTable<T> table;
   if ((block.*calls.DataTable)(start, count, table) != done || !sameFrames(table.Values()))
     return false;
-  std::array<T, Frames * 32> framesAgain{};
+  std::vector<T> framesAgain(Frames * channels);
   if ((block.*calls.DataTo)(start, count, framesAgain.data()) != done || !sameFrames(framesAgain))
     return false;
   for (Integer c = 0; c <= block.ChannelCount() + 1; ++c) {
