@@ -169,10 +169,6 @@ struct BlockRec {
   /// Frames, of SizeChannel, all samples of which lie in the first `size` bytes of the source.
   std::int64_t FramesIn(std::int64_t size) const;
 
-  /// Frames of kinds that are read as they are.
-  bool IsPlain() const {
-    return Lanes.Starts.empty() && !BigEndian && DataBits == -1 && SampleType <= SampleInt8;
-  }
   Double FactorOf(std::size_t channel) const {
     return Factor.empty() ? 1 / Double{ChannelScale[channel]} : Factor[channel];
   }

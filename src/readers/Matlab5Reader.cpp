@@ -105,24 +105,32 @@ class Matlab5File {
 
   Opening& opening_;
   BinaryFile& file_;
-  BinaryFile* at_ = &file_;  // that the current variable is read from
   bool isBig_ = false;
-  std::int64_t element_ =
-      0;  // where the variable begins, or another place at a multiple of 8 from it
-  MatlabVariables variables_;
   std::string versionText_;
-  std::string detail_;  // of the last variable that was left out, for the message
-  Byte class_ = 0;      // of the current variable; 0 for a bare element
+
+  // The current variable: the source it is read from, where it begins there (or another place at a
+  // multiple of 8 from it), its class (0 for a bare element), and the larger of its dimensions.
+  BinaryFile* at_ = &file_;
+  std::int64_t element_ = 0;
+  Byte class_ = 0;
   Byte flags_ = 0;
   bool tall_ = false;
-  Long longer_ = 0;                  // the larger of its dimensions
-  std::int64_t packed_ = 0;          // bytes of the stream that it comes from, 0: none
-  std::int64_t packedPosition_ = 0;  // and where that begins
-  std::vector<std::int64_t>
-      placed_;  // where the samples of each block lie, before they are unpacked
+  Long longer_ = 0;
+
+  // The stream that it is unpacked from: where that begins, and its bytes, 0 for none.
+  std::int64_t packedPosition_ = 0;
+  std::int64_t packed_ = 0;
+
+  // All variables, why the last of them was left out, and where the samples of each block lie,
+  // before they are unpacked.
+  MatlabVariables variables_;
+  std::string detail_;
+  std::vector<std::int64_t> placed_;
+
+  // Past a compressed variable: where the others lie, and how many of them the walk meets.
   bool isAstray_ = false;
-  std::vector<std::int64_t> toBeMet_;  // where variables lie after a compressed one,
-  std::int64_t metCount_ = 0;          // and how many of them the walk meets
+  std::vector<std::int64_t> toBeMet_;
+  std::int64_t metCount_ = 0;
 };
 
 void Matlab5File::Read() {
@@ -184,9 +192,9 @@ void Matlab5File::Walk() {
 // astray, and what it meets there is no variable. So what is told is counted by the layout.
 void Matlab5File::CountFrom(std::int64_t next) {
   const std::int64_t size = file_.Size();
-  for (Tag tag{}; next + Mat5LeastLeft < size;) {
+  while (next + Mat5LeastLeft < size) {
     file_.Seek(next);
-    tag = ReadTag();
+    const Tag tag = ReadTag();
     if (tag.Size < Mat5LeastSize) {
       NoteEnd(next, tag);
       break;
