@@ -146,19 +146,19 @@ TEST_F(CommandTest, CheckListsFindings) {
             "not-opened");
   EXPECT_EQ(nlohmann::json::parse(Run("check --json " + cut).Text)[0]["Findings"][0]["Code"],
             "data-cut-off");
-  EXPECT_NE(Run("formats").Text.find("windaq    WinDaq "), std::string::npos);
+  EXPECT_NE(Run("formats").Text.find("windaq   WinDaq "), std::string::npos);
 }
 
 TEST_F(CommandTest, ReadWritesCsv) {
   const struct {
     const char* Options;
     const char* Text;
-  } rows[] = {
-      {"", "Pressure [mmHg],Flow [l/s]\n1,6\n-1,4\n0.5,5.3\n"},
-      {"--channel Flow --as integer --start 2", "Flow\n-200\n60\n"},
-      {"--channel 2 --channel 1 --count 1", "Flow [l/s],Pressure [mmHg]\n6,1\n"},
-      {"--times --channel 1 --start 3 --as single", "Time [s],Pressure [mmHg]\n0.002,0.5\n"},
-      {"--start 4", "Pressure [mmHg],Flow [l/s]\n"}};
+  } rows[] = {{"", "Pressure [mmHg],Flow [l/s]\n1,6\n-1,4\n0.5,5.3\n"},
+              {"--channel Flow --as integer --start 2", "Flow\n-200\n60\n"},
+              {"--channel 2 --channel 1 --count 1", "Flow [l/s],Pressure [mmHg]\n6,1\n"},
+              {"--times seconds --channel pressure --start 3 --as single",
+               "Time [s],Pressure [mmHg]\n0.002,0.5\n"},
+              {"--start 4", "Pressure [mmHg],Flow [l/s]\n"}};
   for (const auto& row : rows) {
     const Outcome outcome = Run("read " + name_ + " " + row.Options);
     EXPECT_EQ(outcome.Status, 0) << row.Options;
@@ -182,12 +182,15 @@ TEST_F(CommandTest, FailsInOneLineAndWithAStatus) {
   } rows[] = {{"read '" + folder_.PathOf("x.wdq") + "'", 1, "No such file or directory\n"},
               {"read " + folder, 1, "it is a folder\n"},
               {"read --block 2 " + name_, 1, "there is no block 2 among the 1\n"},
-              {"read --channel 3 " + name_, 1, "there is no channel \"3\" among the 2\n"},
+              {"read --channel 3 " + name_, 1,
+               "there is no channel \"3\"; there are 1 \"Pressure\", 2 \"Flow\"\n"},
               {"read", 2, "FILE is required"},
               {"", 2, "subcommand is required"},
               {"read --as text " + name_, 2, "--as"},
               {"read --start 0 " + name_, 2, "--start: \"0\" is not a whole number from 1 on"},
               {"read " + folder_.Write("bad.wav", "RIFF"), 1, "and a wave file needs 12"},
+              {"read -o x --decimal , --separator , " + name_, 2, "--separator"},
+              {"info", 2, "FILE is required"},
               {"info --channels 33 " + name_, 2, "--channels"},
               {"info --rate 0 " + name_, 2, "--rate"},
               {"info --code-page 437 " + name_, 2, "--code-page"}};
