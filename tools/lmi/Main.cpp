@@ -19,6 +19,7 @@ int Run(int argc, char** argv) {
   app.set_version_flag("--version", "Lumetra Import Library " LMIMPORT_VERSION);
   app.require_subcommand(1);
   const lmi::Command commands[] = {
+      lmi::AddList(app),
       lmi::AddInfo(app),
       lmi::AddCheck(app),
       lmi::AddRead(app),

@@ -84,6 +84,7 @@ Opened OpenOrExplain(const OpenSettings& settings, const NamedFile& file,
   } catch (const OpenError& error) {
     opened.Failure = error.what();
     opened.Findings = error.Findings();
+    opened.BySystem = error.code().category() != make_error_code(OpenFault::NoData).category();
   } catch (const std::exception& fault) {
     opened.Failure = fault.what();
   }

@@ -27,6 +27,7 @@ struct Opened {
   std::optional<lmimport::Recording> Recording;
   std::string Failure;
   std::vector<lmimport::Finding> Findings;
+  bool BySystem = false;  // the system didn't give the file: it may another time
 
   std::vector<lmimport::Finding> FurtherFindings() const;  // those that Failure doesn't say
   explicit operator bool() const { return Recording.has_value(); }
