@@ -23,6 +23,8 @@ int Run(int argc, char** argv) {
       lmi::AddInfo(app),
       lmi::AddCheck(app),
       lmi::AddRead(app),
+      lmi::AddPlot(app),
+      lmi::AddStats(app),
       lmi::AddFormats(app),
   };
   try {

@@ -145,13 +145,6 @@ void Sort(std::vector<RecordingRow>& rows, const ListOptions& options) {
   });
 }
 
-std::string CsvField(const std::string& text) {
-  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
-  std::string quoted = "\"";
-  for (const char c : text) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
-  return quoted + "\"";
-}
-
 void PrintCsvHead() {
   std::string line;
   for (const RowField& field : RowFields())
