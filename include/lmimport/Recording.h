@@ -175,7 +175,6 @@ struct FormatDescription {
   std::string_view Name;
   std::string_view Patterns;  // of file names, separated by ";"; empty: no ending of its own
   int Number;                 // LMIFile::FileType
-  std::string_view Sidecars = {};
 };
 LMIMPORT_API std::vector<FormatDescription> KnownFormats();
 

@@ -65,7 +65,7 @@ class Canvas {
   void Text(double x, double y, const std::string& text, const Shade& shade,
             double anchor = 0) const {
     SetShade(shade);
-    cairo_move_to(context_, x - anchor * WidthOf(text), y);
+    cairo_move_to(context_, std::max(2.0, x - anchor * WidthOf(text)), y);
     cairo_show_text(context_, text.c_str());
   }
 
@@ -227,7 +227,7 @@ void DrawLane(const Canvas& canvas, const Layout& layout, const Picture& picture
                          : picture.HasSecond ? Palette[0]
                                              : Palette[number % std::size(Palette)];
     for (const Curve& curve : lane.Curves) {
-      canvas.SetShade(shade, second ? 0.7 : 1);
+      canvas.SetShade(shade, second ? 0.55 : 1);
       if (curve.IsSecond == second) DrawCurve(canvas, layout, curve, scale, top);
     }
   }
@@ -252,15 +252,16 @@ void DrawTimes(const Canvas& canvas, const Layout& layout, const Picture& pictur
     const double y = layout.Bottom - LaneGap + 18;
     canvas.Text(x, y, TimeTickText(tick, step), Ink, 0.5);
     if (!picture.Start) continue;
-    const std::string clock = ClockText(*picture.Start, tick, step);
-    if (clock.size() > 11)
-      canvas.Text(x, y + ClockHeight, clock.substr(11, step >= 1 ? 8 : 12), Faint, 0.5);
+    std::string clock = ClockText(*picture.Start, tick, step);
+    if (clock.empty()) continue;
+    // The day, where there are several; the subtitle has that of the start.
+    const bool isLong = picture.To - picture.From > 86400;
+    clock = isLong ? clock.substr(5, 11) : clock.substr(11, step >= 1 ? 8 : 12);
+    std::ranges::replace(clock, 'T', ' ');
+    canvas.Text(std::min(x, layout.Width - canvas.WidthOf(clock) / 2 - 2), y + ClockHeight, clock,
+                Faint, 0.5);
   }
-  const double y = layout.Bottom - LaneGap + 18;
-  canvas.Text(3, y, step >= 10 ? "h:mm:ss" : "s", Faint);
-  if (picture.Start)
-    canvas.Text(3, y + ClockHeight,
-                DateText(*picture.Start + picture.From / 86400, ' ').substr(0, 10), Faint);
+  canvas.Text(3, layout.Bottom - LaneGap + 18, step >= 10 ? "h:mm:ss" : "s", Faint);
 }
 
 void DrawMarks(const Canvas& canvas, const Layout& layout, const Picture& picture) {
