@@ -342,6 +342,41 @@ TEST_F(RecordingTest, AThousandAreOpenAtOnce) {
   }
 }
 
+// Where a reader shows what is there alone, both numbers are the same.
+TEST_F(RecordingTest, TellsHowManyFramesTheFileHolds) {
+  const std::string wave = Wave{}.Build();      // 3 frames of 4 bytes, to the end
+  const std::string winDaq = WinDaq{}.Build();  // 4 frames of 4 bytes before 20 bytes of titles
+  const std::string edf = Edf{}.Build();        // 2 records of 12 bytes, to the end
+  const std::string one = Edf{.Signals = {Edf().Signals[0]}}.Build();  // of 8 bytes
+  const std::string acq = Acq{.Markers = {}}.Build();  // 4 steps of 10, 2, 10 and 2 bytes; 8 follow
+  const auto cut = [](const std::string& bytes, std::size_t lost) {
+    return bytes.substr(0, bytes.size() - lost);
+  };
+  const struct {
+    const char* Name;
+    std::string Bytes;
+    Reading As;
+    std::int64_t Frames;
+    std::int64_t Held;
+  } rows[] = {{"whole.wav", wave, Reading::Written, 3, 3},
+              {"cut.wav", cut(wave, 5), Reading::Written, 3, 1},
+              {"cut.wav", cut(wave, 5), Reading::Published, 1, 1},
+              {"cut.wdq", cut(winDaq, 20 + 2), Reading::Written, 4, 3},
+              {"cut.wdq", cut(winDaq, 20 + 2), Reading::Published, 3, 3},
+              {"rewritten.edf", cut(edf, 1), Reading::Written, 4, 4},
+              {"cut.edf", cut(edf, 1), Reading::Published, 4, 4},
+              {"single.edf", cut(one, 1), Reading::Written, 4, 4},
+              {"whole.acq", acq, Reading::Written, 4, 4},
+              {"cut.acq", cut(acq, 8 + 3), Reading::Written, 4, 2},
+              {"cut.acq", cut(acq, 8 + 3), Reading::Published, 2, 2}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.Name);
+    const Recording recording = Recording::Open(Memory(row.Bytes), row.Name, {.As = row.As});
+    EXPECT_EQ(recording.Blocks()[0].FrameCount, row.Frames);
+    EXPECT_EQ(recording.Blocks()[0].HeldFrames, row.Held);
+  }
+}
+
 TEST_F(RecordingTest, KnowsItsFormats) {
   const std::vector<FormatDescription> formats = KnownFormats();
   const auto edf = std::ranges::find(formats, "edf", &FormatDescription::Id);

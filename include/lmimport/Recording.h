@@ -47,8 +47,11 @@ struct Block {
   double StartTime = 0;         // seconds from the start of the recording
   double SamplingRate = 0;      // samples per second of each channel
   std::int64_t FrameCount = 0;  // samples of each channel
-  int SampleBits = 16;          // as stored
-  bool RealSamples = false;     // Single or Double, values as they are
+  // Frames whose samples all lie in the file; those after it read as stored zeros, or go on with the
+  // last values where frames are worked out. Of packed samples, whose streams an open believes, all.
+  std::int64_t HeldFrames = 0;
+  int SampleBits = 16;       // as stored
+  bool RealSamples = false;  // Single or Double, values as they are
   std::vector<Channel> Channels;
 };
 

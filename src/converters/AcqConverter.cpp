@@ -286,6 +286,7 @@ void AcqConverter::HoldSize() {
   const std::int64_t largest = (file_.Size() * AcqLargestGrowth + AcqGrowthAllowance) / frameBytes;
   const Long claimed = block.SizeChannel;
   block.SizeChannel = static_cast<Long>(std::min<std::int64_t>(claimed, largest));
+  block.HeldFrames = HeldAsLong(std::min<std::int64_t>(there, block.SizeChannel));
   if (there >= claimed) return;
   const std::string held =
       block.SizeChannel < claimed ? Sentence(" as far as ", block.SizeChannel, " frames") : "";

@@ -99,6 +99,7 @@ Block Describe(const RecordingStore& store, const BlockRec& block, std::optional
     described.StartTime = (block.StartDateTime - *start) * SecondsPerDay;
   described.SamplingRate = block.ExactRate();
   described.FrameCount = block.SizeChannel;
+  described.HeldFrames = block.HeldFrames < 0 ? block.SizeChannel : block.HeldFrames;
   described.SampleBits = 8 * SampleWidth(block.SampleType);
   described.RealSamples = block.HasRealSamples();
   described.Channels.reserve(block.ChannelIndex.size());

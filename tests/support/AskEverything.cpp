@@ -199,6 +199,9 @@ std::string AskRecording(const Recording& recording) {
     if (comment.BlockIndex >= recording.Blocks().size()) return "a comment of no block";
   }
   for (std::size_t i = 0; i < recording.Blocks().size(); ++i) {
+    const Block& block = recording.Blocks()[i];
+    if (block.HeldFrames < 0 || block.HeldFrames > block.FrameCount)
+      return "more or less frames than there can be";
     if (!ReadsOfRecordingAgree<std::int16_t>(recording, i) ||
         !ReadsOfRecordingAgree<std::int32_t>(recording, i) ||
         !ReadsOfRecordingAgree<float>(recording, i) || !ReadsOfRecordingAgree<double>(recording, i))
