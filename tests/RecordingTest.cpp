@@ -4,6 +4,7 @@
 #include <cmath>
 #include <filesystem>
 
+#include "recording/Formats.h"
 #include "support/AskEverything.h"
 #include "support/ImportTest.h"
 #include "support/MemorySource.h"
@@ -379,10 +380,37 @@ TEST_F(RecordingTest, TellsHowManyFramesTheFileHolds) {
 
 TEST_F(RecordingTest, KnowsItsFormats) {
   const std::vector<FormatDescription> formats = KnownFormats();
-  const auto edf = std::ranges::find(formats, "edf", &FormatDescription::Id);
-  ASSERT_NE(edf, formats.end());
-  EXPECT_EQ(edf->Patterns, "*.edf");
-  EXPECT_EQ(edf->Number, 9);
+  const auto of = [&](std::string_view id) {
+    return *std::ranges::find(formats, id, &FormatDescription::Id);
+  };
+  EXPECT_EQ(of("edf").Patterns, "*.edf");
+  EXPECT_EQ(of("edf").Number, 9);
+  const struct {
+    const char* Id;
+    const char* Extensions;
+    std::vector<std::string_view> FirstBytes;
+  } rows[] = {{"windaq", "*.wdq;*.wdh;*.whc", {}},
+              {"wave", "*.wav", {"RIFF", "RIFX", "RF64", "BW64"}},
+              {"peak", "*.pk;*.sfk", {"SFPK", std::string_view("\xf1\x06\0\0", 4)}},
+              {"bdf", "*.bdf", {"\xff\x42IO"}},
+              {"raw", "*.dat;*.data", {}},
+              {"ar", "", {"AR", "RG", "UB"}}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(of(row.Id).Extensions, row.Extensions) << row.Id;
+    EXPECT_EQ(of(row.Id).FirstBytes, row.FirstBytes) << row.Id;
+  }
+  for (const FormatDescription& format : formats) {
+    SCOPED_TRACE(format.Id);
+    EXPECT_FALSE(format.FirstBytes.empty() && format.Extensions.empty());
+    for (const std::string_view text :
+         {format.Versions, format.Limits, format.Published, format.Written})
+      EXPECT_FALSE(text.empty());
+    EXPECT_EQ(format.Sidecars.empty(), format.Id != "wave" && format.Id != "raw");
+    for (const std::string_view mark : format.FirstBytes) {
+      const std::string head = std::string(mark) + "    ";
+      EXPECT_EQ(RecogniseFormat(head, u"a.xyz", Reading::Published).Id, format.Id);
+    }
+  }
 }
 
 }  // namespace

@@ -178,7 +178,17 @@ struct FormatDescription {
   std::string_view Name;
   std::string_view Patterns;  // of file names, separated by ";"; empty: no ending of its own
   int Number;                 // LMIFile::FileType
-  std::string_view Sidecars = {};
+
+  // What a file is known by, in one reading or both; first bytes decide before the name does.
+  std::vector<std::string_view> FirstBytes;
+  std::string Extensions;  // "*.wdq;*.wdh;*.whc": all, also where a dialog shows none
+
+  // Texts of a sentence or two.
+  std::string_view Versions;
+  std::string_view Limits;
+  std::string_view Sidecars;  // files beside it, NAME being its own without the ending; empty: none
+  std::string_view Published;  // what is read by the published layout
+  std::string_view Written;    // what LMImport makes of it by its own rules
 };
 LMIMPORT_API std::vector<FormatDescription> KnownFormats();
 

@@ -10,6 +10,7 @@
 #include "extract/Overview.h"
 #include "model/Date.h"
 #include "platform/System.h"
+#include "recording/FormatTexts.h"
 #include "recording/Formats.h"
 #include "recording/GeneralFindings.h"
 #include "recording/Once.h"
@@ -380,8 +381,20 @@ void Recording::Overview(std::size_t block, std::size_t channel, std::int64_t fi
 std::vector<FormatDescription> KnownFormats() {
   std::vector<FormatDescription> formats;
   for (const lmimport::Format& format : ReadFormats()) {
-    if (FindFormat(format.Id) == &format)
-      formats.push_back({format.Id, format.Name, format.Patterns, int{format.FileType}});
+    if (FindFormat(format.Id) == &format) {
+      const FormatTexts& texts = TextsOfFormat(format.Id);
+      formats.push_back({.Id = format.Id,
+                         .Name = format.Name,
+                         .Patterns = format.Patterns,
+                         .Number = int{format.FileType},
+                         .FirstBytes = MarksOf(format.Id),
+                         .Extensions = ExtensionsOf(format.Id),
+                         .Versions = texts.Versions,
+                         .Limits = texts.Limits,
+                         .Sidecars = texts.Sidecars,
+                         .Published = texts.Published,
+                         .Written = texts.Written});
+    }
   }
   return formats;
 }
