@@ -2,6 +2,7 @@
 #pragma once
 
 #include <lmimport/ByteSource.h>
+#include <lmimport/Fields.h>
 #include <lmimport/Findings.h>
 
 #include <concepts>
@@ -24,6 +25,7 @@ struct OpenOptions {
   Reading As = Reading::Published;
   int CodePage = 1252;  // of 8-bit texts: 1250 to 1258, 874, 65001 for UTF-8; 0: the system's
   std::optional<RawData> Raw = {};  // without it, data that nothing describes is refused
+  bool KeepFields = false;          // keeps what Fields() lists
   /// Of long work: is called with the part that is done, from 0 to 1, when the work begins and then
   /// some ten times a second, on the thread that opens or reads; gives false to give the work up.
   /// It must not read from the recording: what isn't read yet throws std::logic_error there.
@@ -125,6 +127,10 @@ class LMIMPORT_API Recording {
   FileStamp Stamp() const;             // as the file was opened
   const std::string& Notes() const;
   const std::vector<Block>& Blocks() const;  // in the order of the file
+
+  /// What values, rates and times of this reading come from, in the order in which it was read; as
+  /// many as the bytes of the file stand behind. Empty without OpenOptions::KeepFields.
+  const std::vector<HeaderField>& Fields() const;
 
   /// By time, those that the file holds; read when first asked for. Where a block has no rate, its
   /// comments have its start time.

@@ -62,7 +62,8 @@ OpenRules RulesOf(const OpenOptions& options) {
                   .Raw = {},
                   .AllAtOnce = false,
                   .KeepsFlatFile = false,
-                  .DatesByFile = false};
+                  .DatesByFile = false,
+                  .KeepsFields = options.KeepFields};
   if (!options.Raw) return rules;
   const auto& [channels, rate] = *options.Raw;
   if (channels < 1 || channels > LargestChannelCount)
@@ -153,6 +154,7 @@ class Recording::State {
   std::optional<Date> Start;
   std::string Notes;
   std::vector<Block> Blocks;
+  std::vector<HeaderField> Fields;
 
  private:
   RecordingStore DoWork(Later kind) const;
@@ -189,6 +191,8 @@ void Recording::State::Open(const std::string& name, std::shared_ptr<const ByteS
   Start = StartOf(store);
   Blocks.reserve(store.Blocks.size());
   for (const BlockRec& block : store.Blocks) Blocks.push_back(Describe(store, block, Start));
+  Fields = std::move(store.Fields);
+  store.Fields.clear();
   store_ = std::make_shared<const RecordingStore>(std::move(store));
 }
 
@@ -322,6 +326,10 @@ const std::string& Recording::Notes() const {
 
 const std::vector<Block>& Recording::Blocks() const {
   return state_->Blocks;
+}
+
+const std::vector<HeaderField>& Recording::Fields() const {
+  return state_->Fields;
 }
 
 const std::vector<Comment>& Recording::Comments() const {

@@ -198,6 +198,11 @@ std::string AskRecording(const Recording& recording) {
   for (const Comment& comment : recording.Comments()) {
     if (comment.BlockIndex >= recording.Blocks().size()) return "a comment of no block";
   }
+  for (const HeaderField& field : recording.Fields()) {
+    if (field.Position < -1 || field.Position >= recording.Stamp().Size)
+      return "a field outside the file";
+    if (field.Block >= std::ssize(recording.Blocks())) return "a field of no block";
+  }
   for (std::size_t i = 0; i < recording.Blocks().size(); ++i) {
     const Block& block = recording.Blocks()[i];
     if (block.HeldFrames < 0 || block.HeldFrames > block.FrameCount)
@@ -213,7 +218,7 @@ std::string AskRecording(const Recording& recording) {
 
 std::string OpenAndAskRecording(const std::string& name, Reading as) {
   try {
-    return AskRecording(Recording::Open(name, {.As = as, .Raw = RawData{}}));
+    return AskRecording(Recording::Open(name, {.As = as, .Raw = RawData{}, .KeepFields = true}));
   } catch (const OpenError& error) {
     return error.Findings().empty() ? "a refusal without a finding" : "";
   }
