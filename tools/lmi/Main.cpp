@@ -22,6 +22,7 @@ int Run(int argc, char** argv) {
       lmi::AddList(app),
       lmi::AddInfo(app),
       lmi::AddCheck(app),
+      lmi::AddExplain(app),
       lmi::AddRead(app),
       lmi::AddPlot(app),
       lmi::AddStats(app),

@@ -17,6 +17,7 @@ struct OpenSettings {
   double Rate = 100;
   int CodePage = 0;
   bool AsWritten = false;  // as LMImport shows recordings to its hosts
+  bool KeepFields = false;
 };
 
 /// Adds the options that say how files are opened. `settings` must outlive the command line.
