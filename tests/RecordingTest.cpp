@@ -286,6 +286,9 @@ TEST_F(RecordingTest, OverviewsAreTheExtremesOfEachPart) {
     for (const std::size_t count : {1U, 7U, 1000U, 2999U, 5000U}) {
       std::vector<Extremes> bins(count, {9, 9});
       recording.Overview(0, channel, 1, 2999, bins);
+      std::vector<Extremes> both(2 * count + 1, {9, 9});
+      recording.OverviewFrames(0, 1, 2999, both);
+      ASSERT_EQ(both[2 * count].Smallest, 9);
       for (std::size_t i = 0; i < count; ++i) {
         const auto first = values.begin() + 1 + static_cast<std::ptrdiff_t>(2999 * i / count);
         const auto end = values.begin() + 1 + static_cast<std::ptrdiff_t>(2999 * (i + 1) / count);
@@ -295,6 +298,8 @@ TEST_F(RecordingTest, OverviewsAreTheExtremesOfEachPart) {
         const auto [smallest, largest] = std::minmax_element(first, end);
         ASSERT_EQ(bins[i].Smallest, *smallest) << i << " of " << count;
         ASSERT_EQ(bins[i].Largest, *largest);
+        ASSERT_EQ(both[2 * i + channel].Smallest, *smallest);
+        ASSERT_EQ(both[2 * i + channel].Largest, *largest);
       }
     }
   }

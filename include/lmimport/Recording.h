@@ -166,6 +166,12 @@ class LMIMPORT_API Recording {
   void Overview(std::size_t block, std::size_t channel, std::int64_t first, std::int64_t count,
                 std::span<Extremes> bins) const;
 
+  /// The same for all channels of the block in one pass: of part i, that of channel c comes to
+  /// element i * channels + c. There are as many parts as `bins` has room for; the rest of it is
+  /// left alone.
+  void OverviewFrames(std::size_t block, std::int64_t first, std::int64_t count,
+                      std::span<Extremes> bins) const;
+
  private:
   class State;
   explicit Recording(std::shared_ptr<const State> state) : state_(std::move(state)) {}

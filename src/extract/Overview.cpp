@@ -1,6 +1,8 @@
 #include "extract/Overview.h"
 
+#include <array>
 #include <cmath>
+#include <vector>
 
 #include "extract/Routes.h"
 
@@ -62,6 +64,18 @@ class Bins {
   Stored largest_ = Lowest;
 };
 
+// Bins of one channel, from pieces of its samples that come one after the other.
+template <class Stored>
+void Fill(Bins<Stored>& bins, const Stored* samples, std::size_t start, std::size_t n) {
+  for (std::size_t i = 0; i < n;) {
+    const auto position = static_cast<std::int64_t>(start + i);
+    while (bins.End() <= position) bins.Finish();
+    const std::size_t batch = std::min(n - i, static_cast<std::size_t>(bins.End() - position));
+    bins.Take(samples + i, batch);
+    i += batch;
+  }
+}
+
 template <class Stored>
 void ReadRoute(const ByteSource& source, const BlockRec& block, std::size_t channel,
                std::int64_t first, std::int64_t count, std::span<Extremes> target) {
@@ -69,15 +83,38 @@ void ReadRoute(const ByteSource& source, const BlockRec& block, std::size_t chan
   Bins<Stored> bins(block, channel, count, target);
   const Frames<Stored> frames(source, block, first, static_cast<std::size_t>(there));
   frames.ReadChannelInPieces(channel, [&](const Stored* samples, std::size_t start, std::size_t n) {
-    for (std::size_t i = 0; i < n;) {
-      const auto position = static_cast<std::int64_t>(start + i);
-      while (bins.End() <= position) bins.Finish();
-      const std::size_t batch = std::min(n - i, static_cast<std::size_t>(bins.End() - position));
-      bins.Take(samples + i, batch);
-      i += batch;
-    }
+    Fill(bins, samples, start, n);
   });
   while (!bins.AreFull()) bins.Finish();
+}
+
+template <class Stored>
+void ReadFrameRoute(const ByteSource& source, const BlockRec& block, std::int64_t first,
+                    std::int64_t count, std::span<Extremes> target) {
+  const auto channels = static_cast<std::size_t>(block.ChannelCount);
+  const std::int64_t there = std::clamp<std::int64_t>(block.SizeChannel - first, 0, count);
+  const std::size_t parts = target.size() / channels;
+  std::vector<Extremes> columns(parts * channels);  // channel by channel
+  std::vector<Bins<Stored>> bins;
+  bins.reserve(channels);
+  for (std::size_t c = 0; c < channels; ++c)
+    bins.emplace_back(block, c, count, std::span(columns).subspan(c * parts, parts));
+  std::array<Stored, BatchSize> picked;
+  const Frames<Stored> frames(source, block, first, static_cast<std::size_t>(there));
+  frames.ReadInPieces([&](const Stored* piece, std::size_t start, std::size_t n) {
+    // Batch by batch, so that a batch is in the first cache for all channels.
+    for (std::size_t i = 0; i < n; i += BatchSize) {
+      const std::size_t batch = std::min(BatchSize, n - i);
+      for (std::size_t c = 0; c < channels; ++c) {
+        DownSample(piece + i * channels + c, channels, batch, picked.data());
+        Fill(bins[c], picked.data(), start + i, batch);
+      }
+    }
+  });
+  for (std::size_t c = 0; c < channels; ++c) {
+    while (!bins[c].AreFull()) bins[c].Finish();
+    for (std::size_t i = 0; i < parts; ++i) target[i * channels + c] = columns[c * parts + i];
+  }
 }
 
 }  // namespace
@@ -88,6 +125,13 @@ void ReadOverview(const ByteSource& source, const BlockRec& block, std::size_t c
   SelectRoute(block, [&]<class Stored>() {
     ReadRoute<Stored>(source, block, channel, first, count, bins);
   });
+}
+
+void ReadFrameOverview(const ByteSource& source, const BlockRec& block, std::int64_t first,
+                       std::int64_t count, std::span<Extremes> bins) {
+  if (bins.size() < static_cast<std::size_t>(block.ChannelCount)) return;
+  SelectRoute(block,
+              [&]<class Stored>() { ReadFrameRoute<Stored>(source, block, first, count, bins); });
 }
 
 }  // namespace lmimport

@@ -14,4 +14,9 @@ namespace lmimport {
 void ReadOverview(const ByteSource& source, const BlockRec& block, std::size_t channel,
                   std::int64_t first, std::int64_t count, std::span<Extremes> bins);
 
+/// The same for all channels in one pass: of part i, that of channel c comes to element
+/// i * channels + c; there are as many parts as the bins have room for.
+void ReadFrameOverview(const ByteSource& source, const BlockRec& block, std::int64_t first,
+                       std::int64_t count, std::span<Extremes> bins);
+
 }  // namespace lmimport

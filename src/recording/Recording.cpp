@@ -386,6 +386,15 @@ void Recording::Overview(std::size_t block, std::size_t channel, std::int64_t fi
                std::min<std::int64_t>(first, record.SizeChannel), count, bins);
 }
 
+void Recording::OverviewFrames(std::size_t block, std::int64_t first, std::int64_t count,
+                               std::span<Extremes> bins) const {
+  const BlockRec& record = state_->Find(block, 0, first);
+  if (count < 0) throw std::out_of_range(Sentence("Recording: ", count, " samples"));
+  const RecordingStore& store = state_->ForReading(record, false);
+  ReadFrameOverview(*store.DataFile, store.Blocks[block],
+                    std::min<std::int64_t>(first, record.SizeChannel), count, bins);
+}
+
 std::vector<FormatDescription> KnownFormats() {
   std::vector<FormatDescription> formats;
   for (const lmimport::Format& format : ReadFormats()) {

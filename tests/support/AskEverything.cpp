@@ -179,6 +179,7 @@ bool ReadsOfRecordingAgree(const Recording& recording, std::size_t number) {
 bool OverviewAgrees(const Recording& recording, std::size_t number) {
   std::array<double, Frames> values{};
   std::array<Extremes, 1> bin{};
+  std::array<Extremes, 1> last{};
   const std::int64_t n = recording.Read(number, 0, 0, values);
   recording.Overview(number, 0, 0, n, bin);
   double smallest = std::nan("");
@@ -187,7 +188,11 @@ bool OverviewAgrees(const Recording& recording, std::size_t number) {
     smallest = std::fmin(smallest, value);
     largest = std::fmax(largest, value);
   }
-  return AreEqual(bin[0].Smallest, smallest) && AreEqual(bin[0].Largest, largest);
+  std::vector<Extremes> all(recording.Blocks()[number].Channels.size());
+  recording.OverviewFrames(number, 0, n, all);
+  recording.Overview(number, all.size() - 1, 0, n, last);
+  return AreEqual(bin[0].Smallest, smallest) && AreEqual(bin[0].Largest, largest) &&
+         AreEqual(all[0].Smallest, smallest) && AreEqual(all.back().Largest, last[0].Largest);
 }
 
 }  // namespace

@@ -17,16 +17,29 @@ namespace {
 
 using namespace lmimport;
 
-// One curve that is still to be read.
-struct Task {
+// A curve that is still to be read, of samples from First on.
+struct Plan {
   const Recording* Source;
   std::size_t Lane;
   std::size_t Block;
   std::size_t Channel;
   std::int64_t First;
   std::int64_t Count;
-  std::size_t Bins;  // 0: the samples themselves
   Curve Result;
+
+  // The sample with which a point of the envelope begins.
+  std::int64_t EdgeOf(std::size_t point) const {
+    const auto points = static_cast<std::int64_t>(Result.Points.size());
+    const auto i = static_cast<std::int64_t>(point);
+    return First + Count / points * i + Count % points * i / points;
+  }
+};
+
+// Points of one curve, or of all of a block, which are read together.
+struct Task {
+  std::span<Plan> Plans;
+  std::size_t FirstPoint;
+  std::size_t EndPoint;
 };
 
 double TimeAt(const Block& block, std::int64_t frame) {
@@ -50,40 +63,80 @@ std::size_t LaneOf(std::vector<Lane>& lanes, const Block& block, std::size_t cha
   return lanes.size() - 1;
 }
 
-void Read(Task& task) {
-  Curve& curve = task.Result;
-  if (task.Bins > 0) {
-    curve.Points.resize(task.Bins);
-    task.Source->Overview(task.Block, task.Channel, task.First, task.Count, curve.Points);
-    return;
+void ReadSamples(Plan& plan) {
+  std::vector<double> samples(static_cast<std::size_t>(plan.Count));
+  const std::int64_t count = plan.Source->Read(plan.Block, plan.Channel, plan.First, samples);
+  plan.Result.Points.clear();
+  for (const double sample : std::span(samples).first(static_cast<std::size_t>(count)))
+    plan.Result.Points.push_back({sample, sample});
+}
+
+void ReadEnvelopes(const Task& task) {
+  const Plan& first = task.Plans.front();
+  const std::int64_t start = first.EdgeOf(task.FirstPoint);
+  const std::int64_t count = first.EdgeOf(task.EndPoint) - start;
+  const std::size_t points = task.EndPoint - task.FirstPoint;
+  if (task.Plans.size() == 1) {
+    const std::span<Extremes> target(task.Plans[0].Result.Points);
+    return first.Source->Overview(first.Block, first.Channel, start, count,
+                                  target.subspan(task.FirstPoint, points));
   }
-  std::vector<double> samples(static_cast<std::size_t>(task.Count));
-  samples.resize(
-      static_cast<std::size_t>(task.Source->Read(task.Block, task.Channel, task.First, samples)));
-  for (const double sample : samples) curve.Points.push_back({sample, sample});
+  const std::size_t channels = first.Source->Blocks()[first.Block].Channels.size();
+  std::vector<Extremes> all(points * channels);
+  first.Source->OverviewFrames(first.Block, start, count, all);
+  for (Plan& plan : task.Plans) {
+    for (std::size_t i = 0; i < points; ++i)
+      plan.Result.Points[task.FirstPoint + i] = all[i * channels + plan.Channel];
+  }
+}
+
+// Where most channels of a block are drawn, they are read together. Long stretches are cut, so that
+// all processors have their part.
+std::vector<Task> TasksOf(std::vector<Plan>& plans) {
+  constexpr std::size_t fewestPoints = 32;
+  const std::size_t processors = std::max(1U, std::thread::hardware_concurrency());
+  std::vector<Task> tasks;
+  for (std::size_t first = 0; first < plans.size();) {
+    std::size_t end = first + 1;
+    while (end < plans.size() && plans[end].Source == plans[first].Source &&
+           plans[end].Block == plans[first].Block)
+      ++end;
+    const std::size_t all = plans[first].Source->Blocks()[plans[first].Block].Channels.size();
+    const bool together = plans[first].Result.IsEnvelope && (end - first) * 2 > all;
+    if (!together) end = first + 1;
+    const std::span<Plan> group = std::span(plans).subspan(first, end - first);
+    const std::size_t points = group[0].Result.Points.size();
+    const std::size_t parts = points < fewestPoints ? 1 : processors;
+    for (std::size_t i = 0; i < parts; ++i)
+      tasks.push_back({group, points * i / parts, points * (i + 1) / parts});
+    first = end;
+  }
+  return tasks;
 }
 
 // On all processors; the first fault ends it and goes on to the caller.
-void ReadAll(std::vector<Task>& tasks, const std::function<bool(double)>& progress) {
-  std::int64_t total = 0;
-  for (const Task& task : tasks) total += task.Count;
+void ReadAll(std::vector<Plan>& plans, const std::function<bool(double)>& progress) {
+  const std::vector<Task> tasks = TasksOf(plans);
   std::atomic<std::size_t> next = 0;
   std::atomic<bool> ends = false;
   std::mutex guard;
-  std::int64_t done = 0;
+  std::size_t done = 0;
   std::exception_ptr fault;
   const auto work = [&] {
     for (std::size_t i = 0; (i = next++) < tasks.size() && !ends;) {
       try {
-        Read(tasks[i]);
+        if (tasks[i].Plans[0].Result.IsEnvelope)
+          ReadEnvelopes(tasks[i]);
+        else
+          ReadSamples(tasks[i].Plans[0]);
       } catch (...) {
         const std::scoped_lock lock(guard);
         fault = std::current_exception();
         ends = true;
       }
       const std::scoped_lock lock(guard);
-      done += tasks[i].Count;
-      if (!progress(static_cast<double>(done) / static_cast<double>(total))) ends = true;
+      ++done;
+      if (!progress(static_cast<double>(done) / static_cast<double>(tasks.size()))) ends = true;
     }
   };
   {
@@ -96,19 +149,18 @@ void ReadAll(std::vector<Task>& tasks, const std::function<bool(double)>& progre
   if (fault) std::rethrow_exception(fault);
 }
 
-void AddTasks(const Recording& recording, bool isSecond, const PictureOptions& options,
-              std::vector<Lane>& lanes, std::vector<Task>& tasks) {
+void AddPlans(const Recording& recording, bool isSecond, const PictureOptions& options,
+              std::vector<Lane>& lanes, std::vector<Plan>& plans) {
   for (const Part& part : Select(recording, options.Selection)) {
     const Block& block = recording.Blocks()[part.Block];
     if (part.Frames() == 0) continue;
     for (const std::size_t channel : part.Channels)
-      tasks.push_back({&recording,
+      plans.push_back({&recording,
                        LaneOf(lanes, block, channel),
                        part.Block,
                        channel,
                        part.First,
                        part.Frames(),
-                       0,
                        {TimeAt(block, part.First), TimeAt(block, part.End), isSecond, false, {}}});
   }
 }
@@ -126,29 +178,30 @@ void Widen(Lane& lane, const Curve& curve) {
 Picture MakePicture(const Recording& recording, const Recording* second,
                     const PictureOptions& options) {
   Picture picture;
-  std::vector<Task> tasks;
-  AddTasks(recording, false, options, picture.Lanes, tasks);
-  if (second != nullptr) AddTasks(*second, true, options, picture.Lanes, tasks);
-  if (tasks.empty()) throw std::runtime_error("there is no sample to draw");
-  picture.From = std::ranges::min_element(tasks, {}, [](const Task& t) {
-                   return t.Result.Start;
-                 })->Result.Start;
-  picture.To =
-      std::ranges::max_element(tasks, {}, [](const Task& t) { return t.Result.End; })->Result.End;
+  std::vector<Plan> plans;
+  AddPlans(recording, false, options, picture.Lanes, plans);
+  if (second != nullptr) AddPlans(*second, true, options, picture.Lanes, plans);
+  if (plans.empty()) throw std::runtime_error("there is no sample to draw");
+  picture.From = INFINITY;
+  picture.To = -INFINITY;
+  for (const Plan& plan : plans) {
+    picture.From = std::min(picture.From, plan.Result.Start);
+    picture.To = std::max(picture.To, plan.Result.End);
+  }
   if (!(picture.To > picture.From)) picture.To = picture.From + 1;
-  for (Task& task : tasks) {
+  for (Plan& plan : plans) {
     // Below two samples a column the samples themselves are drawn.
-    const double part = (task.Result.End - task.Result.Start) / (picture.To - picture.From);
+    const double part = (plan.Result.End - plan.Result.Start) / (picture.To - picture.From);
     const auto columns =
         static_cast<std::int64_t>(std::ceil(part * static_cast<double>(options.Columns)));
-    if (task.Count > 2 * columns)
-      task.Bins = static_cast<std::size_t>(std::max<std::int64_t>(1, columns));
-    task.Result.IsEnvelope = task.Bins > 0;
+    plan.Result.IsEnvelope = plan.Count > 2 * columns;
+    if (plan.Result.IsEnvelope)
+      plan.Result.Points.resize(static_cast<std::size_t>(std::max<std::int64_t>(1, columns)));
   }
-  ReadAll(tasks, options.Progress);
-  for (Task& task : tasks) {
-    Widen(picture.Lanes[task.Lane], task.Result);
-    picture.Lanes[task.Lane].Curves.push_back(std::move(task.Result));
+  ReadAll(plans, options.Progress);
+  for (Plan& plan : plans) {
+    Widen(picture.Lanes[plan.Lane], plan.Result);
+    picture.Lanes[plan.Lane].Curves.push_back(std::move(plan.Result));
   }
   picture.Title = OneLine(FileTitle(recording));
   picture.Start = recording.Start();
