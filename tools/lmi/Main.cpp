@@ -22,6 +22,7 @@ int Run(int argc, char** argv) {
       lmi::AddInfo(app),
       lmi::AddCheck(app),
       lmi::AddRead(app),
+      lmi::AddExport(app),
       lmi::AddFormats(app),
   };
   try {
