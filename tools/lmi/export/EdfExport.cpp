@@ -45,6 +45,7 @@ constexpr double GoodRate = 1e-6;
 struct Signal {
   std::size_t Part;     // among those of a segment
   std::size_t Channel;  // among those of the part
+  int Number;           // in the recording
   std::string Label;
   EdfScale Scale;
   double Factor;  // digital = (sample * Factor + Offset), rounded; of counts 1 and the shift
@@ -195,7 +196,8 @@ void Writer::FindSignals() {
         const Extremes values = ExtremesOf(task_, part, part.Channels[i]);
         all = {std::fmin(all.Smallest, values.Smallest), std::fmax(all.Largest, values.Largest)};
       }
-      Signal signal{p, i, ToAscii(channel.Title), FindEdfScale(block, channel, all), 1, 0};
+      Signal signal{p, i, channel.Number, ToAscii(channel.Title), FindEdfScale(block, channel, all),
+                    1, 0};
       if (signal.Label.empty()) signal.Label = fmt::format("ch{}", channel.Number);
       const EdfScale& scale = signal.Scale;
       if (scale.Counts) {
@@ -207,6 +209,7 @@ void Writer::FindSignals() {
       signals_.push_back(std::move(signal));
     }
   }
+  std::ranges::stable_sort(signals_, {}, &Signal::Number);
   if (signals_.size() > MostSignals)
     throw std::runtime_error(fmt::format("EDF is written with up to {} signals, and there are {}",
                                          MostSignals, signals_.size()));
@@ -396,7 +399,7 @@ void Writer::SayWhatChanged() {
                             block.RealSamples ? "real numbers" : "counts of more than 16 bits"));
     if (scale.Counts) worst = std::max(worst, scale.Error);
     if (scale.InUnit != 1)
-      task_.Say(fmt::format("\"{}\" is in \"{}\"", OneLine(channel.Title), scale.Unit));
+      task_.Say(fmt::format("the unit of \"{}\" is \"{}\"", signal.Label, scale.Unit));
     const bool isKept = signal.Label == channel.Title && signal.Label.size() <= LabelWidth;
     if (!isKept && !channel.Title.empty()) cut = cut.empty() ? OneLine(channel.Title) : cut;
   }

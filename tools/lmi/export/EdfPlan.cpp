@@ -22,7 +22,7 @@ constexpr std::int64_t LargestRecord = 5000000;  // samples, of the library that
 constexpr std::int64_t GoodRecord = 30720;       // samples, of the format's recommendation
 constexpr std::int64_t SmallestRecord = 64;      // samples; less are outweighed by its time stamp
 constexpr double LongestRecord = 60;             // seconds
-constexpr std::int64_t LargestSearch = 100000;
+constexpr std::int64_t LargestSearch = 20000;
 
 // What a signal is, so that it can go on after a gap.
 std::string ChannelsOf(const ExportTask& task, const Part& part) {
@@ -72,6 +72,11 @@ class RecordSearch {
       channels_.push_back(std::ssize(part->Channels));
     }
     slowest_ = static_cast<std::size_t>(std::ranges::min_element(rates_) - rates_.begin());
+    for (const EdfSegment& segment : file.Segments) {
+      std::int64_t samples = 0;
+      for (const Part* part : segment.Parts) samples += part->Frames() * std::ssize(part->Channels);
+      smallest_ = std::min(smallest_, samples);
+    }
   }
 
   EdfRecords Find() {
@@ -90,6 +95,7 @@ class RecordSearch {
   std::vector<double> rates_;
   std::vector<std::int64_t> channels_;
   std::size_t slowest_ = 0;
+  std::int64_t smallest_ = SmallestRecord;  // samples; not more than a segment has
   EdfRecords best_;
   Score bestScore_;
 };

@@ -19,6 +19,7 @@ constexpr std::size_t NumberWidth = 8;
 constexpr std::size_t UnitWidth = 8;
 constexpr double GoodError = 0.05;     // of a step
 constexpr double PerfectError = 1e-3;  // no better text is looked for
+constexpr std::int64_t LongestSearch = 4096;
 constexpr std::int64_t Lowest = -32768;
 constexpr std::int64_t Highest = 32767;
 
@@ -43,7 +44,7 @@ std::string UnitTimes(const std::string& unit, int exponent) {
     const char prefix = prefixes[static_cast<std::size_t>(place)];
     return prefix == ' ' ? std::string(base) : prefix + std::string(base);
   }
-  return fmt::format("E{} {}", exponent, unit);
+  return fmt::format("E{}{}{}", exponent, unit.empty() ? "" : " ", unit);
 }
 
 struct Point {
@@ -52,7 +53,8 @@ struct Point {
   double Error = INFINITY;  // of a step
 };
 
-// Of the digital numbers from first to last, in either direction, one whose value a text says well.
+// Of the digital numbers from first on to last, in either direction, one whose value a text says
+// well.
 Point FindPoint(double factor, double offset, std::int64_t first, std::int64_t last) {
   Point best;
   const std::int64_t step = first <= last ? 1 : -1;
@@ -62,7 +64,8 @@ Point FindPoint(double factor, double offset, std::int64_t first, std::int64_t l
     const double error =
         text.empty() ? INFINITY : std::abs(ValueOf(text) - value) / std::abs(factor);
     if (error < best.Error) best = {std::move(text), static_cast<int>(digital), error};
-    if (digital == last || best.Error <= PerfectError) return best;
+    const bool isEnd = digital == last || std::abs(digital - first) == LongestSearch;
+    if (isEnd || best.Error <= PerfectError) return best;
   }
 }
 
