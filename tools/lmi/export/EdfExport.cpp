@@ -2,7 +2,7 @@
 // one time are signals of a file, gaps of time those of EDF+D. EDFlib lays out the header and the
 // records; it writes contiguous records of at least a millisecond, its own texts of physical limits
 // and comments of 40 characters. So what the header says is set afterwards, comments are a signal of
-// their own before EDFlib's, and the time stamps in both say when a record really is.
+// their own before EDFlib's, which is then empty, and time stamps say when a record really is.
 #include <edflib.h>
 #include <fmt/core.h>
 
@@ -371,11 +371,11 @@ void Writer::Close() {
   for (std::size_t i = 0; i < times_.size(); ++i) {
     const double expected = i == 0 ? times_[0] : times_[i - 1] + records_.Duration();
     hasGaps = hasGaps || std::abs(times_[i] - expected) > 1e-6;
-    const std::string stamp = Padded(RecordStamp(times_[i]), static_cast<std::size_t>(stampBytes));
+    // The first annotations signal has the time stamps; in another they would be empty comments.
+    std::string stamp = comments_.empty() ? RecordStamp(times_[i]) : std::string();
+    stamp.resize(static_cast<std::size_t>(stampBytes), '\0');
     const auto record = static_cast<std::int64_t>(i + 1) * recordBytes;
-    std::string zeros = stamp;
-    std::replace(zeros.begin(), zeros.end(), ' ', '\0');
-    file.WriteAt(std::ssize(header) + record - stampBytes, zeros.data(), zeros.size());
+    file.WriteAt(std::ssize(header) + record - stampBytes, stamp.data(), stamp.size());
   }
   SetHeader(header, hasGaps);
   file.WriteAt(0, header.data(), header.size());

@@ -24,13 +24,19 @@ constexpr std::size_t LargestChunk = 1 << 15;   // samples of a channel
 constexpr std::size_t SmallestChunk = 1 << 9;
 constexpr unsigned Deflation = 1;  // more takes much longer for a few percent
 
+// The library tells none; other calls of the system that it makes may fail without harm.
+std::string Reason() {
+  const bool isFull = errno == ENOSPC || errno == EDQUOT || errno == EFBIG;
+  return isFull ? std::strerror(errno) : "HDF5 can't write it";
+}
+
 /// An object of the library, closed in the end.
 class Handle {
  public:
   using Closer = herr_t (*)(hid_t);
   Handle(hid_t id, Closer close, const std::string& name) : id_(id), close_(close) {
     if (id < 0)
-      throw OutputFailed{name, errno == ENOSPC ? std::strerror(ENOSPC) : "HDF5 can't write it"};
+      throw OutputFailed{name, Reason()};
   }
   Handle(Handle&& other) noexcept : id_(other.id_), close_(other.close_) { other.id_ = -1; }
   Handle(const Handle&) = delete;
@@ -85,7 +91,7 @@ class Hdf5File {
  private:
   void Check(std::int64_t result) const {
     if (result < 0)
-      throw OutputFailed{name_, errno == ENOSPC ? std::strerror(ENOSPC) : "HDF5 can't write it"};
+      throw OutputFailed{name_, Reason()};
   }
   Handle Own(hid_t id, Handle::Closer close) const { return {id, close, name_}; }
   Handle TextType() const;
@@ -294,6 +300,8 @@ void Hdf5File::WriteComments() {
 }  // namespace
 
 void ExportHdf5(ExportTask& task) {
+  // What a full disk has left open would be closed once more at the end of the program, and crash.
+  H5dont_atexit();
   Hdf5File file(task);
   file.WriteRoot();
   for (const Part& part : task.Parts()) file.WriteBlock(part);
