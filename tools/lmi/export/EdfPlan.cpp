@@ -117,8 +117,9 @@ std::set<std::int64_t> RecordSearch::Candidates() const {
     common = std::gcd(common, segment.Parts[slowest_]->Frames());
   for (std::int64_t n = 1; n * n <= common && n <= LargestSearch; ++n) {
     if (common % n != 0) continue;
+    const std::int64_t other = common / n;
     candidates.insert(n);
-    if (static_cast<double>(common / n) <= most) candidates.insert(common / n);
+    if (static_cast<double>(other) <= most) candidates.insert(other);
   }
   return candidates;
 }

@@ -91,7 +91,7 @@ std::string Outward(double value, bool up) {
   // Zeros at the end were left out.
   for (int more = 6; more >= 0; --more) {
     const double unit = std::pow(10.0, -static_cast<double>(decimals) - more);
-    const std::string next = EdfNumber(ValueOf(text) + (up ? unit : -unit));
+    std::string next = EdfNumber(ValueOf(text) + (up ? unit : -unit));
     if (!next.empty() && (up ? ValueOf(next) >= value : ValueOf(next) <= value)) return next;
   }
   return EdfNumber(value + (up ? 1 : -1));

@@ -35,8 +35,7 @@ class Handle {
  public:
   using Closer = herr_t (*)(hid_t);
   Handle(hid_t id, Closer close, const std::string& name) : id_(id), close_(close) {
-    if (id < 0)
-      throw OutputFailed{name, Reason()};
+    if (id < 0) throw OutputFailed{name, Reason()};
   }
   Handle(Handle&& other) noexcept : id_(other.id_), close_(other.close_) { other.id_ = -1; }
   Handle(const Handle&) = delete;
@@ -90,8 +89,7 @@ class Hdf5File {
 
  private:
   void Check(std::int64_t result) const {
-    if (result < 0)
-      throw OutputFailed{name_, Reason()};
+    if (result < 0) throw OutputFailed{name_, Reason()};
   }
   Handle Own(hid_t id, Handle::Closer close) const { return {id, close, name_}; }
   Handle TextType() const;

@@ -81,7 +81,7 @@ Variable Text(const std::string& utf8) {
   String units = FromUtf8(utf8);
   std::array<std::size_t, 2> sizes = {units.empty() ? 0U : 1U, units.size()};
   return Variable(
-      Mat_VarCreate(nullptr, MAT_C_CHAR, MAT_T_UINT16, 2, sizes.data(), units.data(), 0));
+      Mat_VarCreate(nullptr, MAT_C_CHAR, MAT_T_UTF16, 2, sizes.data(), units.data(), 0));
 }
 
 Variable Texts(const std::vector<std::string>& texts) {
