@@ -19,10 +19,14 @@ int Run(int argc, char** argv) {
   app.set_version_flag("--version", "Lumetra Import Library " LMIMPORT_VERSION);
   app.require_subcommand(1);
   const lmi::Command commands[] = {
+      lmi::AddList(app),
       lmi::AddInfo(app),
       lmi::AddCheck(app),
+      lmi::AddExplain(app),
       lmi::AddRead(app),
       lmi::AddExport(app),
+      lmi::AddPlot(app),
+      lmi::AddStats(app),
       lmi::AddFormats(app),
   };
   try {
