@@ -377,6 +377,8 @@ void Writer::Close() {
     const auto record = static_cast<std::int64_t>(i + 1) * recordBytes;
     file.WriteAt(std::ssize(header) + record - stampBytes, stamp.data(), stamp.size());
   }
+  if (!hasGaps && file_.Segments.size() > 1)
+    task_.Say("blocks that follow each other without a gap are joined");
   SetHeader(header, hasGaps);
   file.WriteAt(0, header.data(), header.size());
   file.Close();
