@@ -1,7 +1,8 @@
 # The Debian packages that each job needs.
-build_packages=(cmake g++ libcli11-dev libfmt-dev ninja-build nlohmann-json3-dev zlib1g-dev)
-test_packages=("${build_packages[@]}" libedf-dev libgtest-dev libsndfile1-dev pkg-config
-  python3-jsonschema python3-numpy python3-pytest python3-scipy)
+build_packages=(cmake g++ libcli11-dev libedf-dev libfmt-dev libhdf5-dev libmatio-dev
+  libsndfile1-dev ninja-build nlohmann-json3-dev zlib1g-dev)
+test_packages=("${build_packages[@]}" libgtest-dev octave pkg-config python3-h5netcdf python3-h5py
+  python3-jsonschema python3-numpy python3-pytest python3-scipy python3-xarray sox)
 lint_packages=("${test_packages[@]}" clang-format clang-tidy cppcheck)
 fuzz_packages=(clang cmake libclang-rt-14-dev ninja-build zlib1g-dev)
 libcxx_packages=(clang-22 cmake libc++-22-dev libc++abi-22-dev ninja-build zlib1g-dev)

@@ -24,6 +24,7 @@ int Run(int argc, char** argv) {
       lmi::AddCheck(app),
       lmi::AddExplain(app),
       lmi::AddRead(app),
+      lmi::AddExport(app),
       lmi::AddPlot(app),
       lmi::AddStats(app),
       lmi::AddFormats(app),

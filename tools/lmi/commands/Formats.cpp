@@ -1,5 +1,6 @@
 // "lmi formats": what is read, by which readings, and what is written.
 #include "Commands.h"
+#include "export/ExportFormats.h"
 #include "output/Output.h"
 #include "output/Terminal.h"
 #include "output/Text.h"
@@ -88,6 +89,21 @@ void PrintJson() {
   Print("{}\n", formats.dump(2));
 }
 
+void PrintWritten() {
+  Table table({{"Export"}, {"Format"}, {"Files"}, {"Beside samples"}});
+  std::string lacking;
+  for (const ExportFormat& format : ExportFormats()) {
+    if (format.Write == nullptr)
+      lacking += fmt::format("{}{}", lacking.empty() ? "" : ", ", format.Id);
+    else
+      table.Add({std::string(format.Id), std::string(format.Name), std::string(format.Endings),
+                 ContentsText(format.Contents)});
+  }
+  Print("\n");
+  table.Write(0, TerminalWidth());
+  if (!lacking.empty()) Print("Not in this build: {}\n", lacking);
+}
+
 }  // namespace
 
 Command AddFormats(CLI::App& app) {
@@ -96,7 +112,7 @@ Command AddFormats(CLI::App& app) {
     bool Long = false;
   };
   const auto options = std::make_shared<Options>();
-  CLI::App* const formats = app.add_subcommand("formats", "list what is read");
+  CLI::App* const formats = app.add_subcommand("formats", "list what is read and written");
   auto* const json = formats->add_flag("--json", options->Json, "all of it, for programs");
   formats
       ->add_flag("--long", options->Long,
@@ -108,6 +124,7 @@ Command AddFormats(CLI::App& app) {
             } else {
               PrintTable();
               if (options->Long) PrintDetails();
+              PrintWritten();
             }
             Flush();
             return 0;
