@@ -100,7 +100,7 @@ def main():
     compare("export to wave, 200 MB; the limit is a copy",
             [LMI, "export", eight, "-o", str(out / "a.wav"), "-q"], limit=copy(eight))
     compare("export to NumPy counts, 200 MB; the limit is a copy",
-            [LMI, "export", eight, "-o", str(out / "a.npy"), "--counts", "-q"], limit=copy(eight))
+            [LMI, "export", eight, "-o", str(out / "a.npy"), "--as", "integer", "-q"], limit=copy(eight))
     compare("stats of 200 MB; the limit is reading it", [LMI, "stats", eight],
             limit=[LMI, "read", eight, "--format", "raw"])
     compare("plot of 200 MB; the limit is reading it",
