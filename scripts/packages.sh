@@ -1,9 +1,11 @@
 # The Debian packages that each job needs.
 build_packages=(cmake g++ libcli11-dev libfmt-dev ninja-build nlohmann-json3-dev zlib1g-dev)
-test_packages=("${build_packages[@]}" libedf-dev libgtest-dev libsndfile1-dev pkg-config
-  python3-pytest)
+test_packages=("${build_packages[@]}" fish libedf-dev libgtest-dev libsndfile1-dev mandoc pkg-config
+  python3-pytest zsh)
 lint_packages=("${test_packages[@]}" clang-format clang-tidy cppcheck)
 fuzz_packages=(clang cmake libclang-rt-14-dev ninja-build zlib1g-dev)
 libcxx_packages=(clang-22 cmake libc++-22-dev libc++abi-22-dev ninja-build zlib1g-dev)
 bench_packages=(cmake g++ libbenchmark-dev libbiosig-dev libedf-dev libfmt-dev libmatio-dev
   libsndfile1-dev ninja-build pkg-config zlib1g-dev)
+# debootstrap and lintian are those of the test.
+package_packages=("${build_packages[@]}" debootstrap dpkg-dev file lintian)
