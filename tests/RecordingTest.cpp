@@ -4,6 +4,7 @@
 #include <cmath>
 #include <filesystem>
 
+#include "recording/Formats.h"
 #include "support/AskEverything.h"
 #include "support/ImportTest.h"
 #include "support/MemorySource.h"
@@ -342,12 +343,74 @@ TEST_F(RecordingTest, AThousandAreOpenAtOnce) {
   }
 }
 
+// Where a reader shows what is there alone, both numbers are the same.
+TEST_F(RecordingTest, TellsHowManyFramesTheFileHolds) {
+  const std::string wave = Wave{}.Build();      // 3 frames of 4 bytes, to the end
+  const std::string winDaq = WinDaq{}.Build();  // 4 frames of 4 bytes before 20 bytes of titles
+  const std::string edf = Edf{}.Build();        // 2 records of 12 bytes, to the end
+  const std::string one = Edf{.Signals = {Edf().Signals[0]}}.Build();  // of 8 bytes
+  const std::string acq = Acq{.Markers = {}}.Build();  // 4 steps of 10, 2, 10 and 2 bytes; 8 follow
+  const auto cut = [](const std::string& bytes, std::size_t lost) {
+    return bytes.substr(0, bytes.size() - lost);
+  };
+  const struct {
+    const char* Name;
+    std::string Bytes;
+    Reading As;
+    std::int64_t Frames;
+    std::int64_t Held;
+  } rows[] = {{"whole.wav", wave, Reading::Written, 3, 3},
+              {"cut.wav", cut(wave, 5), Reading::Written, 3, 1},
+              {"cut.wav", cut(wave, 5), Reading::Published, 1, 1},
+              {"cut.wdq", cut(winDaq, 20 + 2), Reading::Written, 4, 3},
+              {"cut.wdq", cut(winDaq, 20 + 2), Reading::Published, 3, 3},
+              {"rewritten.edf", cut(edf, 1), Reading::Written, 4, 4},
+              {"cut.edf", cut(edf, 1), Reading::Published, 4, 4},
+              {"single.edf", cut(one, 1), Reading::Written, 4, 4},
+              {"whole.acq", acq, Reading::Written, 4, 4},
+              {"cut.acq", cut(acq, 8 + 3), Reading::Written, 4, 2},
+              {"cut.acq", cut(acq, 8 + 3), Reading::Published, 2, 2}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.Name);
+    const Recording recording = Recording::Open(Memory(row.Bytes), row.Name, {.As = row.As});
+    EXPECT_EQ(recording.Blocks()[0].FrameCount, row.Frames);
+    EXPECT_EQ(recording.Blocks()[0].HeldFrames, row.Held);
+  }
+}
+
 TEST_F(RecordingTest, KnowsItsFormats) {
   const std::vector<FormatDescription> formats = KnownFormats();
-  const auto edf = std::ranges::find(formats, "edf", &FormatDescription::Id);
-  ASSERT_NE(edf, formats.end());
-  EXPECT_EQ(edf->Patterns, "*.edf");
-  EXPECT_EQ(edf->Number, 9);
+  const auto of = [&](std::string_view id) {
+    return *std::ranges::find(formats, id, &FormatDescription::Id);
+  };
+  EXPECT_EQ(of("edf").Patterns, "*.edf");
+  EXPECT_EQ(of("edf").Number, 9);
+  const struct {
+    const char* Id;
+    const char* Extensions;
+    std::vector<std::string_view> FirstBytes;
+  } rows[] = {{"windaq", "*.wdq;*.wdh;*.whc", {}},
+              {"wave", "*.wav", {"RIFF", "RIFX", "RF64", "BW64"}},
+              {"peak", "*.pk;*.sfk", {"SFPK", std::string_view("\xf1\x06\0\0", 4)}},
+              {"bdf", "*.bdf", {"\xff\x42IO"}},
+              {"raw", "*.dat;*.data", {}},
+              {"ar", "", {"AR", "RG", "UB"}}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(of(row.Id).Extensions, row.Extensions) << row.Id;
+    EXPECT_EQ(of(row.Id).FirstBytes, row.FirstBytes) << row.Id;
+  }
+  for (const FormatDescription& format : formats) {
+    SCOPED_TRACE(format.Id);
+    EXPECT_FALSE(format.FirstBytes.empty() && format.Extensions.empty());
+    for (const std::string_view text :
+         {format.Versions, format.Limits, format.Published, format.Written})
+      EXPECT_FALSE(text.empty());
+    EXPECT_EQ(format.Sidecars.empty(), format.Id != "wave" && format.Id != "raw");
+    for (const std::string_view mark : format.FirstBytes) {
+      const std::string head = std::string(mark) + "    ";
+      EXPECT_EQ(RecogniseFormat(head, u"a.xyz", Reading::Published).Id, format.Id);
+    }
+  }
 }
 
 }  // namespace

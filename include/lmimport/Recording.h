@@ -2,6 +2,7 @@
 #pragma once
 
 #include <lmimport/ByteSource.h>
+#include <lmimport/Fields.h>
 #include <lmimport/Findings.h>
 
 #include <concepts>
@@ -24,6 +25,7 @@ struct OpenOptions {
   Reading As = Reading::Published;
   int CodePage = 1252;  // of 8-bit texts: 1250 to 1258, 874, 65001 for UTF-8; 0: the system's
   std::optional<RawData> Raw = {};  // without it, data that nothing describes is refused
+  bool KeepFields = false;          // keeps what Fields() lists
   /// Of long work: is called with the part that is done, from 0 to 1, when the work begins and then
   /// some ten times a second, on the thread that opens or reads; gives false to give the work up.
   /// It must not read from the recording: what isn't read yet throws std::logic_error there.
@@ -47,8 +49,11 @@ struct Block {
   double StartTime = 0;         // seconds from the start of the recording
   double SamplingRate = 0;      // samples per second of each channel
   std::int64_t FrameCount = 0;  // samples of each channel
-  int SampleBits = 16;          // as stored
-  bool RealSamples = false;     // Single or Double, values as they are
+  // Frames whose samples all lie in the file; those after it read as stored zeros, or go on with the
+  // last values where frames are worked out. Of packed samples, whose streams an open believes, all.
+  std::int64_t HeldFrames = 0;
+  int SampleBits = 16;       // as stored
+  bool RealSamples = false;  // Single or Double, values as they are
   std::vector<Channel> Channels;
 };
 
@@ -123,6 +128,10 @@ class LMIMPORT_API Recording {
   const std::string& Notes() const;
   const std::vector<Block>& Blocks() const;  // in the order of the file
 
+  /// What values, rates and times of this reading come from, in the order in which it was read; as
+  /// many as the bytes of the file stand behind. Empty without OpenOptions::KeepFields.
+  const std::vector<HeaderField>& Fields() const;
+
   /// By time, those that the file holds; read when first asked for. Where a block has no rate, its
   /// comments have its start time.
   const std::vector<Comment>& Comments() const;
@@ -175,6 +184,17 @@ struct FormatDescription {
   std::string_view Name;
   std::string_view Patterns;  // of file names, separated by ";"; empty: no ending of its own
   int Number;                 // LMIFile::FileType
+
+  // What a file is known by, in one reading or both; first bytes decide before the name does.
+  std::vector<std::string_view> FirstBytes;
+  std::string Extensions;  // "*.wdq;*.wdh;*.whc": all, also where a dialog shows none
+
+  // Texts of a sentence or two.
+  std::string_view Versions;
+  std::string_view Limits;
+  std::string_view Sidecars;  // files beside it, NAME being its own without the ending; empty: none
+  std::string_view Published;  // what is read by the published layout
+  std::string_view Written;    // what LMImport makes of it by its own rules
 };
 LMIMPORT_API std::vector<FormatDescription> KnownFormats();
 

@@ -15,6 +15,8 @@ struct PublishedAcqChannel {
   std::int64_t Divider = 1;
   Integer Kind = SampleInt16;
   std::int64_t Column = 0;  // where its samples lie once they are unpacked
+  std::int64_t HeaderPosition = 0;
+  std::int64_t KindPosition = 0;
 
   std::int64_t Width() const { return SampleWidth(Kind); }
 };

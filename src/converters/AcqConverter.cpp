@@ -139,6 +139,7 @@ class AcqConverter {
   void WorkOutDividers();
   void HoldSize();
   void FillSamples();
+  void TellFields();
   void NoteDividers();
   void NoteCompression();
 
@@ -286,6 +287,7 @@ void AcqConverter::HoldSize() {
   const std::int64_t largest = (file_.Size() * AcqLargestGrowth + AcqGrowthAllowance) / frameBytes;
   const Long claimed = block.SizeChannel;
   block.SizeChannel = static_cast<Long>(std::min<std::int64_t>(claimed, largest));
+  block.HeldFrames = HeldAsLong(std::min<std::int64_t>(there, block.SizeChannel));
   if (there >= claimed) return;
   const std::string held =
       block.SizeChannel < claimed ? Sentence(" as far as ", block.SizeChannel, " frames") : "";
@@ -310,6 +312,34 @@ void AcqConverter::FillSamples() {
     ScanAcqDoubles(channels, later.DataFile, scanned.DataPtr, scanned.SizeChannel, later.Progress);
     FitAcqScale(scanned, channels);
   });
+}
+
+void AcqConverter::TellFields() {
+  constexpr std::int64_t kindBytes = 2;  // before the kind of a channel
+  if (!opening_.Rules.KeepsFields) return;
+  opening_.Tell(Header<AcqGraphBytes>(file_, 0), AcqInterval, "dSampleTime",
+                "milliseconds of a step, which is a frame");
+  for (std::size_t k = 0; k < Block().ChannelScale.size(); ++k) {
+    const AcqChannel& channel = Channels()[k];
+    const Header<AcqChannelBytes> header(file_, channel.HeaderPosition);
+    const Place place = Place::OfChannel(channel.HeaderPosition, k);
+    const bool isInteger = channel.StoredKind == SampleInt16;
+    opening_.Tell(header, AcqSampleCount, "lBufLength",
+                  "samples, by which the steps from one to the next are known", place);
+    opening_.Tell(
+        Place::OfChannel(typeTable_ + AcqTypeBytes * static_cast<std::int64_t>(k) + kindBytes, k),
+        "nType", isInteger ? AcqKindInteger : AcqKindDouble,
+        "kind of samples: 1 Doubles, 2 16-bit integers");
+    if (!isInteger) {
+      opening_.TellFormula("the value, as stored", Place::OfChannel(-1, k));
+      continue;
+    }
+    opening_.Tell(header, AcqScale, "dAmplScale", "units of one count", place);
+    opening_.Tell(header, AcqOffset, "dAmplOffset", "value of count 0", place);
+    opening_.TellFormula(IsInPlace() ? "count / single(1 / dAmplScale) + single(dAmplOffset)"
+                                     : "count * dAmplScale + dAmplOffset",
+                         Place::OfChannel(-1, k));
+  }
 }
 
 void AcqConverter::NoteDividers() {
@@ -353,6 +383,7 @@ void AcqConverter::Convert() {
   opening_.DoOrDefer(Later::Comments, [markers, version = version_](Opening& later) {
     ReadMarkers(later, markers, version);
   });
+  TellFields();
   NoteDividers();
   NoteCompression();
   FillSamples();

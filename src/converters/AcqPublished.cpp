@@ -115,11 +115,14 @@ class PublishedAcq {
   bool AreAlike() const;
   MarkerLayout Markers(std::int64_t position) const;
   void FillBlocks();
+  void TellChannel(const PublishedAcqChannel& channel, const Place& place);
   void ReadInPlace();
   void ReadColumns();
   void ReadCompressed();
   std::int64_t SkipToStreams(std::int64_t position, Long markers);
   String TextOf(const HeaderView& header, TextField field) const;
+  Field<Integer> DividerField() const { return IsOf4() ? AcqDivider4 : AcqDivider3; }
+  bool HasDivider(const HeaderView& header) const;
   template <class T>
   T NumberAt(std::int64_t position) {
     file_.Seek(position);
@@ -167,6 +170,7 @@ void PublishedAcq::ReadGraphHeader() {
   isCompressed_ = version_ >= firstCompressed3 && header[compressed] != 0 &&
                   compressed.Position() + 4 <= length;
   position_ = length;
+  opening_.Tell(header, AcqInterval, "dSampleTime", "milliseconds of a step");
   const Integer skipped = version_ >= firstSkipped ? header[AcqSkippedHeaders] : Integer{0};
   for (Integer i = 0; i < skipped && position_ < file_.Size(); ++i)
     position_ += std::max(1, NumberAt<Long>(position_));
@@ -183,11 +187,16 @@ String PublishedAcq::TextOf(const HeaderView& header, TextField field) const {
   return FromUtf8(text.substr(0, text.find('\0')));
 }
 
-void PublishedAcq::ReadChannelHeaders() {
+bool PublishedAcq::HasDivider(const HeaderView& header) const {
   constexpr Long firstDivider3 = 38;
+  return version_ >= firstDivider3 && header[AcqChannelLength] >= DividerField().Position() + 2;
+}
+
+void PublishedAcq::ReadChannelHeaders() {
   for (PublishedAcqChannel& channel : channels_) {
     Header<AcqChannelBytes> header(file_, position_);
     header.SetBigEndian(isBig_);
+    channel.HeaderPosition = position_;
     const Long length = header[AcqChannelLength];
     if (length < AcqNeededOfChannel || position_ + length > file_.Size())
       RefuseAsDamaged(position_, "The header of a channel states that it has ", length, " bytes.");
@@ -196,9 +205,8 @@ void PublishedAcq::ReadChannelHeaders() {
     channel.Count = std::max(0, header[AcqSampleCount]);
     channel.Scale = header[AcqScale];
     channel.Offset = header[AcqOffset];
-    const Field<Integer> divider = IsOf4() ? AcqDivider4 : AcqDivider3;
-    const bool has = version_ >= firstDivider3 && length >= divider.Position() + 2;
-    channel.Divider = std::max<Integer>(1, has ? header[divider] : Integer{1});
+    channel.Divider =
+        std::max<Integer>(1, HasDivider(header) ? header[DividerField()] : Integer{1});
     position_ += length;
   }
   const std::int64_t section = IsOf4() ? NumberAt<Long>(position_) : NumberAt<Integer>(position_);
@@ -211,6 +219,7 @@ void PublishedAcq::ReadKinds() {
     if (kind < (IsOf4() ? 0 : 1) || kind > AcqKindInteger)
       RefuseAsDamaged(position_, "Channel ", k + 1, " has samples of kind ", kind,
                       ", not 1 (Double) or 2 (16-bit integer).");
+    channels_[k].KindPosition = position_ + 2;
     channels_[k].Kind = kind <= AcqLargestDoubleKind ? SampleDouble : SampleInt16;
     position_ += 4;
   }
@@ -285,6 +294,23 @@ void ReadMarkers(Opening& opening, const MarkerLayout& layout) {
   }
 }
 
+void PublishedAcq::TellChannel(const PublishedAcqChannel& channel, const Place& place) {
+  if (!opening_.Rules.KeepsFields) return;
+  Header<AcqChannelBytes> header(file_, channel.HeaderPosition);
+  header.SetBigEndian(isBig_);
+  const Place origin = {channel.HeaderPosition, place.Block, place.Channel};
+  opening_.Tell({channel.KindPosition, place.Block, place.Channel}, "nType",
+                NumberAt<Integer>(channel.KindPosition),
+                "kind of samples: 0 and 1 Doubles, 2 16-bit integers");
+  if (HasDivider(header))
+    opening_.Tell(header, DividerField(), "nVarSampleDivider",
+                  "steps from one sample to the next; below 1: 1", origin);
+  if (channel.Kind == SampleDouble) return opening_.TellFormula("the value, as stored", place);
+  opening_.Tell(header, AcqScale, "dAmplScale", "units of one count", origin);
+  opening_.Tell(header, AcqOffset, "dAmplOffset", "value of count 0", origin);
+  opening_.TellFormula("count * dAmplScale + dAmplOffset", place);
+}
+
 // As many channels as share divider, length and kind are a block, of columns where they are several.
 void PublishedAcq::FillBlocks() {
   std::map<std::tuple<std::int64_t, std::int64_t, Integer>, std::vector<std::size_t>> groups;
@@ -312,6 +338,7 @@ void PublishedAcq::FillBlocks() {
       ChannelRec& shown = opening_.Store.Channel(members[c]);
       shown.ChannelTitle = channel.Title;
       shown.ChannelUnitName = channel.Unit;
+      TellChannel(channel, Place::OfChannel(-1, c, opening_.Store.Blocks.size() - 1));
       channel.Column = end;
       end += channel.Count * channel.Width();
     }

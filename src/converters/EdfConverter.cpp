@@ -133,6 +133,19 @@ void Calibrate(Opening& opening, const EdfSignal& signal, std::size_t channel) {
   }
 }
 
+void TellFields(Opening& opening, const EdfHeader& header) {
+  if (!opening.Rules.KeepsFields) return;
+  TellEdfHeader(opening, header);
+  std::size_t channel = 0;
+  for (std::size_t i = 0; i < header.Signals.size(); ++i) {
+    if (header.Signals[i].IsChannel()) TellEdfSignal(opening, header, i, 0, channel++);
+  }
+  opening.TellFormula(
+      "count / scale + single(physical maximum - digital maximum / scale), scale = "
+      "single((digital maximum - digital minimum) / (physical maximum - physical minimum)); "
+      "a thousandth of it where the physical dimension is uV or mkV");
+}
+
 void FillBlock(Opening& opening, const EdfLayout& layout) {
   const EdfHeader& header = layout.Header;
   BlockRec& block = opening.Store.Blocks.emplace_back();
@@ -150,6 +163,7 @@ void FillBlock(Opening& opening, const EdfLayout& layout) {
     if (signal.IsChannel()) Calibrate(opening, signal, channel++);
   }
   Opening::CheckNumbers(block);
+  TellFields(opening, header);
 }
 
 void NoteSignals(Opening& opening, const EdfLayout& layout) {

@@ -229,10 +229,58 @@ void EdfHeaderReader::ReadRecordSizes() {
     RefuseAsDamaged(position, "A signal has no samples in a record, or less than none.");
 }
 
+// A field as it is written, read again, so that an open that keeps none has no work with it.
+void TellText(Opening& opening, const Place& place, std::int64_t width, std::string_view name,
+              std::string_view meaning) {
+  String text;
+  opening.DataFile.Seek(place.Position);
+  opening.DataFile.ReadFixedString(text, width);
+  opening.Tell(place, name, TrimBlanks(text), meaning);
+}
+
 }  // namespace
 
 std::u16string_view EdfAnnotationLabel(const EdfHeader& header) {
   return header.IsBdf ? u"BDF Annotations" : u"EDF Annotations";
+}
+
+void TellEdfHeader(Opening& opening, const EdfHeader& header) {
+  constexpr std::int64_t date = 168, time = 176, duration = 244;
+  if (!opening.Rules.KeepsFields) return;
+  TellText(opening, 0, EdfNumberBytes, "version",
+           header.IsBdf ? "samples are 24-bit integers" : "samples are 16-bit integers");
+  if (header.HasStart) {
+    TellText(opening, date, EdfNumberBytes, "startdate of recording", "start, dd.mm.yy");
+    TellText(opening, time, EdfNumberBytes, "starttime of recording", "start, hh.mm.ss");
+  }
+  TellText(opening, duration, EdfNumberBytes, "duration of a data record",
+           "seconds, of the samples of a record");
+}
+
+// Each field is there for each signal in a row.
+void TellEdfSignal(Opening& opening, const EdfHeader& header, std::size_t signal, std::size_t block,
+                   std::size_t channel) {
+  struct SignalField {
+    std::int64_t BytesBefore;  // of the fields before it, of one signal
+    std::string_view Name;
+    std::string_view Meaning;
+  };
+  constexpr std::array fields = {
+      SignalField{96, "physical dimension", "unit of values"},
+      SignalField{104, "physical minimum", "value at the digital minimum"},
+      SignalField{112, "physical maximum", "value at the digital maximum"},
+      SignalField{120, "digital minimum", "count of the physical minimum"},
+      SignalField{128, "digital maximum", "count of the physical maximum"},
+      SignalField{216, "nr of samples in each data record", "samples per duration of a record"}};
+  constexpr std::int64_t firstField = 256;
+  if (!opening.Rules.KeepsFields) return;
+  const std::int64_t signals = std::ssize(header.Signals);
+  for (const auto& [bytesBefore, name, meaning] : fields)
+    TellText(opening,
+             Place::OfChannel(firstField + bytesBefore * signals +
+                                  EdfNumberBytes * static_cast<std::int64_t>(signal),
+                              channel, block),
+             EdfNumberBytes, name, meaning);
 }
 
 EdfHeader ReadEdfHeader(Opening& opening) {

@@ -38,6 +38,11 @@ struct EdfHeader {
 /// The label of annotation signals.
 std::u16string_view EdfAnnotationLabel(const EdfHeader& header);
 
+/// Tells the fields of the recording, and of a signal that is a channel.
+void TellEdfHeader(Opening& opening, const EdfHeader& header);
+void TellEdfSignal(Opening& opening, const EdfHeader& header, std::size_t signal, std::size_t block,
+                   std::size_t channel);
+
 /// Refuses what isn't an EDF header, and, as a fault that names the field, a text that isn't a whole
 /// number. A text cut off by the end of the file is what is left of it.
 EdfHeader ReadEdfHeader(Opening& opening);

@@ -109,7 +109,7 @@ class EdfInPlace {
   }
   std::optional<Double> OnsetOf(std::int64_t record, const SignalPlace& place);
   std::vector<Piece> FindPieces();
-  void AddBlocks(const Piece& piece, Double firstOnset);
+  void TellFields(const std::vector<BlockRec>& blocks);
   BlockRec BlockOf(Long recordSamples, const std::vector<std::size_t>& signals,
                    const std::vector<std::int64_t>& starts) const;
 
@@ -194,6 +194,18 @@ BlockRec EdfInPlace::BlockOf(Long recordSamples, const std::vector<std::size_t>&
   return block;
 }
 
+void EdfInPlace::TellFields(const std::vector<BlockRec>& blocks) {
+  if (!opening_.Rules.KeepsFields) return;
+  TellEdfHeader(opening_, header_);
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    for (std::size_t c = 0; c < blocks[i].ChannelIndex.size(); ++c)
+      TellEdfSignal(opening_, header_, static_cast<std::size_t>(blocks[i].ChannelIndex[c]), i, c);
+  }
+  opening_.TellFormula(
+      "(count - digital minimum) * (physical maximum - physical minimum) / "
+      "(digital maximum - digital minimum) + physical minimum");
+}
+
 Double EdfInPlace::Read() {
   // By samples of a record, the most first.
   std::map<Long, std::pair<std::vector<std::size_t>, std::vector<std::int64_t>>, std::greater<>>
@@ -215,6 +227,7 @@ Double EdfInPlace::Read() {
   blocks.reserve(rates.size());
   for (const auto& [recordSamples, members] : rates)
     blocks.push_back(BlockOf(recordSamples, members.first, members.second));
+  TellFields(blocks);
   std::vector<Piece> pieces = FindPieces();
   const Double firstOnset = pieces.front().Onset;
   std::ranges::stable_sort(pieces, {}, &Piece::Onset);

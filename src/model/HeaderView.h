@@ -33,6 +33,7 @@ struct TextField {
   std::size_t Offset;
   std::size_t Size;
   constexpr TextField operator()(std::size_t index) const { return {Offset + index * Size, Size}; }
+  constexpr std::int64_t Position() const { return static_cast<std::int64_t>(Offset); }
 };
 
 /// What lies past the end of the bytes is 0. Numbers are little-endian unless it is said otherwise.

@@ -60,6 +60,15 @@ Single Narrowed(Double value, std::string_view field, std::int64_t position) {
   return narrowed;
 }
 
+void Opening::AddField(const Place& place, std::string_view name, std::string value,
+                       std::string_view meaning) {
+  constexpr std::int64_t fewest = 256, bytesOfField = 16;
+  if (std::ssize(Store.Fields) >= fewest + Store.FileSize / bytesOfField) return;
+  const std::int64_t position = place.Position < Store.FileSize ? place.Position : -1;
+  Store.Fields.push_back({std::string(name), position, std::move(value), std::string(meaning),
+                          place.Block, place.Channel});
+}
+
 void Opening::NeedBytes(std::int64_t size, std::string_view what, Refusal why) const {
   const std::int64_t there = Store.FileSize;
   if (there < size)

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "model/BinaryFile.h"
+#include "model/HeaderView.h"
 #include "model/Progress.h"
 #include "model/RecordingStore.h"
 
@@ -60,6 +61,10 @@ Single Narrowed(Double value, std::string_view field, std::int64_t position = -1
 struct Place {
   Place(std::int64_t position, int block = -1, int channel = -1)
       : Position(position), Block(block), Channel(channel) {}
+  /// Both from 0.
+  static Place OfChannel(std::int64_t position, std::size_t channel, std::size_t block = 0) {
+    return {position, static_cast<int>(block), static_cast<int>(channel)};
+  }
   std::int64_t Position;
   int Block;
   int Channel;
@@ -78,6 +83,7 @@ struct OpenRules {
   bool AllAtOnce = true;      // comments, ranges and rewriting are part of the open
   bool KeepsFlatFile = true;  // what is rewritten stays beside the recording
   bool DatesByFile = true;    // a block without a start has the date of the file
+  bool KeepsFields = false;   // the fields that are told
 };
 
 /// A reader finds the recording open in DataFile, its first bytes in Magic and its name in
@@ -120,6 +126,54 @@ struct Opening {
     Add(true, code, place, Sentence(parts...));
   }
 
+  /// A field of a header that values, rates or times come from: a number, or a text as UTF-8 or as a
+  /// String. It becomes a text only where fields are kept. A place past the end of the file is none,
+  /// since what isn't there reads as 0.
+  template <class Value>
+  void Tell(const Place& place, std::string_view name, const Value& value,
+            std::string_view meaning) {
+    if (!Rules.KeepsFields) return;
+    if constexpr (std::is_convertible_v<Value, std::u16string_view>)
+      AddField(place, name, ToUtf8(value), meaning);
+    else
+      AddField(place, name, Sentence(value), meaning);
+  }
+
+  /// The same of a header that begins at `origin`; at -1, it is not in the file of the recording.
+  template <class AnyField>
+  void Tell(const HeaderView& header, AnyField field, std::string_view name,
+            std::string_view meaning, const Place& origin = 0) {
+    if (!Rules.KeepsFields) return;
+    const std::int64_t position = origin.Position < 0 ? -1 : origin.Position + field.Position();
+    Tell({position, origin.Block, origin.Channel}, name, header[field], meaning);
+  }
+
+  /// The fields of a date: year, month, day, hour, minute, second.
+  template <class... DateFields>
+  void TellDate(const HeaderView& header, std::string_view meaning, const Place& origin,
+                DateFields... fields) {
+    static_assert(sizeof...(fields) == 6);
+    std::size_t i = 0;
+    constexpr std::array<std::string_view, 6> names = {"year", "month",  "day",
+                                                       "hour", "minute", "second"};
+    (Tell(header, fields, names[i++], meaning, origin), ...);
+  }
+
+  /// The rate where the file states none.
+  void TellDefaultRate(Single rate) {
+    Tell(-1, "default rate", rate, "samples per second where the file states none");
+  }
+
+  /// All that were told after the first `count`.
+  void ForgetFields(std::size_t count) {
+    if (count < Store.Fields.size()) Store.Fields.resize(count);
+  }
+
+  /// How a count becomes a value, in the names of the fields.
+  void TellFormula(std::string_view formula, const Place& place = -1) {
+    Tell(place, "formula", formula, "value of a count");
+  }
+
   /// Does the work now, or leaves it in the store. It must not refer to this object, only to the
   /// one that it is called with, whose store is a copy.
   void DoOrDefer(Later kind, std::function<void(Opening&)> work);
@@ -140,6 +194,8 @@ struct Opening {
   }
 
  private:
+  void AddField(const Place& place, std::string_view name, std::string value,
+                std::string_view meaning);
   void Add(bool warning, std::string_view code, const Place& place, std::string text) {
     Store.Found.push_back(
         {warning, code, place.Position, place.Block, place.Channel, std::move(text)});

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <lmimport/ByteSource.h>
+#include <lmimport/Fields.h>
 #include <lmimport/Findings.h>
 #include <lmimport/Version.h>
 
@@ -46,6 +47,7 @@ struct RecordingStore {
   std::vector<BlockRec> Blocks;
   std::shared_ptr<const ByteSource> DataFile;
   std::vector<Finding> Found;
+  std::vector<HeaderField> Fields;                              // where the host asked for them
   std::array<std::function<void(Opening&)>, LaterKinds> Works;  // left for later; empty: none
 
   const std::function<void(Opening&)>& Work(Later kind) const {

@@ -117,6 +117,7 @@ struct SampleLanes {
 struct BlockRec {
   Long Signature = 0;       // chart
   Long SizeChannel = 0;     // frames, 0 or more
+  Long HeldFrames = -1;     // those that the file holds whole; -1: all
   bool OpenLength = false;  // no length is stated: SizeChannel is as large as it can be
   Single SamplingRate = 0;  // samples per second of each channel
   Byte Resolution = 0;      // bits of the converter, as far as the format tells

@@ -73,10 +73,14 @@ class AbfFile {
  private:
   void FillBlock(BlockRec& block);
   void FillChannel(BlockRec& block, std::size_t channel);
+  void TellBlock();
+  void TellChannel(std::size_t channel, std::size_t physical);
+  bool HasTelegraph(std::size_t physical) const;
   void CalibrateAsWritten(BlockRec& block, std::size_t channel, std::size_t physical);
   void CalibrateAsPublished(BlockRec& block, std::size_t channel, std::size_t physical);
   Date Start() const;
   Double TimeUnit() const;
+  void TellSweeps(bool hasTable);
   void CutIntoSweeps();
   void AddSweep(const BlockRec& whole, std::int64_t firstSample, std::int64_t samples,
                 Double start);
@@ -131,6 +135,7 @@ void AbfFile::FillBlock(BlockRec& block) {
   block.SetRate(1e6 / (block.ChannelCount * Double{header_[AbfSampleInterval]}));
   if (!opening_.IsPublished()) block.Rate = 0;
   if (header_[AbfDataFormat] == AbfSingleFormat) block.SampleType = SampleSingle;
+  TellBlock();
   for (std::size_t i = 0; i < block.ChannelIndex.size(); ++i) FillChannel(block, i);
   const Long samples = header_[AbfAcquiredSamples];
   const Long section = header_[AbfDataSection];
@@ -143,6 +148,61 @@ void AbfFile::FillBlock(BlockRec& block) {
   if (opening_.IsPublished() && header_[AbfMode] == AbfGapFree && ignored > 0)
     block.DataPtr += std::int64_t{ignored} * SampleWidth(block.SampleType);
   block.StartDateTime = Start();
+}
+
+void AbfFile::TellBlock() {
+  const auto tell = [this](auto field, std::string_view name, std::string_view meaning) {
+    opening_.Tell(header_, field, name, meaning);
+  };
+  tell(AbfDataFormat, "nDataFormat", "kind of samples: 0 16-bit integers, 1 Singles");
+  tell(AbfChannelCount, "nADCNumChannels", "channels, which the sample interval runs over");
+  tell(AbfSampleInterval, "fADCSampleInterval", "microseconds from sample to sample");
+  tell(AbfStartDate, "lFileStartDate", "start, by its decimal digits YYMMDD or YYYYMMDD");
+  tell(AbfStartTime, "lFileStartTime", "start, in seconds since midnight");
+  if (opening_.IsPublished())
+    tell(AbfMilliseconds, "nFileStartMillisecs", "start, in milliseconds to be added");
+  if (header_[AbfDataFormat] == AbfSingleFormat)
+    return opening_.TellFormula("the value, as stored");
+  tell(AbfRange, "fADCRange", "volts of full scale");
+  tell(AbfResolution, "lADCResolution", "counts of full scale");
+}
+
+// What counts for this channel: as written no gain of 0 does, and as published no gain where one is 0.
+void AbfFile::TellChannel(std::size_t channel, std::size_t physical) {
+  if (!opening_.Rules.KeepsFields || header_[AbfDataFormat] == AbfSingleFormat) return;
+  const auto tell = [&](auto field, std::string_view name, std::string_view meaning) {
+    opening_.Tell(header_, field(physical), name, meaning, Place::OfChannel(0, channel));
+  };
+  const bool published = opening_.IsPublished();
+  std::string scale =
+      published ? "lADCResolution / fADCRange" : "single(lADCResolution / fADCRange)";
+  Double gain = 1;
+  const auto multiply = [&](auto field, std::string_view name, std::string_view meaning) {
+    tell(field, name, meaning);
+    gain *= header_[field(physical)];
+    if (published)
+      scale = Sentence(scale, " * ", name);
+    else if (header_[field(physical)] != 0)
+      scale = Sentence("single(", scale, " * ", name, ")");
+  };
+  opening_.Tell(header_, AbfSequence(channel), "nADCSamplingSeq", "physical channel of the channel",
+                Place::OfChannel(0, channel));
+  tell(AbfUnits, "sADCUnits", "unit of values");
+  multiply(AbfInstrumentScale, "fInstrumentScaleFactor", "volts of a unit");
+  multiply(AbfProgrammableGain, "fADCProgrammableGain", "gain of the converter");
+  const bool conditioned = header_[AbfSignalType] != 0;
+  if (conditioned || !published) multiply(AbfSignalGain, "fSignalGain", "gain of the conditioner");
+  if (published && HasTelegraph(physical))
+    multiply(AbfTelegraphGain, "fTelegraphAdditGain", "gain that the amplifier told");
+  if (published && gain == 0) scale = "lADCResolution / fADCRange";
+  if (published) scale = Sentence("(", scale, ")");
+  tell(AbfInstrumentOffset, "fInstrumentOffset", "units at 0 volts");
+  if (conditioned || !published)
+    tell(AbfSignalOffset, "fSignalOffset", "units, offset of the conditioner");
+  const char* const offset = !published    ? "single(fSignalOffset + fInstrumentOffset)"
+                             : conditioned ? "fInstrumentOffset - fSignalOffset"
+                                           : "fInstrumentOffset";
+  opening_.TellFormula(Sentence("count / ", scale, " + ", offset), Place::OfChannel(-1, channel));
 }
 
 // The global channel of a channel is its physical one.
@@ -159,6 +219,7 @@ void AbfFile::FillChannel(BlockRec& block, std::size_t channel) {
     CalibrateAsWritten(block, channel, physical);
   opening_.Store.Channel(physical).ChannelTitle = header_[AbfName(physical)];
   opening_.Store.Channel(physical).ChannelUnitName = header_[AbfUnits(physical)];
+  TellChannel(channel, physical);
 }
 
 void AbfFile::CalibrateAsWritten(BlockRec& block, std::size_t channel, std::size_t physical) {
@@ -186,11 +247,14 @@ void AbfFile::CalibrateAsPublished(BlockRec& block, std::size_t channel, std::si
     gain *= header_[AbfSignalGain(physical)];
     offset -= header_[AbfSignalOffset(physical)];
   }
-  const Single telegraph = header_[AbfTelegraphGain(physical)];
-  if (version_ >= AbfFirstExtended && header_[AbfTelegraphInUse(physical)] != 0 && telegraph > 0)
-    gain *= telegraph;
+  if (HasTelegraph(physical)) gain *= header_[AbfTelegraphGain(physical)];
   if (gain == 0) gain = 1;
   block.Calibrate(channel, header_[AbfRange] / (Double{gain} * header_[AbfResolution]), offset);
+}
+
+bool AbfFile::HasTelegraph(std::size_t physical) const {
+  return version_ >= AbfFirstExtended && header_[AbfTelegraphInUse(physical)] != 0 &&
+         header_[AbfTelegraphGain(physical)] > 0;
 }
 
 // 0 where the number is too short to have a year, or below 0.
@@ -224,6 +288,19 @@ void AbfFile::AddSweep(const BlockRec& whole, std::int64_t firstSample, std::int
   if (whole.StartDateTime != 0) sweep.StartDateTime += start / SecondsPerDay;
 }
 
+void AbfFile::TellSweeps(bool hasTable) {
+  if (hasTable) {
+    opening_.Tell(header_, AbfSweepSection, "lSynchArrayPtr",
+                  "table of times and lengths of sweeps, in blocks of 512 bytes");
+    opening_.Tell(header_, AbfSynchTimeUnit, "fSynchTimeUnit",
+                  "microseconds of a unit of times; 0: times are samples");
+  } else {
+    opening_.Tell(header_, AbfSweepSamples, "lNumSamplesPerEpisode", "samples of a sweep");
+    opening_.Tell(header_, AbfSweepDistance, "fEpisodeStartToStart",
+                  "seconds from sweep to sweep; 0: its length");
+  }
+}
+
 // Where a table states times and lengths of sweeps, by it; else sweeps of an episodic file are of one
 // length. A gap-free file without a table is one block.
 void AbfFile::CutIntoSweeps() {
@@ -234,6 +311,7 @@ void AbfFile::CutIntoSweeps() {
   const Long sweeps = header_[AbfSweeps];
   const Long ofEach = header_[AbfSweepSamples];
   if (!hasTable && (header_[AbfMode] == AbfGapFree || sweeps <= 1 || ofEach <= 0)) return;
+  TellSweeps(hasTable);
   const BlockRec whole = std::move(opening_.Store.Blocks.front());
   opening_.Store.Blocks.clear();
   // As many sweeps as the file has samples for, and blocks that it backs.

@@ -38,6 +38,28 @@ constexpr TextField AbinChannelName{8, 32}, AbinChannelUnit{40, 24};
 constexpr Field<Single> AbinUnitsPerCount{72}, AbinUnitsPerCountOfVersion2{40},
     AbinChannelOffset{76};
 
+void TellHeader(Opening& opening, const HeaderView& header, const BlockRec& block) {
+  opening.Tell(header, AbinRate, "rate", "samples per second");
+  opening.Tell(header, AbinSampleType, "sample type",
+               "kind of samples: 1 32-bit integers, 2 Singles, 3 Doubles, 5 8-bit integers, else "
+               "16-bit integers");
+  opening.TellDate(header, "start", 0, AbinYear, AbinMonth, AbinDay, AbinHour, AbinMinute,
+                   AbinSecond);
+  opening.TellFormula(block.HasRealSamples()
+                          ? "the value, as stored"
+                          : "count / single(1 / units of one count) + units at count 0");
+}
+
+void TellChannel(Opening& opening, const HeaderView& header, Integer version, const Place& place) {
+  opening.Tell(header, version == 2 ? AbinUnitsPerCountOfVersion2 : AbinUnitsPerCount,
+               "units of one count", "units of one count", place);
+  if (version == 2)
+    return opening.Tell({-1, place.Block, place.Channel}, "units at count 0", 0,
+                        "0 in version 2, which has none");
+  opening.Tell(header, AbinChannelOffset, "units at count 0", "value of count 0", place);
+  opening.Tell(header, AbinChannelUnit, "unit", "unit of values", place);
+}
+
 void ReadChannels(Opening& opening, Integer version, BlockRec& block) {
   const std::size_t size = version == 2 ? AbinChannelBytesOfVersion2 : AbinChannelBytes;
   for (std::size_t i = 0; i < block.ChannelIndex.size(); ++i) {
@@ -58,6 +80,8 @@ void ReadChannels(Opening& opening, Integer version, BlockRec& block) {
       channel.ChannelUnitName = header[AbinChannelUnit];
       block.ChannelOffset[i] = header[AbinChannelOffset];
     }
+    if (!block.HasRealSamples())
+      TellChannel(opening, header, version, Place::OfChannel(position, i));
   }
 }
 
@@ -101,6 +125,7 @@ void ReadAbinFile(Opening& opening) {
   block.DimensionChannels(static_cast<Integer>(channels));
   block.SampleType = header[AbinSampleType];
   block.SamplingRate = header[AbinRate];
+  TellHeader(opening, header, block);
   ReadChannels(opening, major, block);
   FindData(opening, block);
   block.ADCName = header[AbinModel];

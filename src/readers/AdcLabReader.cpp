@@ -88,12 +88,19 @@ class AdcLabFile {
   void FillBlock(BlockRec& block);
   void FillDeviceChannel(BlockRec& block, std::size_t channel);
   void FillPlainChannel(BlockRec& block, std::size_t channel);
+  void TellFormat(const BlockRec& block);
+  void TellDeviceChannel(const Gain& gain, std::size_t entry, std::size_t channel);
+  void TellPlainChannel(std::size_t channel);
+  bool HasRanges(const BlockRec& block) const {
+    return channelsSize_ >= block.ChannelCount * static_cast<Long>(AlfChannelBytes);
+  }
   bool IsDevice() const { return sdFormat_[AlfControlCount] > 0; }
   bool IsPaired() const { return (sdFormat_[AlfModeFlags] & AlfPaired) != 0; }
 
   // A payload longer than its record fills the record; a shorter one its beginning.
   template <std::size_t N>
-  void ReadPayload(Header<N>& record, std::int64_t size) {
+  void ReadPayload(Header<N>& record, std::int64_t size, std::int64_t& position) {
+    position = file_.Position();
     record.ReadMore(file_, 0, static_cast<std::size_t>(std::clamp<std::int64_t>(size, 0, N)));
   }
 
@@ -103,6 +110,11 @@ class AdcLabFile {
   Header<72> sdFormat_;
   Header<256> sdInfo_;
   Header<LargestChannelCount * AlfChannelBytes> channels_;
+  // Where their payloads are; -1: the file doesn't have them.
+  std::int64_t samplesFormatPosition_ = -1;
+  std::int64_t sdFormatPosition_ = -1;
+  std::int64_t sdInfoPosition_ = -1;
+  std::int64_t channelsPosition_ = -1;
   Long channelsSize_ = 0;
   Long recordSize_ = 0;
   std::int64_t position_ = 0;
@@ -144,15 +156,15 @@ AdcLabFile::Section AdcLabFile::ReadSectionHead() {
 
 bool AdcLabFile::ReadSection(const String& name, Long size) {
   if (name == u"SAMPLES_FORMAT") {
-    ReadPayload(samplesFormat_, size);
+    ReadPayload(samplesFormat_, size, samplesFormatPosition_);
   } else if (name == u"SD_INFO") {
-    ReadPayload(sdInfo_, size);
+    ReadPayload(sdInfo_, size, sdInfoPosition_);
   } else if (name == u"SD_FORMAT") {
-    ReadPayload(sdFormat_, size);
+    ReadPayload(sdFormat_, size, sdFormatPosition_);
   } else if (name == u"CHANNELS_INFO") {
     const std::int64_t channels = samplesFormat_[AlfChannels];
     if (channels <= 0) return false;
-    ReadPayload(channels_, channels * std::int64_t{AlfChannelBytes});
+    ReadPayload(channels_, channels * std::int64_t{AlfChannelBytes}, channelsPosition_);
     channelsSize_ = size;
   } else if (name == u"SAMPLES_RECORD") {
     recordSize_ = size;
@@ -181,6 +193,7 @@ void AdcLabFile::FillBlock(BlockRec& block) {
     block.ADCName = sdInfo_[AlfDeviceName];
   }
   if (block.ADCName.empty()) block.ADCName = u"ALF";
+  TellFormat(block);
   for (std::size_t i = 0; i < block.ChannelScale.size(); ++i) {
     IsDevice() ? FillDeviceChannel(block, i) : FillPlainChannel(block, i);
     if (block.ChannelIndex[i] < 0) RefuseAsDamaged(-1, "Channel ", i + 1, " has number 0.");
@@ -196,6 +209,50 @@ void AdcLabFile::FillBlock(BlockRec& block) {
     RefuseAsDamaged(-1, "The samples would begin at byte ", block.DataPtr, ".");
 }
 
+void AdcLabFile::TellFormat(const BlockRec& block) {
+  opening_.Tell(samplesFormat_, AlfRate, "rate", "samples per second", samplesFormatPosition_);
+  opening_.Tell(
+      samplesFormat_, AlfSampleCode, "sample code",
+      "kind of samples: 1 Singles, 2 Doubles, 3 and 4 bytes, 7 and 8 32-bit integers, else "
+      "16-bit ones; 4, 6 and 8 without a sign",
+      samplesFormatPosition_);
+  if (block.HasRealSamples()) return opening_.TellFormula("the value, as stored");
+  if (!IsDevice())
+    return opening_.TellFormula(HasRanges(block)
+                                    ? "count / single(65536 / (highest value - lowest value))"
+                                    : "count / 3276.8");
+  opening_.Tell(samplesFormat_, AlfBitCountA, "bits A", "bits of the converter, with bits B",
+                samplesFormatPosition_);
+  opening_.Tell(samplesFormat_, AlfBitCountB, "bits B", "bits of the converter, with bits A",
+                samplesFormatPosition_);
+  opening_.Tell(sdInfo_, AlfInputRange, "full scale", "units of half of all counts, at a gain of 1",
+                sdInfoPosition_);
+  opening_.TellFormula(
+      "count / scale + single(-zero / scale), scale = single(single(2 ^ (bits A + bits B - 1) / "
+      "full scale) * "
+      "gain)");
+}
+
+void AdcLabFile::TellDeviceChannel(const Gain& gain, std::size_t entry, std::size_t channel) {
+  const std::size_t word = IsPaired() ? channel / 2 : channel;
+  opening_.Tell(sdFormat_, AlfControlTable(word), "control word",
+                "number and gain code of the channel",
+                Place::OfChannel(sdFormatPosition_, channel));
+  opening_.Tell(sdInfo_, gain.Gains(entry), "gain", "gain at that code",
+                Place::OfChannel(sdInfoPosition_, channel));
+  opening_.Tell(sdInfo_, gain.Zeros(entry), "zero", "count at 0 units",
+                Place::OfChannel(sdInfoPosition_, channel));
+}
+
+void AdcLabFile::TellPlainChannel(std::size_t channel) {
+  const std::size_t record = channel * AlfChannelBytes;
+  const Place place = Place::OfChannel(channelsPosition_, channel);
+  opening_.Tell(channels_, Field<Double>{record + AlfRangeLow}, "lowest value",
+                "value at the lowest count of 16 bits", place);
+  opening_.Tell(channels_, Field<Double>{record + AlfRangeHigh}, "highest value",
+                "value at the highest count of 16 bits", place);
+}
+
 void AdcLabFile::FillDeviceChannel(BlockRec& block, std::size_t channel) {
   constexpr Integer evenChannels = 16;
   const bool even = IsPaired() && channel % 2 == 0;
@@ -209,19 +266,21 @@ void AdcLabFile::FillDeviceChannel(BlockRec& block, std::size_t channel) {
   scale = Narrowed(Double{scale} * sdInfo_[gain.Gains(entry)], "ADCLab gain");
   block.ChannelOffset[channel] =
       Narrowed(-Double{sdInfo_[gain.Zeros(entry)]} / scale, "ADCLab zero");
+  if (!block.HasRealSamples()) TellDeviceChannel(gain, entry, channel);
 }
 
 void AdcLabFile::FillPlainChannel(BlockRec& block, std::size_t channel) {
   constexpr Double codes = 65536;
   constexpr Single tenUnits = 32768.0F / 10;
   block.ChannelScale[channel] = tenUnits;
-  if (channelsSize_ < block.ChannelCount * static_cast<Long>(AlfChannelBytes)) return;
+  if (!HasRanges(block)) return;
   const std::size_t record = channel * AlfChannelBytes;
   const Long number = channels_[Field<Long>{record + AlfNumber}];
   const Double low = channels_[Field<Double>{record + AlfRangeLow}];
   const Double high = channels_[Field<Double>{record + AlfRangeHigh}];
   block.ChannelIndex[channel] = static_cast<Integer>((number & 31) - 1);
   block.ChannelScale[channel] = Narrowed(codes / (high - low), "ADCLab counts per unit");
+  if (!block.HasRealSamples()) TellPlainChannel(channel);
 }
 
 }  // namespace

@@ -99,6 +99,32 @@ Single ScaleOf(const HeaderView& header, std::size_t input) {
                   ArSensitivity(input).Position());
 }
 
+void TellHeader(Opening& opening, const HeaderView& header) {
+  opening.Tell(header, ArRate, "rate", "samples per second");
+  opening.Tell(header, ArSampleBits, "bits", "bits of the converter; samples are 16-bit integers");
+  opening.TellDate(header, "start", 0, ArYear, ArMonth, ArDay, ArHour, ArMinute, ArSecond);
+}
+
+// In the order of ScaleOf.
+void TellChannel(Opening& opening, const HeaderView& header, std::size_t input,
+                 std::size_t channel) {
+  if (!opening.Rules.KeepsFields) return;
+  const Place place = Place::OfChannel(0, channel);
+  opening.Tell(header, ArInputRange(input), "range", "units of full scale; 0: 1000 counts are one",
+               place);
+  opening.Tell(header, ArSensorCode(input), "sensor",
+               "code of the sensor, for its title, unit and factor", place);
+  opening.Tell(header, ArSensitivity(input), "sensitivity",
+               "of the sensor, in millionths of a unit of the range; 0: not known", place);
+  const Sensor* sensor = SensorOf(header, input);
+  std::string scale =
+      header[ArInputRange(input)] > 0 ? "single(single(2 ^ (bits - 1)) / range)" : "1000";
+  if (header[ArSensitivity(input)] > 0)
+    scale = Sentence("single(", scale, " * single(sensitivity * ",
+                     sensor != nullptr ? sensor->Factor : 1, ") / 1000000)");
+  opening.TellFormula("count / " + scale, Place::OfChannel(-1, channel));
+}
+
 // Of every input, active or not.
 void FillTitles(RecordingStore& store, const HeaderView& header) {
   for (std::size_t input = 0; input < ArInputs; ++input) {
@@ -152,8 +178,12 @@ void ReadArFile(Opening& opening) {
   block.SamplingRate = static_cast<Single>(header[ArRate]);
   block.DimensionChannels(static_cast<Integer>(inputs.size()));
   block.ChannelIndex = inputs;
-  for (std::size_t i = 0; i < inputs.size(); ++i)
-    block.ChannelScale[i] = ScaleOf(header, static_cast<std::size_t>(inputs[i]));
+  TellHeader(opening, header);
+  for (std::size_t i = 0; i < inputs.size(); ++i) {
+    const auto input = static_cast<std::size_t>(inputs[i]);
+    block.ChannelScale[i] = ScaleOf(header, input);
+    TellChannel(opening, header, input, i);
+  }
   FillTitles(opening.Store, header);
   // Notes without a zero byte are left out.
   const auto notes = header.Bytes(ArNotes);

@@ -67,6 +67,25 @@ void CheckHeader(const Opening& opening, const HeaderView& header) {
            "The first column of the samples is time; only files without it are read.");
 }
 
+void TellHeader(Opening& opening, const HeaderView& header, const BlockRec& block) {
+  opening.Tell(header, CfwbSecondsPerTick, "secsPerTick", "seconds from frame to frame");
+  opening.Tell(header, CfwbDataFormat, "DataFormat",
+               "kind of samples: 1 Doubles, 2 Singles, 3 16-bit integers");
+  opening.TellDate(header, "stamp", 0, CfwbYear, CfwbMonth, CfwbDay, CfwbHour, CfwbMinute,
+                   CfwbSecond);
+  opening.Tell(header, CfwbTrigger, "trigger", "seconds from the start to the stamp");
+  opening.TellFormula(block.HasRealSamples() ? "the value, as stored"
+                      : opening.IsPublished()
+                          ? "count * scale + scale * offset"
+                          : "count / single(1 / scale) + single(scale * offset)");
+}
+
+void TellChannel(Opening& opening, const HeaderView& header, const Place& place) {
+  opening.Tell(header, CfwbUnits, "Units", "unit of values", place);
+  opening.Tell(header, CfwbScale, "scale", "units of one count", place);
+  opening.Tell(header, CfwbOffset, "offset", "counts to be added", place);
+}
+
 void ReadChannels(Opening& opening, BlockRec& block) {
   for (std::size_t i = 0; i < block.ChannelScale.size(); ++i) {
     const std::int64_t position = opening.DataFile.Position();
@@ -83,6 +102,7 @@ void ReadChannels(Opening& opening, BlockRec& block) {
     }
     opening.Store.Channel(i).ChannelTitle = header[CfwbTitle];
     opening.Store.Channel(i).ChannelUnitName = header[CfwbUnits];
+    if (!block.HasRealSamples()) TellChannel(opening, header, Place::OfChannel(position, i));
   }
 }
 
@@ -134,6 +154,7 @@ void ReadCfwbFile(Opening& opening) {
       Narrowed(1 / header[CfwbSecondsPerTick], "CFWB rate", CfwbSecondsPerTick.Position());
   if (published) block.SetRate(1 / header[CfwbSecondsPerTick]);
   block.DimensionChannels(static_cast<Integer>(channels));
+  TellHeader(opening, header, block);
   ReadChannels(opening, block);
   block.DataPtr = file.Position();
   block.FillFrom(file.Size() - block.DataPtr);

@@ -53,6 +53,7 @@ class ChartFile {
   BlockEnd ReadBlock(BlockRec& block);
   BlockEnd ReadChannelTables(BlockRec& block);
   void ReadComments(BlockRec& block);
+  void TellBlock(const BlockRec& block);
   void NoteShortChunks();
 
   template <class T, std::size_t N>
@@ -63,7 +64,9 @@ class ChartFile {
   Opening& opening_;
   RecordingStore& store_;
   BinaryFile& file_;
-  std::int64_t chunkFrames_ = 0;     // what the data chunk of the current block holds
+  std::int64_t ratePosition_ = 0;    // of the current block, these three
+  std::int64_t tables_ = 0;          // start, and channels
+  std::int64_t chunkFrames_ = 0;     // what its data chunk holds
   Long shortChunks_ = 0;             // blocks that claim more frames than their data chunk holds
   std::size_t firstShortChunk_ = 0;  // from 0
 };
@@ -96,11 +99,30 @@ void ChartFile::Read() {
     total += block.SizeChannel;
     if (block.SizeChannel > chunkFrames_ && shortChunks_++ == 0)
       firstShortChunk_ = store_.Blocks.size();
+    TellBlock(block);
     store_.Blocks.push_back(std::move(block));
   }
   header.TotalSamples = HeldAsLong(total);
   NoteShortChunks();
+  opening_.TellFormula("count / scale + offset");
   header.CurrentBlock = 0;
+}
+
+void ChartFile::TellBlock(const BlockRec& block) {
+  constexpr std::int64_t startBytes = 16;  // with what follows it
+  constexpr std::int64_t indexBytes = 2, singleBytes = 4;
+  const int number = static_cast<int>(store_.Blocks.size());
+  opening_.Tell({ratePosition_, number}, "rate", block.SamplingRate, "samples per second");
+  opening_.Tell({tables_, number}, "start", block.StartDateTime, "days since 1899-12-30");
+  const std::int64_t scales = tables_ + startBytes + indexBytes * block.ChannelCount;
+  const std::int64_t offsets = scales + singleBytes * block.ChannelCount;
+  for (int c = 0; c < block.ChannelCount; ++c) {
+    const auto channel = static_cast<std::size_t>(c);
+    opening_.Tell({scales + singleBytes * c, number, c}, "scale", block.ChannelScale[channel],
+                  "counts per unit");
+    opening_.Tell({offsets + singleBytes * c, number, c}, "offset", block.ChannelOffset[channel],
+                  "value of count 0");
+  }
 }
 
 void ChartFile::ReadHeader() {
@@ -162,6 +184,7 @@ bool ChartFile::ReadChannel(ChannelRec& channel) {
 BlockEnd ChartFile::ReadBlock(BlockRec& block) {
   block.Signature = file_.ReadValue<Long>();
   block.SizeChannel = file_.ReadValue<Long>();
+  ratePosition_ = file_.Position();
   block.SamplingRate = file_.ReadValue<Single>();
   block.Resolution = file_.ReadValue<Byte>();
   const auto headSize = static_cast<std::int64_t>(block.ChartBlockHead.size());
@@ -189,6 +212,7 @@ BlockEnd ChartFile::ReadBlock(BlockRec& block) {
 }
 
 BlockEnd ChartFile::ReadChannelTables(BlockRec& block) {
+  tables_ = file_.Position();
   block.StartDateTime = file_.ReadValue<Double>();
   block.ChartBlockLong = file_.ReadValue<Long>();
   const auto count = file_.ReadValue<Integer>();

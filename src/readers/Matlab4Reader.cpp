@@ -128,11 +128,12 @@ void Matlab4File::ReadRates(const Mat4Head& head, const String& name, std::int64
   std::int64_t count = variables_.RateCount();
   if (head.Columns == 1) count = head.Rows;
   if (head.Rows == 1) count = head.Columns;
-  std::vector<Double> rates(
+  MatlabVariables::Rates rates{{}, position, sizeof(Double)};
+  rates.Values.resize(
       static_cast<std::size_t>(std::min(count, MatlabVariables::LargestBlockCount)));
   file_.Seek(position);
-  file_.ReadDoubleArray(rates.data(), static_cast<std::int64_t>(rates.size()));
-  if (head.IsBigEndian) std::ranges::transform(rates, rates.begin(), Swapped<Double>);
+  file_.ReadDoubleArray(rates.Values.data(), std::ssize(rates.Values));
+  if (head.IsBigEndian) std::ranges::transform(rates.Values, rates.Values.begin(), Swapped<Double>);
   variables_.SetRates(name, std::move(rates));
 }
 
@@ -161,7 +162,13 @@ void Matlab4File::ReadSamples(const Mat4Head& head, const Mat4Number& number, Bl
     block.BigEndian = head.IsBigEndian && number.Width > 1;
     if (mixed) block.SetColumns();
   }
+  const std::int64_t start = block.DataPtr - head.NameLength - Mat4HeadBytes;
   if (!variables_.Add(std::move(block))) return;
+  constexpr Long bigEndian = 1000;
+  opening_.Tell({start, static_cast<int>(opening_.Store.Blocks.size()) - 1}, "type",
+                head.Type + (head.IsBigEndian ? bigEndian : 0),
+                "kind of samples, by its tens: 0 Doubles, 1 Singles, 2 32-bit integers, 3 16-bit "
+                "integers, 4 without a sign, 5 bytes");
   if (!published) {
     if (number.SampleType == SampleInt16)
       variables_.Warn("stored as 16-bit integers and shown as counts / 3276.8");

@@ -49,6 +49,7 @@ constexpr Byte Mat5ComplexFlag = 8;
 struct Tag {
   Long Type;
   Long Size;  // bytes
+  std::int64_t Position = 0;
 };
 
 std::int64_t RaisedToEight(std::int64_t position) {
@@ -71,6 +72,7 @@ class Matlab5File {
   void NoteEnd(std::int64_t position, Tag tag);
   void ReadVariable(BlockRec block, std::int64_t end);
   bool ReadShape(BlockRec& block);
+  void TellKind(Tag tag);
   void ReadRates(const String& name, Tag tag);
   void Finish(BlockRec block, Tag tag, std::int64_t end = 0);
   bool ChooseKind(BlockRec& block, Tag tag);
@@ -91,14 +93,16 @@ class Matlab5File {
     return isBig_ ? Swapped(number) : number;
   }
   Tag ReadTag() {
+    const std::int64_t position = at_->Position();
     const auto type = ReadNumber<Long>();
-    return {type, ReadNumber<Long>()};
+    return {type, ReadNumber<Long>(), position};
   }
   // `shortest` is the least word that is type and size in one.
   Tag ReadShortableTag(Long shortest) {
+    const std::int64_t position = at_->Position();
     const auto word = ReadNumber<Long>();
-    if (word >= shortest) return {word & 0xff, word / 65536};
-    return {word, ReadNumber<Long>()};
+    if (word >= shortest) return {word & 0xff, word / 65536, position};
+    return {word, ReadNumber<Long>(), position};
   }
   template <class T>
   std::vector<Double> ReadMagnitudes(std::int64_t count);
@@ -113,6 +117,7 @@ class Matlab5File {
   BinaryFile* at_ = &file_;
   std::int64_t element_ = 0;
   Byte class_ = 0;
+  std::int64_t classPosition_ = 0;
   Byte flags_ = 0;
   bool tall_ = false;
   Long longer_ = 0;
@@ -218,6 +223,7 @@ void Matlab5File::NoteEnd(std::int64_t position, Tag tag) {
 
 void Matlab5File::ReadVariable(BlockRec block, std::int64_t end) {
   if (ReadTag().Size != Mat5TagBytes) return LeaveOut("damaged");
+  classPosition_ = at_->Position();
   const auto word = ReadNumber<std::uint32_t>();
   class_ = static_cast<Byte>(word);
   flags_ = static_cast<Byte>(word >> 8);
@@ -277,30 +283,48 @@ std::vector<Double> Matlab5File::ReadMagnitudes(std::int64_t count) {
 
 // A double keeps its sign; bytes and words are taken without one, all others lose theirs.
 void Matlab5File::ReadRates(const String& name, Tag tag) {
+  const std::int64_t position = packed_ > 0 ? -1 : at_->Position();
   const auto count = [&](std::int64_t width) {
     return std::clamp<std::int64_t>(tag.Size / width, 0, MatlabVariables::LargestBlockCount);
+  };
+  const auto set = [&](std::vector<Double> rates, std::int64_t width) {
+    variables_.SetRates(name, {std::move(rates), position, width});
   };
   switch (tag.Type) {
     case Int8Data:
     case Uint8Data:
-      return variables_.SetRates(name, ReadMagnitudes<Byte>(count(1)));
+      return set(ReadMagnitudes<Byte>(count(1)), 1);
     case Int16Data:
     case Uint16Data:
-      return variables_.SetRates(name, ReadMagnitudes<std::uint16_t>(count(2)));
+      return set(ReadMagnitudes<std::uint16_t>(count(2)), 2);
     case Int32Data:
     case Uint32Data:
-      return variables_.SetRates(name, ReadMagnitudes<Long>(count(4)));
+      return set(ReadMagnitudes<Long>(count(4)), 4);
     case SingleData:
-      return variables_.SetRates(name, ReadMagnitudes<Single>(count(4)));
+      return set(ReadMagnitudes<Single>(count(4)), 4);
     case DoubleData: {
       std::vector<Double> rates(static_cast<std::size_t>(count(8)));
       at_->ReadDoubleArray(rates.data(), count(8));
       if (isBig_) std::ranges::transform(rates, rates.begin(), Swapped<Double>);
-      return variables_.SetRates(name, std::move(rates));
+      return set(std::move(rates), 8);
     }
     default:
       return;
   }
+}
+
+// Of the last block. What lies in a stream has no place in the file.
+void Matlab5File::TellKind(Tag tag) {
+  const auto placeOf = [this](std::int64_t position) {
+    return Place(packed_ > 0 ? -1 : position, static_cast<int>(opening_.Store.Blocks.size()) - 1);
+  };
+  if (class_ != 0)
+    opening_.Tell(placeOf(classPosition_), "class", class_,
+                  "class of the variable: 6 double, 7 single, 8 and 9 int8 and uint8, 10 and 11 "
+                  "int16 and uint16, 12 and 13 int32 and uint32");
+  opening_.Tell(placeOf(tag.Position), "type", tag.Type,
+                "kind of samples: 1 and 2 int8 and uint8, 3 and 4 int16 and uint16, 5 and 6 int32 "
+                "and uint32, 7 Singles, 9 Doubles");
 }
 
 // False where samples of that type aren't shown, and the variable is left out.
@@ -350,7 +374,9 @@ void Matlab5File::Finish(BlockRec block, Tag tag, std::int64_t end) {
   if (block.SizeChannel < 2) return LeaveOut("of fewer than two samples");
   if (opening_.IsPublished()) return FinishAsPublished(std::move(block), tag, end);
   const bool several = block.ChannelCount > 1;
-  if (variables_.Add(std::move(block))) CheckShown(tag, several);
+  if (!variables_.Add(std::move(block))) return;
+  TellKind(tag);
+  CheckShown(tag, several);
 }
 
 // One part of a variable, real or imaginary: each is stored in the type that suits it.
@@ -377,7 +403,9 @@ void Matlab5File::AddPart(BlockRec block, Tag tag) {
   block.DataPtr = packed_ > 0
                       ? variables_.Packed().AddPacked(packedPosition_, packed_, position, bytes)
                       : variables_.Packed().AddPlain(position, bytes);
-  if (variables_.Add(std::move(block))) placed_.push_back(position);
+  if (!variables_.Add(std::move(block))) return;
+  placed_.push_back(position);
+  TellKind(tag);
 }
 
 // The tag at a place of the current variable, and where its data begin.

@@ -91,8 +91,8 @@ bool MatlabVariables::IsRateName(const String& title) {
   return HasSuffix(title, RateSuffix);
 }
 
-void MatlabVariables::SetRates(const String& name, std::vector<Double> rates) {
-  if (opening_.IsPublished() && !rates.empty() && IsRateName(name))
+void MatlabVariables::SetRates(const String& name, Rates rates) {
+  if (opening_.IsPublished() && !rates.Values.empty() && IsRateName(name))
     ratesByName_.emplace_back(name.substr(0, name.size() - RateSuffix.size()), rates);
   rates_ = std::move(rates);
   ++rateVariables_;
@@ -127,7 +127,20 @@ bool MatlabVariables::Add(BlockRec block) {
     for (std::size_t c = 0; c < block.ChannelScale.size(); ++c) block.Calibrate(c, 1, middle);
   }
   opening_.Store.Blocks.push_back(std::move(block));
+  TellFormula();
   return true;
+}
+
+// Of the last block.
+void MatlabVariables::TellFormula() const {
+  const std::vector<BlockRec>& blocks = opening_.Store.Blocks;
+  const Place place = {-1, static_cast<int>(blocks.size()) - 1};
+  if (blocks.back().HasRealSamples()) return opening_.TellFormula("the value, as stored", place);
+  if (!opening_.IsPublished()) return opening_.TellFormula("count / single(3276.8)", place);
+  if (blocks.back().SampleUnsigned == 0) return opening_.TellFormula("count", place);
+  opening_.Tell({place.Position, place.Block}, "middle", blocks.back().OffsetOf(0),
+                "value of count 0: numbers without a sign count from the middle of their range");
+  opening_.TellFormula("count + middle", place);
 }
 
 void MatlabVariables::AddImaginary(std::int64_t dataPtr) {
@@ -138,19 +151,21 @@ void MatlabVariables::AddImaginary(std::int64_t dataPtr) {
   imaginary.Title += u"Im";
   imaginary.DataPtr = dataPtr;
   blocks.push_back(std::move(imaginary));
+  TellFormula();
 }
 
-void MatlabVariables::GiveRate(BlockRec& block, std::size_t number, Double rate) {
+// `number` is that of the block.
+void MatlabVariables::GiveRate(std::size_t number, Double rate, std::int64_t position) {
+  BlockRec& block = opening_.Store.Blocks[number];
   const auto single = static_cast<Single>(rate);
   if (single > 0 && !std::isfinite(single))
     RefuseAsDamaged(-1, "Rate ", number + 1, " of the rate variable is ", rate,
                     ", too large for a rate.");
-  if (single > 0) {
-    block.SamplingRate = single;
-    if (opening_.IsPublished()) block.Rate = rate;
-  } else {
-    LeaveOut("rates that are not above 0");
-  }
+  if (!(single > 0)) return LeaveOut("rates that are not above 0");
+  block.SamplingRate = single;
+  if (opening_.IsPublished()) block.Rate = rate;
+  opening_.Tell({position, static_cast<int>(number)}, "SamplingRate", rate, "samples per second");
+  ++given_;
 }
 
 // What is left for the order of the blocks: the rates of the last variable that no other is named
@@ -164,25 +179,26 @@ void MatlabVariables::GiveRatesByName() {
     if (title.ends_with(u"Re") || title.ends_with(u"Im"))
       places.emplace(title.substr(0, title.size() - 2), i);
   }
-  std::vector<Double> unmatched;
-  std::vector<Double> several;
+  Rates unmatched;
+  Rates several;
   for (const auto& [name, rates] : ratesByName_) {
     const auto [first, last] = places.equal_range(name);
     if (first == last) unmatched = rates;
-    if (first != last && rates.size() > 1) several = rates;
+    if (first != last && rates.Values.size() > 1) several = rates;
     for (auto place = first; place != last; ++place)
-      GiveRate(blocks[place->second], place->second, rates.front());
+      GiveRate(place->second, rates.Values.front(), rates.Position);
   }
-  rates_ = unmatched.empty() ? several : unmatched;
-  rateVariables_ = rates_.empty() ? 0 : 1;
+  rates_ = unmatched.Values.empty() ? several : unmatched;
+  rateVariables_ = rates_.Values.empty() ? 0 : 1;
 }
 
 void MatlabVariables::GiveRates() {
-  std::vector<BlockRec>& blocks = opening_.Store.Blocks;
+  const std::vector<BlockRec>& blocks = opening_.Store.Blocks;
   if (!ratesByName_.empty()) GiveRatesByName();
-  for (std::size_t i = 0; i < std::min(rates_.size(), blocks.size()); ++i) {
-    if (blocks[i].Rate == 0) GiveRate(blocks[i], i, rates_[i]);
+  for (std::size_t i = 0; i < std::min(rates_.Values.size(), blocks.size()); ++i) {
+    if (blocks[i].Rate == 0) GiveRate(i, rates_.Values[i], rates_.PositionOf(i));
   }
+  if (given_ < std::ssize(blocks)) opening_.TellDefaultRate(opening_.Rules.SamplingRate);
 }
 
 void MatlabVariables::Finish(Integer versionMajor, const std::string& detail) {
@@ -225,14 +241,16 @@ void MatlabVariables::NoteFindings() {
   if (!warnings_.empty())
     opening_.Warn("variables-misread", -1,
                   "Of the variables that are shown as signals: ", Listed(warnings_), ".");
-  const bool someOnly = !rates_.empty() && rates_.size() < opening_.Store.Blocks.size();
+  const bool someOnly =
+      !rates_.Values.empty() && rates_.Values.size() < opening_.Store.Blocks.size();
   if (someOnly || rateVariables_ > 1)
     opening_.Warn("rates-by-order", -1,
                   "Rates go to the blocks in their order, not by name, and only those of the "
                   "last of ",
-                  rateVariables_, " rate variables are used: ", rates_.size(), " for ",
+                  rateVariables_, " rate variables are used: ", rates_.Values.size(), " for ",
                   opening_.Store.Blocks.size(), " blocks.");
-  if (rates_.size() > opening_.Store.Blocks.size()) LeaveOut("variable of more rates than blocks");
+  if (rates_.Values.size() > opening_.Store.Blocks.size())
+    LeaveOut("variable of more rates than blocks");
   const auto rateless = std::ranges::count(opening_.Store.Blocks, 0, &BlockRec::Rate);
   if (opening_.IsPublished() && rateless > 0)
     opening_.Note("rate-by-default", -1, rateless, " of ", opening_.Store.Blocks.size(),

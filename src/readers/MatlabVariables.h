@@ -26,6 +26,17 @@ class MatlabVariables {
  public:
   enum class Kind { Samples, Rate, LeftOut };
 
+  /// The values of a rate variable, and where they are, so many bytes each; -1: they were compressed.
+  struct Rates {
+    std::vector<Double> Values;
+    std::int64_t Position = -1;
+    std::int64_t Width = 0;
+
+    std::int64_t PositionOf(std::size_t number) const {
+      return Position < 0 ? -1 : Position + static_cast<std::int64_t>(number) * Width;
+    }
+  };
+
   explicit MatlabVariables(Opening& opening) : opening_(opening) {}
 
   /// By the naming convention: "x_Data" holds samples, and its title loses the suffix;
@@ -37,8 +48,8 @@ class MatlabVariables {
   /// Of the variable of that name. As written, rates by the order of the blocks, in the place of those
   /// before; more than there can be blocks aren't kept. In the published reading "x_SamplingRate" is
   /// the rate of "x_Data", and only what has no such counterpart goes by the order.
-  void SetRates(const String& name, std::vector<Double> rates);
-  std::int64_t RateCount() const { return static_cast<std::int64_t>(rates_.size()); }
+  void SetRates(const String& name, Rates rates);
+  std::int64_t RateCount() const { return std::ssize(rates_.Values); }
   static constexpr std::int64_t LargestBlockCount = INT16_MAX;
 
   /// Completes a block of ChannelCount, SizeChannel, SampleType, SampleUnsigned, DataPtr and Title,
@@ -65,16 +76,18 @@ class MatlabVariables {
   static std::int64_t& CountOf(Counts& counts, std::string_view what);
   bool HasRoom();
   void GiveRates();
-  void GiveRate(BlockRec& block, std::size_t number, Double rate);
+  void GiveRate(std::size_t number, Double rate, std::int64_t position);
+  void TellFormula() const;
   void GiveRatesByName();
   void NoteFindings();
 
   Opening& opening_;
   bool named_ = false;
-  std::vector<Double> rates_;
+  Rates rates_;
   Long rateVariables_ = 0;
-  std::vector<std::pair<String, std::vector<Double>>> ratesByName_;  // in the published reading
-  std::int64_t channelCount_ = 0;                                    // of all blocks
+  std::int64_t given_ = 0;                             // rates, to blocks
+  std::vector<std::pair<String, Rates>> ratesByName_;  // in the published reading
+  std::int64_t channelCount_ = 0;                      // of all blocks
   Unpacking packed_;
   Counts leftOut_;
   Counts warnings_;

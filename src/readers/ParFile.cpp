@@ -62,18 +62,50 @@ bool IsRecorded(const ParLayout& layout, const HeaderView& header, std::size_t s
   return header[Field<Byte>{layout.Recorded + slot * (layout.LongFields ? 4 : 1)}] != 0;
 }
 
+// Numbers that a scale is divided by.
+bool Divides(Double factor) {
+  return factor != 0 && factor != 1;
+}
+
 void FillScale(const HeaderView& header, std::size_t slot, Single& scale, Single& offset) {
-  const auto divides = [](Double factor) { return factor != 0 && factor != 1; };
   const Double factor1 = header[ParFactor1(slot)];
   const Double factor2 = header[ParFactor2(slot)];
   const Double shift1 = header[ParShift1(slot)];
   const Double shift2 = header[ParShift2(slot)];
-  if (divides(factor1)) {
+  if (Divides(factor1)) {
     if (shift1 != 0) offset = Narrowed(shift1 / scale, "offset by shift 1");
     scale = Narrowed(scale / factor1, "counts per unit by factor 1");
   }
-  if (divides(factor2)) scale = Narrowed(scale / factor2, "counts per unit by factor 2");
+  if (Divides(factor2)) scale = Narrowed(scale / factor2, "counts per unit by factor 2");
   if (shift2 != 0) offset = Narrowed(offset + shift2, "offset by shift 2");
+}
+
+// In the order of FillScale.
+void TellChannel(Opening& opening, const ParLayout& layout, const HeaderView& header,
+                 std::size_t slot, std::size_t channel, Single boardScale) {
+  if (!opening.Rules.KeepsFields) return;
+  const Place place = Place::OfChannel(-1, channel);
+  opening.Tell(header, layout.Gains(slot), "gain code", "gain of the converter", place);
+  opening.Tell(place, "board scale", boardScale, "counts per unit of the model at that gain code");
+  std::string scale = "board scale";
+  std::string offset;
+  if (&layout == &ParFull) {
+    const auto tell = [&](Field<Double> field, std::string_view name, std::string_view meaning) {
+      opening.Tell(header, field(slot), name, meaning, place);
+      return header[field(slot)];
+    };
+    const bool divides1 =
+        Divides(tell(ParFactor1, "factor 1", "divides the scale, unless it is 0 or 1"));
+    if (tell(ParShift1, "shift 1", "counts at 0 units; used where factor 1 divides") != 0 &&
+        divides1)
+      offset = "single(shift 1 / board scale)";
+    if (divides1) scale = "single(board scale / factor 1)";
+    if (Divides(tell(ParFactor2, "factor 2", "divides the scale, unless it is 0 or 1")))
+      scale = Sentence("single(", scale, " / factor 2)");
+    if (tell(ParShift2, "shift 2", "units at count 0") != 0)
+      offset = offset.empty() ? "single(shift 2)" : Sentence("single(", offset, " + shift 2)");
+  }
+  opening.TellFormula(Sentence("count / ", scale, offset.empty() ? "" : " + ", offset), place);
 }
 
 void FillChannels(Opening& opening, const ParLayout& layout, const HeaderView& header,
@@ -90,6 +122,7 @@ void FillChannels(Opening& opening, const ParLayout& layout, const HeaderView& h
   for (std::size_t k = 0; k < slots.size(); ++k) {
     const auto slot = static_cast<std::size_t>(slots[k]);
     block.ChannelScale[k] = AdcScale(block.ADCName, header[layout.Gains(slot)]);
+    TellChannel(opening, layout, header, slot, k, block.ChannelScale[k]);
     if (&layout == &ParFull) FillScale(header, slot, block.ChannelScale[k], block.ChannelOffset[k]);
     if (std::isnan(block.ChannelScale[k]))
       Refuse(Refusal::DomainFault, "damaged", -1, "a scale is no number");
@@ -156,6 +189,8 @@ void FillBlock(Opening& opening, BinaryFile& file, const ParLayout& layout,
   block.SamplingRate = Narrowed(Double{rate} * 1000, "rate in Hz");
   if (!std::isfinite(block.SamplingRate))
     Refuse(Refusal::DomainFault, "damaged", -1, "the rate is no number");
+  opening.Tell(-1, "rate", rate, "rate in kHz");
+  opening.Tell(header, ParModel, "model", "converter, whose scale is known by its name", -1);
   FillChannels(opening, layout, header, block);
   block.FillFrom(opening.DataFile.Size());
   block.StartDateTime = opening.DateOfFile();

@@ -57,6 +57,9 @@ void ReadPeakFile(Opening& opening) {
   block.SamplingRate = static_cast<Single>(rate);
   block.DimensionChannels(static_cast<Integer>(columns));
   for (Single& scale : block.ChannelScale) scale = AdcScale(block.ADCName, 0);
+  opening.Tell(header, layout1 ? PeakRateOfLayout1 : PeakRateOfLayout0, "frames per second",
+               "samples per second of a channel");
+  opening.TellFormula("count / 6400");
   FillTitles(opening.Store, block.ChannelCount, first);
   block.SizeChannel = HeldAsLong(frames);
   block.DataPtr = PeakHeadBytes;

@@ -22,12 +22,13 @@ struct Sidecar {
   SidecarReader Read;
   Long FileType;
   Long FileSubType;
+  std::string_view Formula = {};  // where the sidecar doesn't tell one
 };
 
 constexpr std::array Sidecars = {
     Sidecar{u".dat", ".par", ReadParFile, RawFileType, 1},
     Sidecar{u".dat", ".rvp", ReadRvpFile, RawFileType, 2},
-    Sidecar{u".bin", "_binheader.txt", ReadBinHeader, BinaryFileType, 2},
+    Sidecar{u".bin", "_binheader.txt", ReadBinHeader, BinaryFileType, 2, TextHeaderFormula},
 };
 
 constexpr Sidecar NoSidecar = {{}, {}, nullptr, RawFileType, 0};
@@ -37,7 +38,10 @@ const Sidecar& ReadSidecars(Opening& opening, BlockRec& block) {
   const String extension = LastFour(opening.Store.FileName);
   for (const Sidecar& sidecar : Sidecars) {
     if (sidecar.Extension != extension) continue;
-    if (ReadBeside(opening, sidecar.Ending, sidecar.Read, block)) return sidecar;
+    if (ReadBeside(opening, sidecar.Ending, sidecar.Read, block)) {
+      if (!sidecar.Formula.empty()) opening.TellFormula(sidecar.Formula);
+      return sidecar;
+    }
     block = BlockRec();
     opening.Store.Channels.clear();
   }
@@ -53,6 +57,8 @@ void FillFromDefaults(Opening& opening, BlockRec& block) {
   block.SamplingRate = opening.Rules.Raw->SamplingRate;
   block.DimensionChannels(opening.Rules.Raw->ChannelCount);
   for (Single& scale : block.ChannelScale) scale = AdcScale(block.ADCName, 0);
+  opening.TellDefaultRate(block.SamplingRate);
+  opening.TellFormula("count / 6400");
   block.FillFrom(opening.DataFile.Size());
   block.StartDateTime = opening.DateOfFile();
 }

@@ -46,12 +46,24 @@ void FillChannels(Opening& opening, BinaryFile& file, BlockRec& block) {
     block.ChannelIndex[i] = number;
     block.ChannelScale[i] = Narrowed(1 / record[RvpUnitsPerCount], "counts per unit");
     block.ChannelOffset[i] = Narrowed(record[RvpChannelOffset], "units at count 0");
+    const Place place = Place::OfChannel(-1, i);
+    opening.Tell(record, RvpUnitsPerCount, "units of one count", "units of one count", place);
+    opening.Tell(record, RvpChannelOffset, "units at count 0", "value of count 0", place);
+    opening.Tell(record, RvpChannelUnit, "unit", "unit of values", place);
     if (std::isnan(block.ChannelScale[i]))
       Refuse(Refusal::DomainFault, "damaged", -1, "a scale is no number");
     ChannelRec& channel = opening.Store.Channel(number);
     channel.ChannelTitle = record[RvpChannelName];
     channel.ChannelUnitName = record[RvpChannelUnit];
   }
+}
+
+void TellHeader(Opening& opening, const HeaderView& header) {
+  opening.Tell(header, RvpRate, "rate", "rate in kHz", -1);
+  opening.Tell(header, RvpSamples, "frames", "length, by which the start precedes the end", -1);
+  opening.TellDate(header, "end of the recording", -1, RvpYear, RvpMonth, RvpDay, RvpHour,
+                   RvpMinute, RvpSecond);
+  opening.TellFormula("count / single(1 / units of one count) + single(units at count 0)");
 }
 
 void FillBlock(Opening& opening, BinaryFile& file, const HeaderView& header, BlockRec& block) {
@@ -68,6 +80,7 @@ void FillBlock(Opening& opening, BinaryFile& file, const HeaderView& header, Blo
     Refuse(Refusal::LengthFault, "channel-count", -1, "a channel count of ", count,
            " is not from 1 to 32");
   block.DimensionChannels(count);
+  TellHeader(opening, header);
   FillChannels(opening, file, block);
   const Date end = DateSerial(header[RvpYear], header[RvpMonth], header[RvpDay]) +
                    TimeSerial(header[RvpHour], header[RvpMinute], header[RvpSecond]);

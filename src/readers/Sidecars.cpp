@@ -19,6 +19,7 @@ bool ReadBeside(Opening& opening, std::string_view ending, SidecarReader read, B
   const String& name = opening.Store.FileName;
   const String base = name.substr(0, name.size() - std::min<std::size_t>(name.size(), 4));
   const std::string title = ToUtf8(PathTools::TitleOf(base));
+  const std::size_t told = opening.Store.Fields.size();
   for (const std::string& sidecarEnding : {std::string(ending), InCapitals(ending)}) {
     const auto path = [&] { return ToUtf8(base) + sidecarEnding; };
     try {
@@ -35,6 +36,7 @@ bool ReadBeside(Opening& opening, std::string_view ending, SidecarReader read, B
       refused.Position = -1;  // which is not of the recording
       throw;
     }
+    opening.ForgetFields(told);
     opening.Warn("sidecar-passed-over", -1, path(),
                  " lies beside the recording and was passed over: it can't be read, is locked, or "
                  "is not of its format.");

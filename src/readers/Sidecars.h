@@ -19,8 +19,13 @@ bool ReadRvpFile(Opening& opening, BinaryFile& sidecar, BlockRec& Block);
 
 /// "_binheader.txt" and "_wavheader.txt": a text of settings. What the block has already is kept,
 /// unless a setting replaces it. False also when no channels are known, neither from it nor from
-/// the block.
+/// the block. It tells no formula, since the caller may know better what a count is.
 bool ReadBinHeader(Opening& opening, BinaryFile& sidecar, BlockRec& Block);
+
+/// That of words.
+inline constexpr std::string_view TextHeaderFormula =
+    "count / single(MaxADCValue / ((MaxRange - MinRange) / 2)) + "
+    "single(single(MaxRange + MinRange) / 2)";
 
 using SidecarReader = bool (*)(Opening&, BinaryFile&, BlockRec&);
 

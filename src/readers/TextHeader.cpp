@@ -77,6 +77,7 @@ class TextHeader {
   void Act(std::u16string_view key, std::u16string_view value);
   void ActOnChannel(std::u16string_view key, std::u16string_view value, std::size_t channel);
   void DimensionRanges();
+  void TellSettings() const;
 
   Opening& opening_;
   BlockRec& block_;
@@ -84,6 +85,7 @@ class TextHeader {
   std::vector<Single> minRange_;
   Double section_ = NoSection;
   Double maxAdc_ = 0;
+  bool hasRate_ = false;
 };
 
 void TextHeader::Line::Add(char c) {
@@ -137,6 +139,7 @@ void TextHeader::Act(std::u16string_view key, std::u16string_view value) {
     block_.Resolution = static_cast<Byte>(bits);
   } else if (key == u"Samplerate") {
     block_.SamplingRate = Number("Samplerate", value);
+    hasRate_ = true;
   } else if (section_ >= 0 && section_ < block_.ChannelCount) {
     ActOnChannel(key, value, static_cast<std::size_t>(section_));
   }
@@ -155,11 +158,23 @@ void TextHeader::DimensionRanges() {
   minRange_.assign(static_cast<std::size_t>(block_.ChannelCount), 0);
 }
 
+void TextHeader::TellSettings() const {
+  if (hasRate_) opening_.Tell(-1, "Samplerate", block_.SamplingRate, "samples per second");
+  opening_.Tell(-1, "Resolution", block_.Resolution, "bits of the converter");
+  opening_.Tell(-1, "MaxADCValue", maxAdc_, "highest count, stated or by the resolution");
+  for (std::size_t c = 0; c < maxRange_.size(); ++c) {
+    const Place place = Place::OfChannel(-1, c);
+    opening_.Tell(place, "MaxRange", maxRange_[c], "value at the highest count");
+    opening_.Tell(place, "MinRange", minRange_[c], "value at the lowest count");
+  }
+}
+
 void TextHeader::FillBlock() {
   if (maxAdc_ == 0) {
     if (block_.Resolution == 0) block_.Resolution = 16;
     maxAdc_ = std::exp2(block_.Resolution - 1);
   }
+  TellSettings();
   for (std::size_t i = 0; i < block_.ChannelScale.size(); ++i) {
     const Double top = maxRange_[i];
     const Double bottom = minRange_[i];
@@ -169,7 +184,10 @@ void TextHeader::FillBlock() {
     block_.ChannelScale[i] =
         Narrowed(maxAdc_ / ((top - bottom) / 2), "counts per unit of a channel");
   }
-  if (block_.SamplingRate <= 0) block_.SamplingRate = FallbackSamplingRate;
+  if (block_.SamplingRate <= 0) {
+    block_.SamplingRate = FallbackSamplingRate;
+    opening_.TellDefaultRate(FallbackSamplingRate);
+  }
   if (block_.ADCName.empty()) block_.ADCName = u"BIN_SBunch6";
   if (block_.SizeChannel == 0) block_.FillFrom(opening_.DataFile.Size());
   if (block_.StartDateTime == 0) block_.StartDateTime = opening_.DateOfFile();

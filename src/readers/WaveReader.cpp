@@ -132,6 +132,20 @@ void CheckData(Long dataSize, Integer frameBytes, std::int64_t position) {
          " bytes, less than two frames of ", frameBytes, ".");
 }
 
+void TellFormat(Opening& opening, const HeaderView& format, std::int64_t position) {
+  // What can't be below 0 is shown without a sign.
+  const Field<std::uint16_t> tag{WaveTag.Offset}, subFormat{WaveSubFormat.Offset},
+      frameBytes{WaveFrameBytes.Offset};
+  const Field<std::uint32_t> rate{WaveRate.Offset};
+  opening.Tell(format, tag, "wFormatTag",
+               "kind of samples: 1 PCM, 3 floating point, 6 A-law, 7 mu-law", position);
+  if (format[WaveTag] == WaveExtensible)
+    opening.Tell(format, subFormat, "SubFormat", "kind of samples, as of wFormatTag", position);
+  opening.Tell(format, WaveBits, "wBitsPerSample", "bits of a sample that are data", position);
+  opening.Tell(format, frameBytes, "wBlockAlign", "bytes of a frame", position);
+  opening.Tell(format, rate, "dwSamplesPerSec", "samples per second", position);
+}
+
 void FillBlock(Opening& opening, const HeaderView& format, std::int64_t formatPosition,
                Long dataSize) {
   BlockRec& block = opening.Store.Blocks.emplace_back();
@@ -143,7 +157,9 @@ void FillBlock(Opening& opening, const HeaderView& format, std::int64_t formatPo
   block.FillFrom(dataSize);
   block.StartDateTime = opening.DateOfFile();
   block.Title = FromUtf8(Sentence(format[WaveRate] / 1000.0, " kHz, ", format[WaveBits], "-bit"));
+  TellFormat(opening, format, formatPosition);
   const bool described = ReadBeside(opening, "_wavheader.txt", ReadBinHeader, block);
+  opening.TellFormula(described ? TextHeaderFormula : "count / 6400");
   if (!described)
     opening.Warn("wave-scale", {formatPosition, 0}, "Samples are shown as count / ",
                  block.ChannelScale.front(),
@@ -161,6 +177,8 @@ class PublishedWave {
   void FindChunks();
   void ReadSizes(std::int64_t position);
   void FillBlock();
+  bool ReadSidecar(BlockRec& block) const;
+  void TellFormula(const BlockRec& block, bool described, int bits) const;
   void ChooseKind(BlockRec& block, Integer tag, Integer width) const;
   [[noreturn]] void RefuseCoding(Integer tag) const;
 
@@ -250,6 +268,30 @@ void PublishedWave::ChooseKind(BlockRec& block, Integer tag, Integer width) cons
   block.BigEndian = isBig_ && width > 1;
 }
 
+// False where there is none for the channels of the file.
+bool PublishedWave::ReadSidecar(BlockRec& block) const {
+  const Integer channels = block.ChannelCount;
+  const std::size_t told = opening_.Store.Fields.size();
+  if (!ReadBeside(opening_, "_wavheader.txt", ReadBinHeader, block)) return false;
+  if (block.ChannelCount == channels) return true;
+  opening_.Warn("sidecar-passed-over", -1, "The text beside the wave file describes ",
+                block.ChannelCount, " channels, and was passed over: it has ", channels, ".");
+  opening_.ForgetFields(told);
+  block.DimensionChannels(channels);
+  opening_.Store.Sidecar.clear();
+  return false;
+}
+
+void PublishedWave::TellFormula(const BlockRec& block, bool described, int bits) const {
+  if (!opening_.Rules.KeepsFields) return;
+  if (block.HasRealSamples()) return opening_.TellFormula("the value, as stored");
+  if (!described) return opening_.TellFormula(Sentence("count / ", std::exp2(bits - 1)));
+  const Double words = std::exp2(bits - 16);
+  opening_.TellFormula(
+      words == 1 ? std::string(TextHeaderFormula)
+                 : Sentence("count / ", words, TextHeaderFormula.substr(sizeof("count") - 1)));
+}
+
 void PublishedWave::FillBlock() {
   const Integer channels = format_[WaveChannels];
   const int frameBytes = static_cast<std::uint16_t>(format_[WaveFrameBytes]);
@@ -272,14 +314,9 @@ void PublishedWave::FillBlock() {
   // The bits of a count; a byte of A-law or mu-law stands for one of 16.
   const bool isWord = block.SampleType == SampleALaw || block.SampleType == SampleMuLaw;
   const int bits = isWord ? 16 : 8 * static_cast<int>(SampleWidth(block.SampleType));
-  bool described = ReadBeside(opening_, "_wavheader.txt", ReadBinHeader, block);
-  if (described && block.ChannelCount != channels) {
-    opening_.Warn("sidecar-passed-over", -1, "The text beside the wave file describes ",
-                  block.ChannelCount, " channels, and was passed over: it has ", channels, ".");
-    block.DimensionChannels(channels);
-    opening_.Store.Sidecar.clear();
-    described = false;
-  }
+  TellFormat(opening_, format_, formatPosition_);
+  const bool described = ReadSidecar(block);
+  TellFormula(block, described, bits);
   if (described && block.SamplingRate != static_cast<Single>(block.Rate)) block.Rate = 0;
   // The text is made for words: of other counts, their upper 16 bits.
   for (std::size_t c = 0; c < block.ChannelScale.size(); ++c) {

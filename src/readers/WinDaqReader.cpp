@@ -253,13 +253,34 @@ void SetRate(Opening& opening, const HeaderView& header, BlockRec& block) {
     block.SetRate(1 / interval);
   } else {
     block.SetRate(opening.Rules.SamplingRate);
+    opening.TellDefaultRate(opening.Rules.SamplingRate);
     opening.Warn("no-rate", {WinDaqSampleInterval.Position(), 0}, "An interval of ", interval,
                  " s gives no rate; it is shown as ", block.Rate, " Hz.");
   }
 }
 
+void TellHeader(Opening& opening, const HeaderView& header) {
+  const bool published = opening.IsPublished();
+  opening.Tell(header, WinDaqSampleInterval, "interval",
+               published ? "seconds from one sample of a channel to the next"
+                         : "seconds from sample to sample, over all channels");
+  opening.Tell(header, WinDaqChannels, "channels", "number of channels, in its low bits");
+  opening.Tell(header, WinDaqStartTime, "start", "seconds since 1970");
+  opening.Tell(header, WinDaqFlags, "flags",
+               "bit 1: HiRes; else the two low bits of a 16-bit sample are no data");
+  opening.TellFormula(published ? "count * slope / 4 + intercept"
+                                : "count / single(4 / slope) + single(intercept)");
+}
+
+void TellChannel(Opening& opening, const HeaderView& entry, const Place& place) {
+  opening.Tell(entry, WinDaqSlope, "slope", "units of four counts", place);
+  opening.Tell(entry, WinDaqIntercept, "intercept", "value of count 0", place);
+  opening.Tell(entry, WinDaqUnits, "unit", "unit of values", place);
+}
+
 // The slope is that of a 14-bit count, which is four counts of the word.
 void FillChannels(Opening& opening, const HeaderView& header, BinaryFile& file, BlockRec& block) {
+  TellHeader(opening, header);
   SetRate(opening, header, block);
   if (opening.IsPublished() && !Has(header, WinDaqHiRes)) block.DataBits = WinDaqDataBits;
   for (std::size_t i = 0; i < block.ChannelScale.size(); ++i) {
@@ -273,6 +294,7 @@ void FillChannels(Opening& opening, const HeaderView& header, BinaryFile& file, 
       block.ChannelOffset[i] = Narrowed(entry[WinDaqIntercept], "WinDaq intercept", position);
     }
     opening.Store.Channel(i).ChannelUnitName = entry[WinDaqUnits];
+    TellChannel(opening, entry, Place::OfChannel(position, i));
   }
 }
 

@@ -88,6 +88,28 @@ const Format* FindFormat(std::string_view id) {
   return found != std::end(Read) ? found : nullptr;
 }
 
+std::vector<std::string_view> MarksOf(std::string_view id) {
+  std::vector<std::string_view> marks;
+  for (const Format& format : Read) {
+    if (format.Id != id) continue;
+    std::ranges::copy_if(format.FirstBytes, std::back_inserter(marks),
+                         [](std::string_view mark) { return !mark.empty(); });
+  }
+  return marks;
+}
+
+std::string ExtensionsOf(std::string_view id) {
+  std::string patterns;
+  for (const Format& format : Read) {
+    if (format.Id != id) continue;
+    std::string pattern(format.Patterns);
+    if (pattern.empty() && !format.Extension.empty()) pattern = "*" + ToUtf8(format.Extension);
+    if (!patterns.empty() && !pattern.empty()) patterns += ';';
+    patterns += pattern;
+  }
+  return patterns;
+}
+
 const Format& RecogniseFormat(std::string_view head, const String& fileName, Reading as) {
   const String lastFour = LastFour(fileName);
   const auto* const found = std::ranges::find_if(Read, [&](const Format& format) {

@@ -31,6 +31,10 @@ std::span<const Format> ReadFormats();
 /// Null where none has that id.
 const Format* FindFormat(std::string_view id);
 
+/// First bytes and file name patterns of all rows of that id.
+std::vector<std::string_view> MarksOf(std::string_view id);
+std::string ExtensionsOf(std::string_view id);
+
 /// The format that reads a file that begins with `head`, four bytes, and has that name.
 const Format& RecogniseFormat(std::string_view head, const String& fileName, Reading as);
 

@@ -45,6 +45,7 @@ void NoteCutData(Opening& opening) {
     BlockRec& block = store.Blocks[i];
     const std::int64_t there = block.FramesIn(size);
     const Long claimed = block.SizeChannel;
+    block.HeldFrames = HeldAsLong(there);
     if (opening.IsPublished()) block.SizeChannel = HeldAsLong(there);
     if (block.OpenLength) {
       opening.Note("length-open", {block.DataPtr, static_cast<int>(i)},

@@ -10,6 +10,7 @@
 #include "extract/Overview.h"
 #include "model/Date.h"
 #include "platform/System.h"
+#include "recording/FormatTexts.h"
 #include "recording/Formats.h"
 #include "recording/GeneralFindings.h"
 #include "recording/Once.h"
@@ -61,7 +62,8 @@ OpenRules RulesOf(const OpenOptions& options) {
                   .Raw = {},
                   .AllAtOnce = false,
                   .KeepsFlatFile = false,
-                  .DatesByFile = false};
+                  .DatesByFile = false,
+                  .KeepsFields = options.KeepFields};
   if (!options.Raw) return rules;
   const auto& [channels, rate] = *options.Raw;
   if (channels < 1 || channels > LargestChannelCount)
@@ -99,6 +101,7 @@ Block Describe(const RecordingStore& store, const BlockRec& block, std::optional
     described.StartTime = (block.StartDateTime - *start) * SecondsPerDay;
   described.SamplingRate = block.ExactRate();
   described.FrameCount = block.SizeChannel;
+  described.HeldFrames = block.HeldFrames < 0 ? block.SizeChannel : block.HeldFrames;
   described.SampleBits = 8 * SampleWidth(block.SampleType);
   described.RealSamples = block.HasRealSamples();
   described.Channels.reserve(block.ChannelIndex.size());
@@ -151,6 +154,7 @@ class Recording::State {
   std::optional<Date> Start;
   std::string Notes;
   std::vector<Block> Blocks;
+  std::vector<HeaderField> Fields;
 
  private:
   RecordingStore DoWork(Later kind) const;
@@ -187,6 +191,8 @@ void Recording::State::Open(const std::string& name, std::shared_ptr<const ByteS
   Start = StartOf(store);
   Blocks.reserve(store.Blocks.size());
   for (const BlockRec& block : store.Blocks) Blocks.push_back(Describe(store, block, Start));
+  Fields = std::move(store.Fields);
+  store.Fields.clear();
   store_ = std::make_shared<const RecordingStore>(std::move(store));
 }
 
@@ -322,6 +328,10 @@ const std::vector<Block>& Recording::Blocks() const {
   return state_->Blocks;
 }
 
+const std::vector<HeaderField>& Recording::Fields() const {
+  return state_->Fields;
+}
+
 const std::vector<Comment>& Recording::Comments() const {
   return state_->Comments().List;
 }
@@ -379,8 +389,20 @@ void Recording::Overview(std::size_t block, std::size_t channel, std::int64_t fi
 std::vector<FormatDescription> KnownFormats() {
   std::vector<FormatDescription> formats;
   for (const lmimport::Format& format : ReadFormats()) {
-    if (FindFormat(format.Id) == &format)
-      formats.push_back({format.Id, format.Name, format.Patterns, int{format.FileType}});
+    if (FindFormat(format.Id) == &format) {
+      const FormatTexts& texts = TextsOfFormat(format.Id);
+      formats.push_back({.Id = format.Id,
+                         .Name = format.Name,
+                         .Patterns = format.Patterns,
+                         .Number = int{format.FileType},
+                         .FirstBytes = MarksOf(format.Id),
+                         .Extensions = ExtensionsOf(format.Id),
+                         .Versions = texts.Versions,
+                         .Limits = texts.Limits,
+                         .Sidecars = texts.Sidecars,
+                         .Published = texts.Published,
+                         .Written = texts.Written});
+    }
   }
   return formats;
 }

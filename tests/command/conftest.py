@@ -6,8 +6,10 @@ output is for.
 import os
 import pathlib
 import shutil
+import struct
 import subprocess
 
+import numpy as np
 import pytest
 
 LMI = os.environ.get("LMI", "lmi")
@@ -34,3 +36,25 @@ def samples(tmp_path):
     folder = tmp_path / "samples"
     shutil.copytree(SAMPLES, folder)
     return folder
+
+
+def write_wave(path, counts, rate=1000):
+    """A wave file of 16 bits; counts: (frames, channels), from -32768 to 32767."""
+    counts = np.asarray(counts, "<i2")
+    frames, channels = counts.shape
+    head = struct.pack("<4sI4s4sIHHIIHH4sI", b"RIFF", 36 + counts.nbytes, b"WAVE", b"fmt ", 16, 1,
+                       channels, rate, rate * channels * 2, channels * 2, 16, b"data", counts.nbytes)
+    pathlib.Path(path).write_bytes(head + counts.tobytes())
+    return path
+
+
+@pytest.fixture
+def small(tmp_path):
+    """Three frames of two channels at 1000 Hz from 2009-07-06 06:00: Pressure 1, -1, 0.5 mmHg by
+    counts 100, -100, 50, and Flow 6, 4, 5.3 l/s by 200, -200, 60."""
+    head = struct.pack("<4sid5idd4i", b"CFWB", 1, 1e-3, 2009, 7, 6, 6, 0, 0.0, 0.0, 2, 3, 0, 3)
+    for title, unit, scale, offset in ((b"Pressure", b"mmHg", 0.01, 0), (b"Flow", b"l/s", 0.005, 1000)):
+        head += struct.pack("<32s32s4d", title, unit, scale, offset, 0, 0)
+    path = tmp_path / "small.cfwb"
+    path.write_bytes(head + np.array([100, 200, -100, -200, 50, 60], "<i2").tobytes())
+    return path

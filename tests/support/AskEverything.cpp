@@ -198,7 +198,15 @@ std::string AskRecording(const Recording& recording) {
   for (const Comment& comment : recording.Comments()) {
     if (comment.BlockIndex >= recording.Blocks().size()) return "a comment of no block";
   }
+  for (const HeaderField& field : recording.Fields()) {
+    if (field.Position < -1 || field.Position >= recording.Stamp().Size)
+      return "a field outside the file";
+    if (field.Block >= std::ssize(recording.Blocks())) return "a field of no block";
+  }
   for (std::size_t i = 0; i < recording.Blocks().size(); ++i) {
+    const Block& block = recording.Blocks()[i];
+    if (block.HeldFrames < 0 || block.HeldFrames > block.FrameCount)
+      return "more or less frames than there can be";
     if (!ReadsOfRecordingAgree<std::int16_t>(recording, i) ||
         !ReadsOfRecordingAgree<std::int32_t>(recording, i) ||
         !ReadsOfRecordingAgree<float>(recording, i) || !ReadsOfRecordingAgree<double>(recording, i))
@@ -210,7 +218,7 @@ std::string AskRecording(const Recording& recording) {
 
 std::string OpenAndAskRecording(const std::string& name, Reading as) {
   try {
-    return AskRecording(Recording::Open(name, {.As = as, .Raw = RawData{}}));
+    return AskRecording(Recording::Open(name, {.As = as, .Raw = RawData{}, .KeepFields = true}));
   } catch (const OpenError& error) {
     return error.Findings().empty() ? "a refusal without a finding" : "";
   }

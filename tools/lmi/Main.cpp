@@ -31,8 +31,9 @@ int Run(int argc, char** argv) {
       "  lmi info trial.edf\n"
       "  lmi read trial.edf --channel EEG --from 1:00 --duration 30 > eeg.csv");
   const lmi::Command commands[] = {
-      lmi::AddInfo(app),    lmi::AddCheck(app),  lmi::AddRead(app),
-      lmi::AddFormats(app), lmi::AddManual(app), lmi::AddCompletion(app),
+      lmi::AddList(app),   lmi::AddInfo(app),       lmi::AddCheck(app), lmi::AddExplain(app),
+      lmi::AddRead(app),   lmi::AddPlot(app),       lmi::AddStats(app), lmi::AddFormats(app),
+      lmi::AddManual(app), lmi::AddCompletion(app),
   };
   try {
     app.parse(argc, argv);

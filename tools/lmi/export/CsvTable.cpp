@@ -16,15 +16,6 @@ namespace {
 
 using namespace lmimport;
 
-std::string Field(const std::string& text, const CsvStyle& style) {
-  if (text.find_first_of("\"\n\r") == std::string::npos &&
-      text.find(style.Separator) == std::string::npos)
-    return text;
-  std::string quoted = "\"";
-  for (const char c : text) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
-  return quoted + "\"";
-}
-
 // The line of titles and units, without its end.
 std::string HeadOf(const Block& block, const Part& part, const CsvStyle& style) {
   std::vector<std::string> fields;
@@ -47,7 +38,7 @@ std::string HeadOf(const Block& block, const Part& part, const CsvStyle& style) 
   std::string line;
   for (const std::string& field : fields) {
     if (!line.empty()) line += style.Separator;
-    line += Field(field, style);
+    line += CsvField(field, style.Separator);
   }
   return line;
 }
@@ -106,7 +97,7 @@ class CommentField {
     for (; next_ < comments_.size() && comments_[next_].first < beforeFrame; ++next_)
       text += fmt::format("{}{}", text.empty() ? "" : "; ", OneLine(*comments_[next_].second));
     line.append(style_.Separator);
-    line.append(Field(text, style_));
+    line.append(CsvField(text, style_.Separator));
   }
 
  private:

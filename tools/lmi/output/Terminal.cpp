@@ -108,7 +108,7 @@ std::vector<std::size_t> Table::Widths(std::size_t indent, std::size_t terminalW
   std::size_t shrinking = 0;
   for (std::size_t c = 0; c < columns_.size(); ++c) {
     std::size_t width = Width(columns_[c].Head);
-    for (const auto& row : rows_) width = std::max(width, Width(row[c]));
+    for (const Row& row : rows_) width = std::max(width, Width(row.Cells[c]));
     widths.push_back(width);
     total += width + (c > 0 ? BetweenColumns : 0);
     shrinking += columns_[c].Shrinks ? width : 0;
@@ -124,9 +124,10 @@ std::vector<std::size_t> Table::Widths(std::size_t indent, std::size_t terminalW
   return widths;
 }
 
-void Table::Write(std::size_t indent, std::size_t terminalWidth) const {
+void Table::Write(std::size_t indent, std::size_t terminalWidth,
+                  const Appearance* appearance) const {
   const std::vector<std::size_t> widths = Widths(indent, terminalWidth);
-  const auto write = [&](const auto& cellOf) {
+  const auto write = [&](const auto& cellOf, Color color) {
     std::string line(indent, ' ');
     for (std::size_t c = 0; c < columns_.size(); ++c) {
       const bool last = c + 1 == columns_.size();
@@ -134,10 +135,10 @@ void Table::Write(std::size_t indent, std::size_t terminalWidth) const {
       if (c > 0) line.append(BetweenColumns, ' ');
       line += last && !columns_[c].Right ? cell : Padded(cell, widths[c], columns_[c].Right);
     }
-    Print("{}\n", line);
+    Print("{}\n", appearance != nullptr ? Colored(line, color, *appearance) : line);
   };
-  write([this](std::size_t c) { return columns_[c].Head; });
-  for (const auto& row : rows_) write([&row](std::size_t c) { return row[c]; });
+  write([this](std::size_t c) { return columns_[c].Head; }, Color::Bold);
+  for (const Row& row : rows_) write([&row](std::size_t c) { return row.Cells[c]; }, row.Shade);
 }
 
 }  // namespace lmi

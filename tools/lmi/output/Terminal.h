@@ -47,15 +47,22 @@ class Table {
   };
   explicit Table(std::vector<Column> columns) : columns_(std::move(columns)) {}
 
-  void Add(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
+  void Add(std::vector<std::string> cells, Color color = Color::None) {
+    rows_.push_back({std::move(cells), color});
+  }
 
-  /// To Print, each line with so many blanks before it.
-  void Write(std::size_t indent, std::size_t terminalWidth) const;
+  /// To Print, each line with so many blanks before it; in colours only with an appearance.
+  void Write(std::size_t indent, std::size_t terminalWidth,
+             const Appearance* appearance = nullptr) const;
 
  private:
+  struct Row {
+    std::vector<std::string> Cells;
+    Color Shade;
+  };
   std::vector<std::size_t> Widths(std::size_t indent, std::size_t terminalWidth) const;
   std::vector<Column> columns_;
-  std::vector<std::vector<std::string>> rows_;
+  std::vector<Row> rows_;
 };
 
 }  // namespace lmi

@@ -116,6 +116,15 @@ std::string FileTitle(const lmimport::Recording& recording) {
   return recording.Path().filename().string();
 }
 
+std::string CsvField(const std::string& text, std::string_view separator) {
+  if (text.find_first_of("\"\r\n") == std::string::npos &&
+      text.find(separator) == std::string::npos)
+    return text;
+  std::string quoted = "\"";
+  for (const char c : text) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
+  return quoted + "\"";
+}
+
 nlohmann::ordered_json JsonNumber(double value) {
   if (std::isnan(value)) return "NaN";
   if (std::isinf(value)) return value > 0 ? "Infinity" : "-Infinity";

@@ -45,6 +45,9 @@ std::string Numbered(std::size_t count, std::string_view what);
 /// The part of the file's name after its folders.
 std::string FileTitle(const lmimport::Recording& recording);
 
+/// A field of CSV, in quotes where it needs them.
+std::string CsvField(const std::string& text, std::string_view separator = ",");
+
 /// NaN and infinity, which JSON doesn't have, as texts.
 nlohmann::ordered_json JsonNumber(double value);
 

@@ -77,6 +77,7 @@ Opened OpenOrExplain(const OpenSettings& settings, const NamedFile& file,
   options.As = settings.AsWritten ? Reading::Written : Reading::Published;
   options.CodePage = settings.CodePage;
   if (!file.InFolder) options.Raw = RawData{settings.Channels, settings.Rate};
+  options.KeepFields = settings.KeepFields;
   options.Progress = progress;
   try {
     opened.Recording = Recording::Open(FindFile(settings, file.Name), options);
@@ -84,6 +85,7 @@ Opened OpenOrExplain(const OpenSettings& settings, const NamedFile& file,
   } catch (const OpenError& error) {
     opened.Failure = error.what();
     opened.Findings = error.Findings();
+    opened.BySystem = error.code().category() != make_error_code(OpenFault::NoData).category();
   } catch (const std::exception& fault) {
     opened.Failure = fault.what();
   }

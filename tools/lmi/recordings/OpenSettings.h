@@ -17,6 +17,7 @@ struct OpenSettings {
   double Rate = 100;
   int CodePage = 0;
   bool AsWritten = false;  // as LMImport shows recordings to its hosts
+  bool KeepFields = false;
 };
 
 /// Adds the options that say how files are opened. `settings` must outlive the command line.
@@ -27,6 +28,7 @@ struct Opened {
   std::optional<lmimport::Recording> Recording;
   std::string Failure;
   std::vector<lmimport::Finding> Findings;
+  bool BySystem = false;  // the system didn't give the file: it may another time
 
   std::vector<lmimport::Finding> FurtherFindings() const;  // those that Failure doesn't say
   explicit operator bool() const { return Recording.has_value(); }

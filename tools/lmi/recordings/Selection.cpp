@@ -194,7 +194,7 @@ Stretch StretchOf(const Recording& recording, const SelectionOptions& options) {
 
 Part PartOf(const Block& block, const SelectionOptions& options, const Stretch& stretch) {
   Part part{};
-  const std::int64_t held = block.FrameCount;
+  const std::int64_t held = options.Fill ? block.FrameCount : block.HeldFrames;
   part.First = std::min(options.Start - 1, held);
   part.End = part.First + std::min(options.Count, held - part.First);
   if (stretch.From) part.First = std::max(part.First, FrameAt(block, *stretch.From));

@@ -17,22 +17,25 @@ struct Tally {
   std::size_t Failed = 0;
   std::size_t PassedOver = 0;
 
-  void Count(const Opened& opened) {
+  void Count(bool failed, bool warned) {
     ++Files;
-    const bool failed = !opened.Failure.empty();
     Failed += failed ? 1 : 0;
-    Warned += !failed && std::ranges::any_of(opened.Findings, &lmimport::Finding::Warning) ? 1 : 0;
+    Warned += !failed && warned ? 1 : 0;
+  }
+  void Count(const Opened& opened) {
+    Count(!opened.Failure.empty(),
+          std::ranges::any_of(opened.Findings, &lmimport::Finding::Warning));
   }
 
   /// On standard error, so that standard output holds one line a file, or JSON.
-  void Say(const Appearance& appearance) const {
+  void Say(const Appearance& appearance, const std::string& more = {}) const {
     if (appearance.Quiet) return;
     std::string line = Numbered(Files, "recording");
     if (Warned > 0) line += fmt::format(", {} with warnings", Warned);
     if (Failed > 0) line += fmt::format(", {} failed", Failed);
     if (Warned + Failed == 0 && Files > 0) line += ", no warnings";
     if (PassedOver > 0) line += fmt::format("; {} passed over", Numbered(PassedOver, "other file"));
-    fmt::print(stderr, "{}\n", line);
+    fmt::print(stderr, "{}{}\n", line, more);
   }
 };
 

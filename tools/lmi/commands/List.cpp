@@ -1,0 +1,304 @@
+// "lmi list": one line a recording, of whole folders, and the index that keeps what was seen.
+#include <fnmatch.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+#include "Commands.h"
+#include "index/Catalogue.h"
+#include "output/Interrupt.h"
+#include "output/Output.h"
+#include "output/Terminal.h"
+#include "output/Text.h"
+#include "recordings/Tally.h"
+
+namespace lmi {
+namespace {
+
+using namespace lmimport;
+using nlohmann::ordered_json;
+
+struct ListOptions {
+  OpenSettings Open;
+  FileArguments Files;
+  Appearance Look;
+  bool Csv = false;
+  bool JsonLines = false;
+  std::string Sort;  // name of a field; empty: the order of the files
+  bool Reverse = false;
+  std::vector<std::string> Only;  // KEY=VALUE
+  std::string IndexFile;          // empty: none
+};
+
+std::string NumberText(double number) {
+  return fmt::format("{}", number);
+}
+
+// The texts of a value: of a list, each.
+std::vector<std::string> TextsOf(const RowValue& value) {
+  std::vector<std::string> texts;
+  if (const auto* const number = std::get_if<double>(&value)) texts.push_back(NumberText(*number));
+  if (const auto* const text = std::get_if<std::string>(&value)) texts.push_back(*text);
+  if (const auto* const numbers = std::get_if<std::vector<double>>(&value))
+    std::ranges::transform(*numbers, std::back_inserter(texts), NumberText);
+  if (const auto* const list = std::get_if<std::vector<std::string>>(&value)) texts = *list;
+  return texts;
+}
+
+std::string Joined(const RowValue& value, std::string_view between) {
+  std::string joined;
+  for (const std::string& text : TextsOf(value)) {
+    if (!joined.empty()) joined += between;
+    joined += text;
+  }
+  return joined;
+}
+
+// "60..3600", of which one end may be left out.
+std::optional<std::pair<double, double>> RangeIn(std::string_view text) {
+  const std::size_t dots = text.find("..");
+  if (dots == std::string_view::npos) return {};
+  const auto end = [](std::string_view part, double none) {
+    double number = none;
+    const auto parsed = std::from_chars(part.data(), part.data() + part.size(), number);
+    const bool good =
+        part.empty() || (parsed.ec == std::errc() && parsed.ptr == part.data() + part.size());
+    return good ? number : NAN;
+  };
+  const std::pair range(end(text.substr(0, dots), -INFINITY), end(text.substr(dots + 2), INFINITY));
+  return std::isnan(range.first) || std::isnan(range.second) ? std::nullopt : std::optional(range);
+}
+
+// What --only asks of a row.
+class Condition {
+ public:
+  explicit Condition(const std::string& text) {
+    const std::size_t equals = text.find('=');
+    field_ = FindRowField(text.substr(0, equals));
+    pattern_ = text.substr(equals + 1);
+    range_ = RangeIn(pattern_);
+  }
+
+  bool Holds(const RecordingRow& row) const {
+    const std::vector<std::string> texts = TextsOf(field_->Get(row));
+    if (texts.empty()) return pattern_.empty();
+    return std::ranges::any_of(texts, [this](const std::string& text) { return Matches(text); });
+  }
+
+ private:
+  bool Matches(const std::string& text) const {
+    double number = 0;
+    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (range_ && parsed.ec == std::errc() && parsed.ptr == text.data() + text.size())
+      return number >= range_->first && number <= range_->second;
+    return ::fnmatch(pattern_.c_str(), text.c_str(), FNM_CASEFOLD) == 0;
+  }
+
+  const RowField* field_;
+  std::string pattern_;
+  std::optional<std::pair<double, double>> range_;
+};
+
+std::string CheckCondition(const std::string& text) {
+  const std::size_t equals = text.find('=');
+  if (equals == std::string::npos) return "\"" + text + "\" is not KEY=VALUE";
+  if (FindRowField(text.substr(0, equals)) == nullptr)
+    return "there is no key \"" + text.substr(0, equals) + "\"";
+  return {};
+}
+
+std::string CheckKey(const std::string& text) {
+  if (FindRowField(text) != nullptr) return {};
+  std::string names;
+  for (const RowField& field : RowFields())
+    names += fmt::format("{}{}", names.empty() ? "" : ", ", field.Name);
+  return fmt::format("there is no key \"{}\"; there are {}", text, names);
+}
+
+bool IsBefore(const RowValue& one, const RowValue& other) {
+  // What isn't known comes last.
+  const std::vector<std::string> texts = TextsOf(one);
+  const std::vector<std::string> others = TextsOf(other);
+  if (texts.empty() || others.empty()) return !texts.empty() && others.empty();
+  const auto numberOf = [](const RowValue& value) {
+    if (const auto* const number = std::get_if<double>(&value)) return *number;
+    if (const auto* const list = std::get_if<std::vector<double>>(&value)) return list->front();
+    return 0.0;
+  };
+  const double number = numberOf(one);
+  const double otherNumber = numberOf(other);
+  return number != otherNumber ? number < otherNumber : texts < others;
+}
+
+void Sort(std::vector<RecordingRow>& rows, const ListOptions& options) {
+  if (options.Sort.empty()) {
+    if (options.Reverse) std::ranges::reverse(rows);
+    return;
+  }
+  const RowField* const field = FindRowField(options.Sort);
+  std::ranges::stable_sort(rows, [&](const RecordingRow& a, const RecordingRow& b) {
+    const RowValue one = field->Get(a);
+    const RowValue other = field->Get(b);
+    const bool bothKnown = one.index() != 0 && other.index() != 0;
+    return options.Reverse && bothKnown ? IsBefore(other, one) : IsBefore(one, other);
+  });
+}
+
+void PrintCsvHead() {
+  std::string line;
+  for (const RowField& field : RowFields())
+    line += fmt::format("{}{}", line.empty() ? "" : ",", field.Name);
+  Print("{}\n", line);
+}
+
+void PrintCsv(const RecordingRow& row) {
+  std::string line;
+  for (const RowField& field : RowFields())
+    line += fmt::format("{}{}", &field == RowFields().data() ? "" : ",",
+                        CsvField(Joined(field.Get(row), "; ")));
+  Print("{}\n", line);
+}
+
+void PrintJsonLine(const RecordingRow& row) {
+  ordered_json object;
+  for (const RowField& field : RowFields()) {
+    const RowValue value = field.Get(row);
+    ordered_json& target = object[std::string(field.Name)];
+    if (const auto* const number = std::get_if<double>(&value)) {
+      const bool whole = *number == std::nearbyint(*number) && std::abs(*number) < 1e15;
+      target = whole ? ordered_json(static_cast<std::int64_t>(*number)) : JsonNumber(*number);
+    } else if (const auto* const numbers = std::get_if<std::vector<double>>(&value)) {
+      target = ordered_json::array();
+      for (const double rate : *numbers) target.push_back(JsonNumber(rate));
+    } else if (const auto* const text = std::get_if<std::string>(&value)) {
+      target = *text;
+    } else if (const auto* const list = std::get_if<std::vector<std::string>>(&value)) {
+      target = *list;
+    }
+  }
+  Print("{}\n", JsonText(object));
+}
+
+std::vector<std::string> CellsOf(const RecordingRow& row) {
+  if (row.Format.empty())
+    return {OneLine(row.Path), "-", "", "", "", "", "", "", "", "failed: " + OneLine(row.Failure)};
+  std::string rates;
+  for (const double rate : row.Rates)
+    rates += fmt::format("{}{}", rates.empty() ? "" : ", ", static_cast<float>(rate));
+  std::string start = row.Start.empty() ? "not stated" : row.Start.substr(0, 19);
+  std::ranges::replace(start, 'T', ' ');
+  std::string findings;
+  for (const std::string& code : row.Findings)
+    findings += fmt::format("{}{}", findings.empty() ? "" : ", ", code);
+  if (!row.Failure.empty()) findings = "failed: " + OneLine(row.Failure);
+  std::string titles;
+  for (const std::string& title : row.Titles)
+    titles += fmt::format("{}{}", titles.empty() ? "" : ", ", OneLine(title));
+  return {OneLine(row.Path),
+          row.Format,
+          start,
+          DurationText(row.Seconds),
+          rates,
+          std::to_string(row.Blocks),
+          std::to_string(row.Channels),
+          std::to_string(row.Comments),
+          titles,
+          findings};
+}
+
+void PrintTable(const std::vector<RecordingRow>& rows, const Appearance& look) {
+  if (rows.empty()) return;
+  Table table({{"File", false, true},
+               {"Format"},
+               {"Start"},
+               {"Length", true},
+               {"Rates [Hz]"},
+               {"Blocks", true},
+               {"Channels", true},
+               {"Comments", true},
+               {"Titles", false, true},
+               {"Findings", false, true}});
+  for (const RecordingRow& row : rows) {
+    const Color color = !row.Failure.empty() ? Color::Red
+                        : row.Warnings > 0   ? Color::Yellow
+                                             : Color::None;
+    table.Add(CellsOf(row), color);
+  }
+  table.Write(0, TerminalWidth(), &look);
+}
+
+int List(const ListOptions& options) {
+  std::optional<Index> index;
+  if (!options.IndexFile.empty()) index.emplace(options.IndexFile);
+  std::vector<Condition> conditions;
+  for (const std::string& text : options.Only) conditions.emplace_back(text);
+  // Rows that needn't be sorted or lined up go out as they come.
+  const bool inLines = options.Csv || options.JsonLines;
+  const bool atOnce = inLines && options.Sort.empty() && !options.Reverse;
+  const auto printLine = [&](const RecordingRow& row) {
+    options.Csv ? PrintCsv(row) : PrintJsonLine(row);
+  };
+  if (options.Csv) PrintCsvHead();
+  std::vector<RecordingRow> rows;
+  Tally tally;
+  CatalogueCounts counts;
+  {
+    ProgressLine progress("", options.Look.Quiet);
+    const std::vector<NamedFile> files = FindFiles(options.Files);
+    counts = MakeCatalogue(files, options.Files.Names, options.Open, index ? &*index : nullptr,
+                           progress, [&](RecordingRow&& row) {
+                             tally.Count(!row.Failure.empty(), row.Warnings > 0);
+                             for (const Condition& condition : conditions) {
+                               if (!condition.Holds(row)) return;
+                             }
+                             atOnce ? printLine(row) : rows.push_back(std::move(row));
+                           });
+  }
+  if (IsInterrupted()) return 0;
+  Sort(rows, options);
+  if (inLines)
+    std::ranges::for_each(rows, printLine);
+  else
+    PrintTable(rows, options.Look);
+  Flush();
+  tally.PassedOver = counts.PassedOver;
+  tally.Say(options.Look, index ? fmt::format("; {} opened anew", counts.Opened) : "");
+  return tally.Failed > 0 ? 1 : 0;
+}
+
+}  // namespace
+
+Command AddList(CLI::App& app) {
+  const auto options = std::make_shared<ListOptions>();
+  CLI::App* const list =
+      app.add_subcommand("list", "one line a recording, of folders and lists of files");
+  AddFileArguments(*list, options->Files);
+  auto* const csv = list->add_flag("--csv", options->Csv, "as comma-separated values");
+  list->add_flag("--jsonl", options->JsonLines, "as JSON, an object a line")->excludes(csv);
+  list->add_option("--sort", options->Sort, "by a key, such as start, seconds, format or warnings")
+      ->check(CLI::Validator(CheckKey, ""))
+      ->option_text("KEY");
+  list->add_flag("--reverse", options->Reverse, "the last first");
+  list->add_option("--only", options->Only,
+                   "recordings where this holds: a text or pattern in any case, or a range of "
+                   "numbers, as format=edf, titles=EEG*, seconds=60..3600, failure=; may be given "
+                   "again")
+      ->check(CLI::Validator(CheckCondition, ""))
+      ->allow_extra_args(false)
+      ->option_text("KEY=VALUE");
+  list->add_option("--index", options->IndexFile,
+                   "SQLite database that keeps what was seen; only files that changed in size or "
+                   "date are opened again")
+      ->option_text("DATABASE");
+  AddAppearance(*list, options->Look);
+  AddOpenSettings(*list, options->Open);
+  list->footer(
+      "Examples:\n"
+      "  lmi list recordings/\n"
+      "  lmi list recordings/ --only format=edf --only 'titles=EEG*' --sort start\n"
+      "  lmi list recordings/ --index lab.sqlite --csv > lab.csv");
+  return {list, [options] { return List(*options); }};
+}
+
+}  // namespace lmi
