@@ -70,7 +70,7 @@ std::string BashPlaces(const CommandText& text) {
   return "    " + Quoted(text.Name + " ") + "*) " + offer + " ;;\n";
 }
 
-// In a specification of _arguments.
+// In what describes an option to _arguments.
 std::string ZshEscaped(std::string_view text) {
   std::string escaped;
   for (const char c : text) {
@@ -96,15 +96,15 @@ std::string ZshAction(const OptionText& option) {
 
 std::string ZshOption(const OptionText& option) {
   const bool takesOne = option.Kind != ArgumentKind::None;
-  std::string specifications;
+  std::string described;
   for (const std::string& name : option.Names()) {
     const char* const mark = !takesOne ? "" : name.starts_with("--") ? "=" : "+";
     const std::string others = option.Repeats ? "*" : "(" + Joined(option.Names(), " ") + ")";
-    specifications +=
+    described +=
         " \\\n        " + Quoted(others + name + mark + "[" + ZshEscaped(option.Description) + "]" +
                                  (takesOne ? ZshAction(option) : ""));
   }
-  return specifications;
+  return described;
 }
 
 std::string ZshPlace(const OptionText& argument, std::size_t place) {
