@@ -18,6 +18,18 @@ int Run(int argc, char** argv) {
   CLI::App app("Reads recordings of data-acquisition systems.", "lmi");
   app.set_version_flag("--version", "Lumetra Import Library " LMIMPORT_VERSION);
   app.require_subcommand(1);
+  app.footer(
+      "Exit status:\n"
+      "  0    all went well\n"
+      "  1    a file failed\n"
+      "  2    the command line makes no sense\n"
+      "  130  it was interrupted\n\n"
+      "Environment:\n"
+      "  NO_COLOR  colours are left out where this is set\n"
+      "  TMPDIR    folder of temporary files; else /tmp\n\n"
+      "Examples:\n"
+      "  lmi info trial.edf\n"
+      "  lmi read trial.edf --channel EEG --from 1:00 --duration 30 > eeg.csv");
   const lmi::Command commands[] = {
       lmi::AddList(app),
       lmi::AddInfo(app),
@@ -28,6 +40,8 @@ int Run(int argc, char** argv) {
       lmi::AddPlot(app),
       lmi::AddStats(app),
       lmi::AddFormats(app),
+      lmi::AddManual(app),
+      lmi::AddCompletion(app),
   };
   try {
     app.parse(argc, argv);

@@ -85,6 +85,12 @@ Command AddCheck(CLI::App& app) {
   check->add_flag("--json", options->Json, "for programs, with the names of the interface");
   AddAppearance(*check, options->Look);
   AddOpenSettings(*check, options->Open);
+  check->footer(
+      "Exit status:\n"
+      "  3  no file failed, and there is a warning\n\n"
+      "Examples:\n"
+      "  lmi check *.edf\n"
+      "  lmi check --json archive/ > findings.json");
   return {check, [options] { return Check(*options); }};
 }
 

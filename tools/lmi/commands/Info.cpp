@@ -239,6 +239,10 @@ Command AddInfo(CLI::App& app) {
                  "smallest and largest value of each channel, for which all samples are read");
   AddAppearance(*info, options->Look);
   AddOpenSettings(*info, options->Open);
+  info->footer(
+      "Examples:\n"
+      "  lmi info trial.edf\n"
+      "  lmi info --json *.acq");
   return {info, [options] { return Info(*options); }};
 }
 

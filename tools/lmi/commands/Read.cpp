@@ -166,6 +166,11 @@ Command AddRead(CLI::App& app) {
   AddSelection(*read, options->Selection);
   AddFormat(*read, *options);
   AddOpenSettings(*read, options->Open);
+  read->footer(
+      "Examples:\n"
+      "  lmi read trial.edf\n"
+      "  lmi read trial.edf --channel Flow --channel 1 --from 0:30 --duration 10 --times seconds\n"
+      "  lmi read trial.edf --as integer --format raw > counts.raw");
   read->callback([read, options] { CheckOptions(*read, *options); });
   return {read, [options] { return Read(*options); }};
 }
