@@ -6,7 +6,6 @@ test_packages=("${build_packages[@]}" fish libgtest-dev mandoc octave python3-h5
 lint_packages=("${test_packages[@]}" clang-format clang-tidy cppcheck)
 fuzz_packages=(clang cmake libclang-rt-14-dev ninja-build zlib1g-dev)
 libcxx_packages=(clang-22 cmake libc++-22-dev libc++abi-22-dev ninja-build zlib1g-dev)
-bench_packages=(cmake g++ libbenchmark-dev libbiosig-dev libedf-dev libfmt-dev libmatio-dev
-  libsndfile1-dev ninja-build pkg-config zlib1g-dev)
+bench_packages=("${build_packages[@]}" libbenchmark-dev libbiosig-dev python3-numpy sox)
 # debootstrap and lintian are those of the test.
 package_packages=("${build_packages[@]}" debootstrap dpkg-dev file lintian)
