@@ -2,8 +2,11 @@
 // status: 0, or 1 when a file failed, where nothing else is said.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
+
+namespace CLI {
+class App;
+}
 
 namespace lmi {
 

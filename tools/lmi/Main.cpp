@@ -2,6 +2,7 @@
 // when the command line makes no sense; check has 3, too; after a signal 128 and its number.
 #include <lmimport/Version.h>
 
+#include <CLI/CLI.hpp>
 #include <clocale>
 #include <csignal>
 
@@ -31,17 +32,9 @@ int Run(int argc, char** argv) {
       "  lmi info trial.edf\n"
       "  lmi read trial.edf --channel EEG --from 1:00 --duration 30 > eeg.csv");
   const lmi::Command commands[] = {
-      lmi::AddList(app),
-      lmi::AddInfo(app),
-      lmi::AddCheck(app),
-      lmi::AddExplain(app),
-      lmi::AddRead(app),
-      lmi::AddExport(app),
-      lmi::AddPlot(app),
-      lmi::AddStats(app),
-      lmi::AddFormats(app),
-      lmi::AddManual(app),
-      lmi::AddCompletion(app),
+      lmi::AddList(app),    lmi::AddInfo(app),   lmi::AddCheck(app),      lmi::AddExplain(app),
+      lmi::AddRead(app),    lmi::AddExport(app), lmi::AddPlot(app),       lmi::AddStats(app),
+      lmi::AddFormats(app), lmi::AddManual(app), lmi::AddCompletion(app),
   };
   try {
     app.parse(argc, argv);

@@ -1,8 +1,10 @@
 // "lmi check": what a user should know before trusting the numbers.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 
 #include "Commands.h"
 #include "output/Interrupt.h"
+#include "output/Json.h"
 #include "output/Output.h"
 #include "output/ProgressLine.h"
 #include "output/Terminal.h"

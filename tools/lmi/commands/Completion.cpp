@@ -1,6 +1,8 @@
 // "lmi completion": the script by which a shell completes the command line.
 #include "manual/Completion.h"
 
+#include <CLI/CLI.hpp>
+
 #include "Commands.h"
 #include "output/Output.h"
 

@@ -1,5 +1,6 @@
 // "lmi explain": how the counts of a channel become values: by which fields of the header, by which
 // formula, and for one sample in numbers.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 

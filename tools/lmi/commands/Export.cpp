@@ -1,6 +1,7 @@
 // "lmi export": recordings as files of other formats.
 #include <fmt/core.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 

@@ -1,6 +1,9 @@
 // "lmi formats": what is read, by which readings, and what is written.
+#include <CLI/CLI.hpp>
+
 #include "Commands.h"
 #include "export/ExportFormats.h"
+#include "output/Json.h"
 #include "output/Output.h"
 #include "output/Terminal.h"
 #include "output/Text.h"

@@ -1,10 +1,12 @@
 // "lmi info": what a recording is, as a table or as JSON.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 
 #include "Commands.h"
 #include "output/Digits.h"
 #include "output/Interrupt.h"
+#include "output/Json.h"
 #include "output/Output.h"
 #include "output/ProgressLine.h"
 #include "output/Terminal.h"

@@ -1,6 +1,7 @@
 // "lmi list": one line a recording, of whole folders, and the index that keeps what was seen.
 #include <fnmatch.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -8,6 +9,7 @@
 #include "Commands.h"
 #include "index/Catalogue.h"
 #include "output/Interrupt.h"
+#include "output/Json.h"
 #include "output/Output.h"
 #include "output/Terminal.h"
 #include "output/Text.h"

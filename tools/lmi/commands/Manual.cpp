@@ -1,4 +1,5 @@
 // "lmi manual": the pages that man shows, also where they are not installed.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 

@@ -1,4 +1,5 @@
 // "lmi plot": a recording as a picture, in a file or in the terminal.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 
 #include "Commands.h"

@@ -1,6 +1,7 @@
 // "lmi read": samples as CSV or raw numbers.
 #include <fmt/core.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <stdexcept>
 

@@ -1,10 +1,12 @@
 // "lmi stats": what the samples are like, channel by channel.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 
 #include "Commands.h"
 #include "output/Digits.h"
 #include "output/Interrupt.h"
+#include "output/Json.h"
 #include "output/Output.h"
 #include "output/ProgressLine.h"
 #include "output/Terminal.h"

@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "IndexSchema.h"
+#include "output/Json.h"
 #include "output/Text.h"
 
 namespace lmi {

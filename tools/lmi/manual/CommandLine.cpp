@@ -1,5 +1,6 @@
 #include "manual/CommandLine.h"
 
+#include <CLI/CLI.hpp>
 #include <sstream>
 
 namespace lmi {

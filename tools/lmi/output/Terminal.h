@@ -1,11 +1,14 @@
 // What a person sees: columns that line up whatever the script, the width of the terminal, colours.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
+
+namespace CLI {
+class App;
+}
 
 namespace lmi {
 

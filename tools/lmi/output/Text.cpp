@@ -125,12 +125,6 @@ std::string CsvField(const std::string& text, std::string_view separator) {
   return quoted + "\"";
 }
 
-nlohmann::ordered_json JsonNumber(double value) {
-  if (std::isnan(value)) return "NaN";
-  if (std::isinf(value)) return value > 0 ? "Infinity" : "-Infinity";
-  return value;
-}
-
 std::string FindingText(const lmimport::Finding& finding, const lmimport::Recording* recording) {
   const auto titleOf = [&]() -> std::string {
     if (recording == nullptr || finding.Block < 0) return {};
@@ -147,25 +141,6 @@ std::string FindingText(const lmimport::Finding& finding, const lmimport::Record
   if (finding.Position >= 0) place += fmt::format(", at byte {}", finding.Position);
   return fmt::format("{} {}{}: {}", finding.Warning ? "warning" : "note", finding.Code, place,
                      OneLine(finding.Text));
-}
-
-nlohmann::ordered_json FindingsToJson(const std::vector<lmimport::Finding>& findings) {
-  auto list = nlohmann::ordered_json::array();
-  const auto orNull = [](bool stated, auto value) {
-    return stated ? nlohmann::ordered_json(value) : nlohmann::ordered_json();
-  };
-  for (const lmimport::Finding& finding : findings)
-    list.push_back({{"Warning", finding.Warning},
-                    {"Code", finding.Code},
-                    {"Position", orNull(finding.Position >= 0, finding.Position)},
-                    {"Block", orNull(finding.Block >= 0, finding.Block + 1)},
-                    {"Channel", orNull(finding.Channel >= 0, finding.Channel + 1)},
-                    {"Text", finding.Text}});
-  return list;
-}
-
-std::string JsonText(const nlohmann::ordered_json& value) {
-  return value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 std::string WithoutName(const std::string& reason, std::string_view file) {

@@ -3,7 +3,6 @@
 
 #include <lmimport/Recording.h>
 
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
@@ -47,14 +46,6 @@ std::string FileTitle(const lmimport::Recording& recording);
 
 /// A field of CSV, in quotes where it needs them.
 std::string CsvField(const std::string& text, std::string_view separator = ",");
-
-/// NaN and infinity, which JSON doesn't have, as texts.
-nlohmann::ordered_json JsonNumber(double value);
-
-nlohmann::ordered_json FindingsToJson(const std::vector<lmimport::Finding>& findings);
-
-/// Bytes of a name that aren't UTF-8 are replaced.
-std::string JsonText(const nlohmann::ordered_json& value);
 
 /// The reason, without the name of the file where it only begins with it: "Can't open "NAME": why".
 std::string WithoutName(const std::string& reason, std::string_view file);

@@ -1,5 +1,6 @@
 #include "recordings/Files.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <fstream>

@@ -1,9 +1,12 @@
 // The files that a command line names: each by itself, all in a folder, or a list of them.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+}
 
 namespace lmi {
 

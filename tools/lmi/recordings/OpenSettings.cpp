@@ -1,5 +1,6 @@
 #include "recordings/OpenSettings.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 
 #include "output/Text.h"

@@ -3,11 +3,14 @@
 
 #include <lmimport/Recording.h>
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
 #include "recordings/Files.h"
+
+namespace CLI {
+class App;
+}
 
 namespace lmi {
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "output/Json.h"
 #include "output/Output.h"
 #include "output/Text.h"
 

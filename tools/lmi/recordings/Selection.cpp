@@ -4,6 +4,7 @@
 #include <fnmatch.h>
 #include <lmimport/Text.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
 #include <chrono>
@@ -234,9 +235,10 @@ void AddSelection(CLI::App& command, SelectionOptions& options) {
                   "time of day as T22:15:30 or 2019-11-05T22:15:30")
       ->option_text("TIME")
       ->group(group);
-  auto* const to = command.add_option("--to,--until", options.To, "up to this time, which is left out")
-                       ->option_text("TIME")
-                       ->group(group);
+  auto* const to =
+      command.add_option("--to,--until", options.To, "up to this time, which is left out")
+          ->option_text("TIME")
+          ->group(group);
   command.add_option("--duration", options.Duration, "so long from --from on")
       ->excludes(to)
       ->option_text("TIME")

@@ -3,9 +3,12 @@
 
 #include <lmimport/Recording.h>
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+}
 
 namespace lmi {
 
