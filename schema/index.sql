@@ -1,5 +1,5 @@
--- The index of recordings: what `lmi list --index` and the Python package write, and sqlite3 and
--- pandas read. docs/index.md describes it. A change of it needs a new user_version.
+-- The index of recordings: what `lmi list --index` writes, and sqlite3 and pandas read.
+-- docs/index.md describes it. A change of it needs a new user_version.
 PRAGMA application_id = 0x4c4d4931;
 PRAGMA user_version = 1;
 

@@ -53,6 +53,7 @@ struct Block {
   // last values where frames are worked out. Of packed samples, whose streams an open believes, all.
   std::int64_t HeldFrames = 0;
   int SampleBits = 16;       // as stored
+  int CountBits = 16;        // of a count: 16 for the 8 bits of A-law and mu-law, else SampleBits
   bool RealSamples = false;  // Single or Double, values as they are
   std::vector<Channel> Channels;
 };

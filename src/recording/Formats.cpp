@@ -43,6 +43,7 @@ struct UnreadFormat {
   std::string_view FirstBytes;
   std::u16string_view Extension;
   bool IsReadInPublished = false;
+  bool IsDocument = false;  // nobody records in it
 };
 constexpr UnreadFormat Unread[] = {
     {"Axon ABF 2", "ABF2", {}},
@@ -57,14 +58,14 @@ constexpr UnreadFormat Unread[] = {
     {"WinDaq of 16 bits", "", u".wdh", true},
     {"compressed WinDaq", "", u".wdc"},
     {"WinDaq of 16 bits", "", u".whc", true},
-    {"PDF", "%PDF", u".pdf"},
-    {"PNG image", "\x89PNG", u".png"},
-    {"JPEG image", "\xff\xd8\xff", u".jpg"},
+    {"PDF", "%PDF", u".pdf", false, true},
+    {"PNG image", "\x89PNG", u".png", false, true},
+    {"JPEG image", "\xff\xd8\xff", u".jpg", false, true},
     {"FLAC", "fLaC", u".flac"},
     {"Ogg", "OggS", u".ogg"},
     {"MP3", "ID3", u".mp3"},
-    {"ZIP archive", "PK\x03\x04", u".zip"},
-    {"gzip archive", "\x1f\x8b", u".gz"},
+    {"ZIP archive", "PK\x03\x04", u".zip", false, true},
+    {"gzip archive", "\x1f\x8b", u".gz", false, true},
 };
 
 // The version, where the first bytes tell it.
@@ -134,6 +135,12 @@ bool BeginsLikeUnread(std::string_view head, Reading as) {
   return std::ranges::any_of(Unread, [&](const UnreadFormat& format) {
     return !format.FirstBytes.empty() && head.starts_with(format.FirstBytes) &&
            (as == Reading::Written || !format.IsReadInPublished);
+  });
+}
+
+bool BeginsLikeDocument(std::string_view head) {
+  return std::ranges::any_of(Unread, [head](const UnreadFormat& format) {
+    return format.IsDocument && head.starts_with(format.FirstBytes);
   });
 }
 

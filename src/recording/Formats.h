@@ -48,4 +48,7 @@ std::string KnownUnreadFormat(std::string_view head, const String& fileName, Rea
 /// Its first bytes are those of such a format.
 bool BeginsLikeUnread(std::string_view head, Reading as);
 
+/// Of these, a picture, a printed page or an archive, in which nobody records.
+bool BeginsLikeDocument(std::string_view head);
+
 }  // namespace lmimport

@@ -14,8 +14,10 @@ void RefuseOtherFormats(Opening& opening) {
   std::array<char, 16> bytes{};
   opening.DataFile.Seek(0);
   const std::int64_t done = opening.DataFile.ReadBytes(bytes.data(), std::ssize(bytes));
-  if (BeginsLikeUnread({bytes.data(), static_cast<std::size_t>(done)}, opening.Rules.As))
-    Refuse(Refusal::UnsupportedFormat, "not-of-format", 0, "The file is no raw data.");
+  const std::string_view head(bytes.data(), static_cast<std::size_t>(done));
+  if (BeginsLikeUnread(head, opening.Rules.As))
+    Refuse(Refusal::UnsupportedFormat, BeginsLikeDocument(head) ? "no-recording" : "not-of-format",
+           0, "The file is no raw data.");
 }
 
 void ReadRecording(Opening& opening) {

@@ -103,6 +103,8 @@ Block Describe(const RecordingStore& store, const BlockRec& block, std::optional
   described.FrameCount = block.SizeChannel;
   described.HeldFrames = block.HeldFrames < 0 ? block.SizeChannel : block.HeldFrames;
   described.SampleBits = 8 * SampleWidth(block.SampleType);
+  const bool isLaw = block.SampleType == SampleALaw || block.SampleType == SampleMuLaw;
+  described.CountBits = isLaw ? 16 : described.SampleBits;
   described.RealSamples = block.HasRealSamples();
   described.Channels.reserve(block.ChannelIndex.size());
   for (std::size_t c = 0; c < block.ChannelIndex.size(); ++c) {

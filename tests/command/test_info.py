@@ -1,12 +1,13 @@
 """lmi info, check, explain and formats: for people and for programs."""
 import json
 import pathlib
+import subprocess
 
 import jsonschema
 import numpy as np
 import pytest
 
-from conftest import SAMPLES, complaint, run, write_wave
+from conftest import LMI, SAMPLES, complaint, run, write_wave
 
 SCHEMA = json.loads((pathlib.Path(__file__).parents[2] / "docs/info.schema.json").read_text())
 
@@ -59,6 +60,18 @@ def test_explains_a_value_by_the_fields_it_comes_from(samples):
     data = (SAMPLES / "edf_multirate.edf").read_bytes()
     assert data[int(position):int(position) + 8] == b"-5000   "
     assert "LMImport shows the same" in run("explain", samples / "demo.lmc")
+
+
+def test_says_what_there_is_for_a_mistyped_command():
+    assert 'no command "lst"; there are list, info' in complaint("lst", status=2)
+
+
+def test_ends_as_it_should_where_nothing_can_be_said(samples):
+    for command in ("stats", "check", "list"):
+        with open("/dev/full", "w") as full:
+            run_status = subprocess.run([LMI, command, samples], stdout=subprocess.DEVNULL,
+                                        stderr=full).returncode
+        assert run_status == 1
 
 
 def test_formats_are_told_whole():

@@ -46,7 +46,8 @@ def test_a_row_says_what_a_recording_is(samples):
 
 @pytest.mark.parametrize("arguments, names", [
     (["--only", "format=EDF"], ["edf_multirate.edf"]),
-    (["--only", "titles=eeg*"], ["edf_multirate.edf"]),
+    (["--only", "titles=eeg*"], ["edf_multirate.edf", "octave_named_v6.mat"]),
+    (["--only", "titles=sweep"], ["octave_v4.mat"]),
     (["--only", "seconds=0.2..10", "--only", "format=wave"], ["sox_stereo.wav"]),
     (["--only", "format=cfwb", "--only", "warnings=1.."], []),
     (["--only", "failure=*v7.3*"], ["test_file_hdf5.mat"]),
@@ -91,6 +92,37 @@ def test_a_sidecar_belongs_to_its_recording(tmp_path):
     (data / "a_binheader.txt").write_text("NumAChannels=1\nSamplerate=50\n[Ch0]\nMaxRange=1\nMinRange=-1\n")
     row, = rows(data, "--index", index, status=0)
     assert row["sidecar"] == "a_binheader.txt"
+
+
+def test_rows_stay_where_their_folder_is_away(tmp_path, samples):
+    index = tmp_path / "i.sqlite"
+    count = len(rows(samples, "--index", index))
+    samples.rename(tmp_path / "away")
+    assert "1 failed" in complaint("list", samples, "--index", index)
+    samples.mkdir()  # as where a disk isn't mounted
+    assert rows(samples, "--index", index, status=0) == []
+    assert len(rows("--index", index)) == count + 1  # and the folder that was named as a file
+
+
+def test_a_link_to_a_folder_is_no_second_one(tmp_path, samples):
+    index = tmp_path / "i.sqlite"
+    count = len(rows(samples, "--index", index))
+    (tmp_path / "link").symlink_to(samples)
+    assert opened(str(tmp_path / "link") + "/", "--index", index) == 0
+    assert table(index, "SELECT count(*) FROM recording") == [(count,)]
+
+
+def test_pictures_and_archives_are_no_recordings(tmp_path):
+    for name, head in (("a.png", b"\x89PNG\r\n"), ("b.pdf", b"%PDF-1.4"), ("c.npz", b"PK\x03\x04")):
+        (tmp_path / name).write_bytes(head + bytes(100))
+    (tmp_path / "d.gdf").write_bytes(b"GDF 2.20" + bytes(100))
+    row, = rows(tmp_path)
+    assert row["path"].endswith("d.gdf") and "General Data Format" in row["failure"]
+
+
+def test_says_which_conditions_make_sense(samples):
+    assert "seconds is a number" in complaint("list", samples, "--only", "seconds=abc", status=2)
+    assert "there are path, size" in complaint("list", samples, "--only", "fmt=edf", status=2)
 
 
 def test_the_index_has_what_its_schema_says(tmp_path, samples):

@@ -28,6 +28,17 @@ def test_kinds_of_files(tmp_path, samples, ending, start):
     assert target.read_bytes().startswith(start)
 
 
+def test_comments_are_cut_between_characters(tmp_path, samples):
+    for width in range(300, 420, 7):
+        run("plot", samples / "edf_multirate.edf", "-o", tmp_path / "a.svg", "--width", width)
+
+
+def test_values_that_no_tick_tells_apart(tmp_path):
+    import scipy.io
+    scipy.io.savemat(tmp_path / "a.mat", {"x": 1e17 + np.array([[0.0], [16.0]])})
+    run("plot", tmp_path / "a.mat", "-o", tmp_path / "a.png", timeout=20)
+
+
 def test_the_terminal_shows_times_clock_and_comments(samples):
     text = run("plot", samples / "edf_multirate.edf", "--from", "5", "--to", "15")
     for part in ("EEG Fp1 [uV]", "SaO2 [%]", "22:15:40", "7.500 s  Spike äö μ", "^1"):

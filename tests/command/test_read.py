@@ -1,11 +1,14 @@
 """lmi read: which samples, with which times, in how many digits."""
 import io
+import os
 import shlex
+import stat
+import subprocess
 
 import numpy as np
 import pytest
 
-from conftest import complaint, run, write_wave
+from conftest import LMI, complaint, run, write_wave
 
 HEAD = "Pressure [mmHg],Flow [l/s]\n"
 
@@ -20,6 +23,8 @@ HEAD = "Pressure [mmHg],Flow [l/s]\n"
     ("--from 0.001 --to 0.002", HEAD + "-1,4\n"),
     ("--from T06:00:00.001 --duration 0.001", HEAD + "-1,4\n"),
     ("--from 2009-07-06T06:00:00.002", HEAD + "0.5,5.3\n"),
+    ("--from 0.001 --count 1", HEAD + "-1,4\n"),
+    ("--channel 2,1 --start 3", HEAD + "0.5,5.3\n"),
     ("--bins 1 --channel 2", "Flow smallest [l/s],Flow largest [l/s],Flow mean [l/s]\n4,6,5.1\n"),
     ("--bins 2 --channel 1 --times seconds --no-header", "0,1,1,1\n0.001,-1,0.5,-0.25\n"),
     ("--as integer --count 1", "Pressure,Flow\n100,200\n"),
@@ -34,6 +39,11 @@ def test_comments_are_at_their_frames(samples):
     assert run("read", samples / "edf_multirate.edf", "-b", "1", "-c", "1", "--comments").splitlines()[
         1:3] == ["9.987,lights off", "37.713,very early"]
     assert lines[0] == "Frame,Resp chest [mV],Comment" and len(lines) == 2001
+    # Chosen by its rate, it still has those of the recording, but for the one past the end.
+    done = subprocess.run([LMI, "read", samples / "edf_multirate.edf", "-c", "sao2", "--comments"],
+                          capture_output=True, text=True)
+    assert sum(not line.endswith(",") for line in done.stdout.splitlines()[1:]) == 5
+    assert "7.5" not in done.stdout and "1 comment at no frame" in done.stderr
 
 
 def test_all_blocks_are_tables_one_after_the_other(samples):
@@ -73,6 +83,21 @@ def test_a_file_gets_its_name_when_it_is_whole(tmp_path, small):
     said = complaint("read", small, "-o", target, "--channel", "x")
     assert 'there are 1 "Pressure", 2 "Flow"' in said
     assert target.read_text().startswith(HEAD)
+    # Never over what is read, whatever it is called.
+    os.link(small, tmp_path / "same.cfwb")
+    (tmp_path / "other").symlink_to(small)
+    for name in ("small.cfwb", "same.cfwb", "other"):
+        assert "would replace" in complaint("read", small, "-o", tmp_path / name)
+        (tmp_path / name).unlink() if name != "small.cfwb" else None
+    # As it was, for whom it was.
+    target.chmod(0o600)
+    run("read", small, "-o", target)
+    assert stat.S_IMODE(target.stat().st_mode) == 0o600
+    os.mkfifo(tmp_path / "pipe")
+    reader = subprocess.Popen(["cat", tmp_path / "pipe"], stdout=subprocess.PIPE)
+    run("read", small, "-o", tmp_path / "pipe")
+    assert reader.communicate()[0] == target.read_bytes()
+    (tmp_path / "pipe").unlink()
     assert "Is a directory" in complaint("read", small, "-o", tmp_path)
     assert sorted(p.name for p in tmp_path.iterdir()) == ["out.csv", "small.cfwb"]
 

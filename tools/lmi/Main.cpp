@@ -36,6 +36,17 @@ int Run(int argc, char** argv) {
       lmi::AddRead(app),    lmi::AddExport(app), lmi::AddPlot(app),       lmi::AddStats(app),
       lmi::AddFormats(app), lmi::AddManual(app), lmi::AddCompletion(app),
   };
+  // Told by name, which the parser wouldn't.
+  const auto isNamed = [argv](const lmi::Command& command) {
+    return command.Line->get_name() == argv[1];
+  };
+  if (argc > 1 && argv[1][0] != '-' && std::ranges::none_of(commands, isNamed)) {
+    std::string names;
+    for (const lmi::Command& command : commands)
+      names += (names.empty() ? "" : ", ") + command.Line->get_name();
+    lmi::Say("lmi: there is no command \"{}\"; there are {}\n", lmi::OneLine(argv[1]), names);
+    return UsageError;
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -65,7 +76,7 @@ int main(int argc, char** argv) {
     lmi::PrintFailure(failure.Name, failure.Reason);
     return 1;
   } catch (const std::exception& fault) {
-    lmi::PrintFailure("lmi", fault.what());
+    lmi::Say("lmi: {}\n", lmi::OneLine(fault.what()));
     return 1;
   }
 }

@@ -54,9 +54,10 @@ void PrintJson(const std::string& name, const Opened& opened, bool isFirst) {
 
 int Check(const CheckOptions& options) {
   constexpr int warned = 3;
+  const std::vector<NamedFile> files = FindFiles(options.Files);
   Tally tally;
   if (options.Json) Print("[");
-  for (const NamedFile& file : FindFiles(options.Files)) {
+  for (const NamedFile& file : files) {
     ProgressLine line(OneLine(file.Name), options.Look.Quiet);
     Opened opened = OpenOrExplain(options.Open, file, line.Handler());
     if (IsInterrupted()) break;
@@ -73,7 +74,7 @@ int Check(const CheckOptions& options) {
   }
   if (options.Json) Print("]\n");
   Flush();
-  if (options.Files.NameSeveral()) tally.Say(options.Look);
+  if (options.Files.NameSeveral()) tally.Print(options.Look);
   return tally.Failed > 0 ? 1 : tally.Warned > 0 ? warned : 0;
 }
 

@@ -139,9 +139,9 @@ std::vector<FieldRow> RowsOf(const std::vector<HeaderField>& first,
 
 void PrintFields(const std::vector<HeaderField>& first, const std::vector<HeaderField>* second) {
   std::vector<Table::Column> columns = {
-      {"At byte", true}, {"Field", false, true}, {second == nullptr ? "Value" : "Published"}};
+      {"At byte", true}, {"Field", false, 2}, {second == nullptr ? "Value" : "Published"}};
   if (second != nullptr) columns.push_back({"As written"});
-  columns.push_back({"What it gives", false, true});
+  columns.push_back({"What it gives", false, 1});
   Table table(std::move(columns));
   for (const FieldRow& row :
        RowsOf(first, second == nullptr ? std::vector<HeaderField>() : *second)) {
@@ -169,6 +169,10 @@ bool AreSame(const Subject& one, const Subject& other) {
 
 void Explain(const Subject& subject, const Opened& other, const ExplainOptions& options) {
   const Channel& channel = subject.What();
+  if (subject.Frame >= subject.In().FrameCount)
+    throw std::invalid_argument(fmt::format("there is no sample {}; block {} has {}",
+                                            subject.Frame + 1, subject.Block + 1,
+                                            subject.In().FrameCount));
   const std::string title =
       channel.Title.empty() ? "" : fmt::format(" \"{}\"", OneLine(channel.Title));
   Print("{}\n", Colored(fmt::format("{}, block {}, channel {}{}, sample {}",
@@ -226,8 +230,7 @@ void ExplainAll(const Recording& recording, const Opened& other, const ExplainOp
     }
   }
   if (left > 0 && !options.Look.Quiet)
-    fmt::print(stderr, "{} more; --channel names one, --channel '*' all\n",
-               Numbered(left, "channel"));
+    Say("{} more; --channel names one, --channel '*' all\n", Numbered(left, "channel"));
 }
 
 int Explain(const ExplainOptions& options) {
@@ -240,8 +243,7 @@ int Explain(const ExplainOptions& options) {
     settings.AsWritten = true;
     other = OpenOrExplain(settings, {options.File}, line.Handler());
     if (!other && !options.Look.Quiet)
-      fmt::print(stderr, "LMImport refuses this file: {}\n",
-                 OneLine(WithoutName(other.Failure, options.File)));
+      Say("LMImport refuses this file: {}\n", OneLine(WithoutName(other.Failure, options.File)));
   }
   if (opened)
     opened.Try([&](const Recording& recording) { ExplainAll(recording, other, options); });

@@ -86,6 +86,8 @@ void ExportOne(const Recording& recording, const ExportSettings& settings, const
                ExportPlaces& places, ProgressLine& line) {
   const ExportFormat& format = FormatOf(settings);
   std::vector<Part> parts = Select(recording, settings.Selection);
+  if (std::ranges::all_of(parts, [](const Part& part) { return part.Frames() == 0; }))
+    throw std::runtime_error("there is no sample in what is asked for");
   const fs::path wanted = PlaceOf(settings, file, format.Ending());
   if (!settings.IntoFolder() && places.IsTaken(wanted))
     throw std::runtime_error("the output would replace the recording");
@@ -124,11 +126,14 @@ int Export(const ExportSettings& settings) {
         });
     } catch (const ExportInterrupted&) {
       break;
+    } catch (const OutputFailed& failure) {
+      // Of this place; the others may be good.
+      opened.Failure = fmt::format("\"{}\": {}", failure.Name, failure.Reason);
     }
     if (!opened.Failure.empty()) PrintFailureOf(file, opened);
     tally.Count(opened);
   }
-  if (settings.Files.NameSeveral()) tally.Say(settings.Look);
+  if (settings.Files.NameSeveral()) tally.Print(settings.Look);
   return tally.Failed > 0 ? 1 : 0;
 }
 
@@ -198,6 +203,11 @@ Command AddExport(CLI::App& app) {
       ->group(group);
   AddAppearance(*command, settings->Look);
   AddOpenSettings(*command, settings->Open);
+  command->footer(
+      "Examples:\n"
+      "  lmi export night.edf -o night.mat\n"
+      "  lmi export recordings/ -o arrays/ --to npz\n"
+      "  lmi export trial.abf -o trial.wav --channel Vm --from 1:00 --duration 30");
   command->callback([command, settings] {
     settings->Options.CodePage = settings->Open.CodePage;
     CheckSettings(*command, *settings);

@@ -40,13 +40,13 @@ std::string RangeText(const Block& block, const Channel& channel) {
 void PrintChannels(const Recording& recording, std::size_t number, bool scan) {
   const Block& block = recording.Blocks()[number];
   std::vector<Table::Column> columns = {
-      {"#", true}, {"Title", false, true}, {"Unit"}, {"Factor", true}, {"Offset", true}};
+      {"#", true}, {"Title", false, 2}, {"Unit"}, {"Factor", true}, {"Offset", true}};
   if (scan) {
     columns.push_back({"Smallest", true});
     columns.push_back({"Largest", true});
   }
   columns.push_back({"Range", true});
-  columns.push_back({"First values", false, true});
+  columns.push_back({"First values", false, 1});
   Table table(std::move(columns));
   for (std::size_t c = 0; c < block.Channels.size(); ++c) {
     const Channel& channel = block.Channels[c];
@@ -73,13 +73,16 @@ void PrintChannels(const Recording& recording, std::size_t number, bool scan) {
 void PrintComments(const Block& block, const std::vector<const Comment*>& comments) {
   if (comments.empty()) return;
   Print("\n");
-  Table table({{"#", true}, {"Frame", true}, {"Time", true}, {"Comment", false, true}});
+  Table table({{"#", true}, {"Frame", true}, {"Time", true}, {"Comment", false, 1}});
   for (std::size_t i = 0; i < std::min(comments.size(), ShownComments); ++i) {
     const Comment& comment = *comments[i];
     const std::string length = std::isnan(comment.Duration)
                                    ? ""
                                    : fmt::format(" ({} s)", static_cast<float>(comment.Duration));
-    table.Add({std::to_string(i + 1), std::to_string(FrameOf(block, comment) + 1),
+    // One in a gap, or past the end, is at no frame.
+    const std::int64_t frame = FrameOf(block, comment);
+    const bool isThere = frame >= 0 && frame < block.FrameCount;
+    table.Add({std::to_string(i + 1), isThere ? std::to_string(frame + 1) : "-",
                SecondsText(comment.Time - block.StartTime, 1), OneLine(comment.Text) + length});
   }
   table.Write(2, TerminalWidth());
@@ -203,10 +206,11 @@ void InfoAsTable(const InfoOptions& options, const NamedFile& file, Opened& open
 }
 
 int Info(const InfoOptions& options) {
+  const std::vector<NamedFile> files = FindFiles(options.Files);
   Tally tally;
   bool isFirst = true;
   if (options.Json) Print("[\n");
-  for (const NamedFile& file : FindFiles(options.Files)) {
+  for (const NamedFile& file : files) {
     ProgressLine line(OneLine(file.Name), options.Look.Quiet);
     Opened opened = OpenOrExplain(options.Open, file, line.Handler());
     if (IsInterrupted()) break;
@@ -226,7 +230,7 @@ int Info(const InfoOptions& options) {
   }
   if (options.Json) Print("\n]\n");
   Flush();
-  if (options.Files.NameSeveral()) tally.Say(options.Look);
+  if (options.Files.NameSeveral()) tally.Print(options.Look);
   return tally.Failed > 0 ? 1 : 0;
 }
 

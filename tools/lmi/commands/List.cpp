@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <map>
 
 #include "Commands.h"
 #include "index/Catalogue.h"
@@ -102,20 +103,27 @@ class Condition {
   std::optional<std::pair<double, double>> range_;
 };
 
-std::string CheckCondition(const std::string& text) {
-  const std::size_t equals = text.find('=');
-  if (equals == std::string::npos) return "\"" + text + "\" is not KEY=VALUE";
-  if (FindRowField(text.substr(0, equals)) == nullptr)
-    return "there is no key \"" + text.substr(0, equals) + "\"";
-  return {};
-}
-
 std::string CheckKey(const std::string& text) {
   if (FindRowField(text) != nullptr) return {};
   std::string names;
   for (const RowField& field : RowFields())
     names += fmt::format("{}{}", names.empty() ? "" : ", ", field.Name);
   return fmt::format("there is no key \"{}\"; there are {}", text, names);
+}
+
+std::string CheckCondition(const std::string& text) {
+  const std::size_t equals = text.find('=');
+  if (equals == std::string::npos) return "\"" + text + "\" is not KEY=VALUE";
+  const std::string key = text.substr(0, equals);
+  const std::string value = text.substr(equals + 1);
+  const RowField* const field = FindRowField(key);
+  if (field == nullptr) return CheckKey(key);
+  double number = 0;
+  const auto parsed = std::from_chars(value.data(), value.data() + value.size(), number);
+  const bool isNumber = parsed.ec == std::errc() && parsed.ptr == value.data() + value.size();
+  if (field->IsNumber && !value.empty() && !isNumber && !RangeIn(value))
+    return fmt::format("{} is a number: {}=12 or {}=10..20, not \"{}\"", key, key, key, value);
+  return {};
 }
 
 bool IsBefore(const RowValue& one, const RowValue& other) {
@@ -128,8 +136,10 @@ bool IsBefore(const RowValue& one, const RowValue& other) {
     if (const auto* const list = std::get_if<std::vector<double>>(&value)) return list->front();
     return 0.0;
   };
-  const double number = numberOf(one);
-  const double otherNumber = numberOf(other);
+  // NaN, which is in no order, comes last among numbers.
+  const auto inOrder = [](double number) { return std::isnan(number) ? INFINITY : number; };
+  const double number = inOrder(numberOf(one));
+  const double otherNumber = inOrder(numberOf(other));
   return number != otherNumber ? number < otherNumber : texts < others;
 }
 
@@ -142,7 +152,7 @@ void Sort(std::vector<RecordingRow>& rows, const ListOptions& options) {
   std::ranges::stable_sort(rows, [&](const RecordingRow& a, const RecordingRow& b) {
     const RowValue one = field->Get(a);
     const RowValue other = field->Get(b);
-    const bool bothKnown = one.index() != 0 && other.index() != 0;
+    const bool bothKnown = !TextsOf(one).empty() && !TextsOf(other).empty();
     return options.Reverse && bothKnown ? IsBefore(other, one) : IsBefore(one, other);
   });
 }
@@ -158,7 +168,7 @@ void PrintCsv(const RecordingRow& row) {
   std::string line;
   for (const RowField& field : RowFields())
     line += fmt::format("{}{}", &field == RowFields().data() ? "" : ",",
-                        CsvField(Joined(field.Get(row), "; ")));
+                        CsvField(OneLine(Joined(field.Get(row), "; "))));
   Print("{}\n", line);
 }
 
@@ -211,16 +221,16 @@ std::vector<std::string> CellsOf(const RecordingRow& row) {
 
 void PrintTable(const std::vector<RecordingRow>& rows, const Appearance& look) {
   if (rows.empty()) return;
-  Table table({{"File", false, true},
+  Table table({{"File", false, 3, true},
                {"Format"},
                {"Start"},
                {"Length", true},
-               {"Rates [Hz]"},
+               {"Rates [Hz]", false, 2},
                {"Blocks", true},
                {"Channels", true},
                {"Comments", true},
-               {"Titles", false, true},
-               {"Findings", false, true}});
+               {"Titles", false, 1},
+               {"Findings", false, 2}});
   for (const RecordingRow& row : rows) {
     const Color color = !row.Failure.empty() ? Color::Red
                         : row.Warnings > 0   ? Color::Yellow
@@ -228,6 +238,18 @@ void PrintTable(const std::vector<RecordingRow>& rows, const Appearance& look) {
     table.Add(CellsOf(row), color);
   }
   table.Write(0, TerminalWidth(), &look);
+}
+
+// All that an index has, by path; gives the number of files that are no recordings.
+std::size_t TakeAll(const Index& index, const std::function<void(RecordingRow&&)>& take) {
+  std::unordered_map<std::string, Index::Entry> entries = index.Load();
+  std::map<std::string, RecordingRow> rows;
+  for (auto& [path, entry] : entries) {
+    if (entry.Row) rows.emplace(path, std::move(*entry.Row));
+  }
+  const std::size_t others = entries.size() - rows.size();
+  for (auto& [path, row] : rows) take(std::move(row));
+  return others;
 }
 
 int List(const ListOptions& options) {
@@ -247,15 +269,18 @@ int List(const ListOptions& options) {
   CatalogueCounts counts;
   {
     ProgressLine progress("", options.Look.Quiet);
-    const std::vector<NamedFile> files = FindFiles(options.Files);
-    counts = MakeCatalogue(files, options.Files.Names, options.Open, index ? &*index : nullptr,
-                           progress, [&](RecordingRow&& row) {
-                             tally.Count(!row.Failure.empty(), row.Warnings > 0);
-                             for (const Condition& condition : conditions) {
-                               if (!condition.Holds(row)) return;
-                             }
-                             atOnce ? printLine(row) : rows.push_back(std::move(row));
-                           });
+    const auto take = [&](RecordingRow&& row) {
+      tally.Count(!row.Failure.empty(), row.Warnings > 0);
+      for (const Condition& condition : conditions) {
+        if (!condition.Holds(row)) return;
+      }
+      atOnce ? printLine(row) : rows.push_back(std::move(row));
+    };
+    if (options.Files.Names.empty() && options.Files.ListFile.empty())
+      counts.PassedOver = TakeAll(*index, take);
+    else
+      counts = MakeCatalogue(FindFiles(options.Files), options.Files.Names, options.Open,
+                             index ? &*index : nullptr, progress, take);
   }
   if (IsInterrupted()) return 0;
   Sort(rows, options);
@@ -265,7 +290,7 @@ int List(const ListOptions& options) {
     PrintTable(rows, options.Look);
   Flush();
   tally.PassedOver = counts.PassedOver;
-  tally.Say(options.Look, index ? fmt::format("; {} opened anew", counts.Opened) : "");
+  tally.Print(options.Look, index ? fmt::format("; {} opened anew", counts.Opened) : "");
   return tally.Failed > 0 ? 1 : 0;
 }
 
@@ -291,15 +316,22 @@ Command AddList(CLI::App& app) {
       ->option_text("KEY=VALUE");
   list->add_option("--index", options->IndexFile,
                    "SQLite database that keeps what was seen; only files that changed in size or "
-                   "date are opened again")
+                   "date are opened again, and without a FILE, what it has is listed")
       ->option_text("DATABASE");
   AddAppearance(*list, options->Look);
   AddOpenSettings(*list, options->Open);
+  // Without a file, what the index has.
+  list->callback([options] {
+    if (options->Files.Names.empty() && options->Files.ListFile.empty() &&
+        options->IndexFile.empty())
+      throw CLI::RequiredError("FILE");
+  });
   list->footer(
       "Examples:\n"
       "  lmi list recordings/\n"
       "  lmi list recordings/ --only format=edf --only 'titles=EEG*' --sort start\n"
-      "  lmi list recordings/ --index lab.sqlite --csv > lab.csv");
+      "  lmi list recordings/ --index lab.sqlite --csv > lab.csv\n"
+      "  lmi list --index lab.sqlite --only findings=data-cut-off");
   return {list, [options] { return List(*options); }};
 }
 

@@ -63,6 +63,7 @@ void Draw(const Recording& recording, const PlotOptions& options, ProgressLine& 
     if (!IsInterrupted()) PrintBraille(made, terminalColumns, options.Look);
     return Flush();
   }
+  CheckOutput(recording, options.Output);
   NewFile file(options.Output);
   const Picture made = MakePicture(*first, second, picture);
   if (IsInterrupted()) return;

@@ -9,6 +9,7 @@
 #include "export/CsvTable.h"
 #include "output/Interrupt.h"
 #include "output/Output.h"
+#include "output/Terminal.h"
 #include "output/Text.h"
 #include "recordings/OpenSettings.h"
 #include "recordings/Samples.h"
@@ -46,8 +47,8 @@ void WriteRaw(const Recording& recording, const std::vector<Part>& parts, Progre
   }
 }
 
-void WriteRaw(const Recording& recording, const std::vector<Part>& parts, const std::string& as,
-              ProgressLine& line) {
+void WriteRaw(const Recording& recording, const std::vector<Part>& parts,
+              const ReadOptions& options, ProgressLine& line) {
   const auto titles = [&](const Part& part) {
     std::vector<std::string> names;
     for (const std::size_t c : part.Channels)
@@ -55,6 +56,9 @@ void WriteRaw(const Recording& recording, const std::vector<Part>& parts, const 
     return names;
   };
   const auto bits = [&](const Part& part) { return recording.Blocks()[part.Block].SampleBits; };
+  if (options.Output.empty() && TerminalWidth() > 0)
+    throw std::invalid_argument("raw numbers are nothing for a terminal; -o FILE takes them");
+  const std::string& as = options.Style.As;
   for (const Part& part : parts) {
     const bool counts = as == "integer" && (bits(part) > 16) != (bits(parts.front()) > 16);
     if (counts || titles(part) != titles(parts.front()))
@@ -74,11 +78,14 @@ void WriteSamples(const Recording& recording, const ReadOptions& options, Progre
   const std::vector<Part> parts = Select(recording, options.Selection);
   const auto hasFrames = [](const Part& part) { return part.Frames() > 0; };
   if (std::ranges::none_of(parts, hasFrames))
-    PrintFailure(options.File, "there is no sample in what is asked for");
+    PrintFailure(options.File,
+                 fmt::format("there is no sample in what is asked for; the recording has {}, and a "
+                             "time of day is written T22:15:30",
+                             DurationText(EndOf(recording))));
   CsvStyle style = options.Style;
   style.BlockNumbers = recording.Blocks().size() > 1 && options.Selection.Blocks.size() != 1;
   if (options.Format == "raw")
-    WriteRaw(recording, parts, style.As, line);
+    WriteRaw(recording, parts, options, line);
   else
     WriteCsv(recording, parts, style, line);
   Flush();
@@ -86,10 +93,12 @@ void WriteSamples(const Recording& recording, const ReadOptions& options, Progre
 
 void WriteWhere(const Recording& recording, const ReadOptions& options, ProgressLine& line) {
   if (options.Output.empty()) return WriteSamples(recording, options, line);
+  CheckOutput(recording, options.Output);
   NewFile file(options.Output);
   {
-    const OutputTo output(file);
+    OutputTo output(file);
     WriteSamples(recording, options, line);
+    output.Close();
   }
   if (!IsInterrupted()) file.Commit();
 }
@@ -116,13 +125,16 @@ void CheckOptions(const CLI::App& read, ReadOptions& options) {
       if (read.count(name) > 0) throw CLI::ValidationError(name, "has no place in --format raw");
     }
   }
-  if (options.Decimal.size() != 1 || std::isalnum(options.Decimal[0]) != 0)
-    throw CLI::ValidationError("--decimal", "is one character, such as a comma");
+  if (options.Decimal != "." && options.Decimal != ",")
+    throw CLI::ValidationError("--decimal", "is a point or a comma");
   style.Decimal = options.Decimal[0];
   if (style.Separator == "tab" || style.Separator == "\\t") style.Separator = "\t";
   if (read.count("--separator") == 0 && style.Decimal == ',') style.Separator = ";";
-  if (style.Separator.empty() || style.Separator == options.Decimal)
+  if (style.Separator == options.Decimal)
     throw CLI::ValidationError("--separator", "must be something else than the decimal mark");
+  if (style.Separator.empty() ||
+      style.Separator.find_first_of("\"\r\n+-.0123456789") != std::string::npos)
+    throw CLI::ValidationError("--separator", "can be no part of a number, quote or line");
 }
 
 void AddFormat(CLI::App& read, ReadOptions& options) {
@@ -153,7 +165,9 @@ void AddFormat(CLI::App& read, ReadOptions& options) {
   add("--separator", style.Separator, "TEXT", "between fields: a comma, \";\", tab ...");
   add("--decimal", options.Decimal, "MARK",
       "before the fraction; with a comma, the separator is \";\"");
-  read.add_flag("--no-header{false}", style.Header, "no line of titles")->group(group);
+  read.add_flag_callback(
+          "--no-header", [&style] { style.Header = false; }, "no line of titles")
+      ->group(group);
   add("-o,--output", options.Output, "FILE",
       "not to standard output; an old one is replaced when the new one is whole");
 }

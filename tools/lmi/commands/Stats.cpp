@@ -35,14 +35,13 @@ struct ChannelStatistics {
   std::size_t Block;  // from 0, the first that has it
   std::size_t Blocks = 1;
   const Channel* What;
-  std::string BlockTitle;
   std::string Name;
   Digits Numbers;  // of the table
   Statistics Found;
 
   bool IsSame(const ChannelStatistics& other) const {
-    return BlockTitle == other.BlockTitle && What->Number == other.What->Number &&
-           What->Title == other.What->Title && What->Unit == other.What->Unit;
+    return Name == other.Name && What->Number == other.What->Number &&
+           What->Unit == other.What->Unit;
   }
 };
 
@@ -60,13 +59,16 @@ std::vector<ChannelStatistics> MeasureAll(const Recording& recording, const Stat
   std::vector<ChannelStatistics> all;
   for (const Part& part : parts) {
     const Block& block = recording.Blocks()[part.Block];
-    const std::vector<std::string> names = ChannelNames(block);
+    const std::vector<std::string> names = ChannelNames(recording, part.Block);
     const std::vector<Statistics> found = Measure(recording, part, progress);
     for (std::size_t c = 0; c < found.size(); ++c) {
       const Channel& channel = block.Channels[part.Channels[c]];
-      ChannelStatistics one{
-          part.Block, 1, &channel, block.Title, names[part.Channels[c]], Digits::Of(block, channel),
-          found[c]};
+      ChannelStatistics one{part.Block,
+                            1,
+                            &channel,
+                            names[part.Channels[c]],
+                            block.RealSamples ? Digits::Significant(6) : Digits::Of(block, channel),
+                            found[c]};
       const auto same = std::ranges::find_if(
           all, [&one](const ChannelStatistics& other) { return other.IsSame(one); });
       if (options.ByBlock || same == all.end()) {
@@ -89,7 +91,7 @@ void PrintTable(const Recording& recording, const std::vector<ChannelStatistics>
   Print("{}\n", Colored(OneLine(FileTitle(recording)), Color::Bold, options.Look));
   Table table({{options.ByBlock ? "Block" : "Blocks", true},
                {"#", true},
-               {"Title", false, true},
+               {"Title", false, 1},
                {"Unit"},
                {"Samples", true},
                {"Smallest", true},
@@ -129,7 +131,7 @@ nlohmann::ordered_json ToJson(const std::string& file, const ChannelStatistics& 
           {"block", byBlock ? nlohmann::ordered_json(one.Block + 1) : nlohmann::ordered_json()},
           {"blocks", one.Blocks},
           {"channel", one.What->Number},
-          {"title", one.What->Title},
+          {"title", one.Name},
           {"unit", one.What->Unit},
           {"samples", found.Samples},
           {"smallest", JsonNumber(found.Smallest)},
@@ -151,7 +153,7 @@ void PrintCsv(const nlohmann::ordered_json& row, bool isFirst) {
   for (const auto& [key, value] : row.items()) {
     head += (head.empty() ? "" : ",") + key;
     const std::string text = value.is_null()     ? ""
-                             : value.is_string() ? CsvField(value.get<std::string>())
+                             : value.is_string() ? CsvField(OneLine(value.get<std::string>()))
                                                  : JsonText(value);
     line += (&value == &row.front() ? "" : ",") + text;
   }
@@ -193,7 +195,7 @@ int Stats(const StatsOptions& options) {
     }
   }
   Flush();
-  if (options.Files.NameSeveral()) tally.Say(options.Look);
+  if (options.Files.NameSeveral()) tally.Print(options.Look);
   return tally.Failed > 0 ? 1 : 0;
 }
 

@@ -17,13 +17,14 @@ namespace {
 using namespace lmimport;
 
 // The line of titles and units, without its end.
-std::string HeadOf(const Block& block, const Part& part, const CsvStyle& style) {
+std::string HeadOf(const Recording& recording, const Part& part, const CsvStyle& style) {
+  const Block& block = recording.Blocks()[part.Block];
   std::vector<std::string> fields;
   if (style.BlockNumbers) fields.emplace_back("Block");
   if (style.Times == "seconds") fields.emplace_back("Time [s]");
   if (style.Times == "clock") fields.emplace_back("Time");
   if (style.Times == "frame") fields.emplace_back("Frame");
-  const std::vector<std::string> names = ChannelNames(block);
+  const std::vector<std::string> names = ChannelNames(recording, part.Block);
   for (const std::size_t channel : part.Channels) {
     const std::string unit = OneLine(block.Channels[channel].Unit);
     // Counts are in no unit.
@@ -51,8 +52,6 @@ class TimeField {
     const double last = start_ + static_cast<double>(block.FrameCount) / rate_;
     digits_ = Digits::OfStep(1 / (rate_ * 100), last);  // a hundredth of a frame
     if (style.Times != "clock") return;
-    if (!recording.Start())
-      throw std::invalid_argument("the recording states no start, so there is no clock");
     clock_ = *recording.Start();
   }
 
@@ -76,20 +75,21 @@ class TimeField {
   Digits digits_;
 };
 
-// The comments of a block that lie before a frame, once each.
+// The comments of a part, once each, in the line of their frame.
 class CommentField {
  public:
-  CommentField(const Recording& recording, const Part& part, const CsvStyle& style)
+  CommentField(const Block& block, const Part& part, const std::vector<const Comment*>& comments,
+               const CsvStyle& style)
       : style_(style) {
-    if (!style.Comments) return;
-    const Block& block = recording.Blocks()[part.Block];
-    for (const Comment& comment : recording.Comments()) {
-      const std::int64_t frame = FrameOf(block, comment);
-      if (comment.BlockIndex == part.Block && frame >= part.First && frame < part.End)
-        comments_.emplace_back(frame, &comment.Text);
+    for (const Comment* comment : comments) {
+      const std::int64_t frame = FrameOf(block, *comment);
+      if (frame < part.First || frame > part.End || part.Frames() == 0) continue;
+      comments_.emplace_back(std::min(frame, part.End - 1), &comment->Text);
     }
     std::ranges::stable_sort(comments_, {}, &std::pair<std::int64_t, const std::string*>::first);
   }
+
+  std::size_t Count() const { return comments_.size(); }
 
   void Append(fmt::memory_buffer& line, std::int64_t beforeFrame) {
     if (!style_.Comments) return;
@@ -120,23 +120,26 @@ struct Bin {
     Sum += value;
     ++Count;
   }
-  double Mean() const { return Sum / static_cast<double>(Count); }
+  double Mean() const { return Count > 0 ? Sum / static_cast<double>(Count) : NAN; }
 };
 
 template <class T>
 class PartWriter {
  public:
-  PartWriter(const Recording& recording, const Part& part, const CsvStyle& style)
+  PartWriter(const Recording& recording, const Part& part,
+             const std::vector<const Comment*>& comments, const CsvStyle& style)
       : block_(recording.Blocks()[part.Block]),
         part_(part),
         style_(style),
         time_(recording, block_, style),
-        comments_(recording, part, style),
+        comments_(block_, part, comments, style),
         reader_(recording, part) {
     for (const std::size_t channel : part.Channels)
       digits_.push_back(DigitsOf(block_.Channels[channel]));
     if (style.Bins > 0 && part.Frames() > 0) nextEdge_ = EdgeOf(1);
   }
+
+  std::size_t Comments() const { return comments_.Count(); }
 
   /// Calls progress(frames) for each piece, and ends where that gives false.
   template <class Progress>
@@ -191,7 +194,7 @@ class PartWriter {
         NextField();
         AddSample(samples[i * channels + c], c);
       }
-      End(frame + style_.Every);
+      End(frame + std::min(style_.Every, part_.End - frame));
     }
   }
 
@@ -255,22 +258,32 @@ void WriteParts(const Recording& recording, const std::vector<Part>& parts, cons
   for (const Part& part : parts) total += part.Frames();
   std::int64_t done = 0;
   std::string head;
-  for (const Part& part : parts) {
-    const std::string own = HeadOf(recording.Blocks()[part.Block], part, style);
+  std::vector<std::vector<const Comment*>> comments(parts.size());
+  if (style.Comments) comments = CommentsOf(recording, parts);
+  std::size_t unshown = 0;
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    PartWriter<T> writer(recording, parts[i], comments[i], style);
+    unshown += comments[i].size() - writer.Comments();
+    const std::string own = HeadOf(recording, parts[i], style);
     if (style.Header && own != head) Print("{}{}\n", head.empty() ? "" : "\n", own);
     head = own;
-    PartWriter<T>(recording, part, style).Write([&](std::int64_t frames) {
+    writer.Write([&](std::int64_t frames) {
       done += frames;
       progress.Show(static_cast<double>(done) / static_cast<double>(total));
       return !IsInterrupted();
     });
   }
+  if (unshown > 0)
+    Say("lmi: {} at no frame that is written, as in a gap or past the end\n",
+        Numbered(unshown, "comment"));
 }
 
 }  // namespace
 
 void WriteCsv(const Recording& recording, const std::vector<Part>& parts, const CsvStyle& style,
               ProgressLine& progress) {
+  if (style.Times == "clock" && !recording.Start())
+    throw std::invalid_argument("the recording states no start, so there is no clock");
   if (style.As == "integer") return WriteParts<std::int32_t>(recording, parts, style, progress);
   if (style.As == "single") return WriteParts<float>(recording, parts, style, progress);
   WriteParts<double>(recording, parts, style, progress);

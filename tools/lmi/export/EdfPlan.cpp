@@ -158,9 +158,12 @@ void RecordSearch::Try(std::int64_t framesOfSlowest) {
   if (!best_.Frames.empty() && rateError > std::get<0>(bestScore_)) return;
   bool overlaps = false;
   records.Padding = PaddingOf(records, overlaps);
+  const bool isSmall = smallest_ > samples;
+  const bool isPadded = records.Padding > 0;
   const Score score = {rateError,
                        overlaps,
-                       samples<SmallestRecord, records.Padding> 0,
+                       isSmall,
+                       isPadded,
                        samples > GoodRecord,
                        records.Padding,
                        std::abs(std::log10(seconds))};

@@ -65,7 +65,7 @@ constexpr std::array NamedContents = {
     NamedContent{HoldsComments, "comments"}, NamedContent{HoldsNotes, "notes"},
 };
 
-unsigned ContentsOf(const ExportTask& task) {
+unsigned ContentsOf(ExportTask& task) {
   unsigned contents = HoldsRate;
   if (task.Recording().Start()) contents |= HoldsStart;
   if (!task.Recording().Notes().empty()) contents |= HoldsNotes;
@@ -96,7 +96,7 @@ std::string ContentsText(unsigned contents) {
   return text;
 }
 
-std::string LossText(const ExportTask& task, unsigned contents) {
+std::string LossText(ExportTask& task, unsigned contents) {
   const std::string lost = ContentsText(ContentsOf(task) & ~contents);
   return lost.empty() ? "" : "not kept: " + lost;
 }

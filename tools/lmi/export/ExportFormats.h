@@ -35,7 +35,7 @@ std::span<const ExportFormat> ExportFormats();
 std::string ContentsText(unsigned contents);
 
 /// What the task has and the format has no place for, in one sentence; empty where that is nothing.
-std::string LossText(const ExportTask& task, unsigned contents);
+std::string LossText(ExportTask& task, unsigned contents);
 
 // One source each. They throw std::runtime_error for what the format can't hold at all.
 void ExportCsv(ExportTask& task);

@@ -5,6 +5,7 @@
 
 #include "output/Interrupt.h"
 #include "output/Text.h"
+#include "recordings/OpenSettings.h"
 
 namespace lmi {
 
@@ -45,20 +46,13 @@ double ExportTask::StartOf(const Part& part) const {
   return part.First > 0 && std::isfinite(within) ? block.StartTime + within : block.StartTime;
 }
 
-std::vector<const Comment*> ExportTask::CommentsOf(const Part& part) const {
-  const Block& block = BlockOf(part);
-  std::vector<const Comment*> comments;
-  for (const Comment& comment : recording_.Comments()) {
-    if (comment.BlockIndex != part.Block) continue;
-    const std::int64_t frame = FrameOf(block, comment);
-    // What lies outside of its block belongs to all of it.
-    const bool isWhole = part.First == 0 && part.End == block.FrameCount;
-    if (isWhole || (frame >= part.First && frame < part.End)) comments.push_back(&comment);
-  }
-  return comments;
+const std::vector<const Comment*>& ExportTask::CommentsOf(const Part& part) {
+  if (comments_.empty()) comments_ = lmi::CommentsOf(recording_, parts_);
+  return comments_[static_cast<std::size_t>(&part - parts_.data())];
 }
 
 const NewFile& ExportTask::FileAt(const fs::path& place) {
+  CheckOutput(recording_, place);
   files_.push_back(std::make_unique<NewFile>(place));
   return *files_.back();
 }

@@ -50,8 +50,8 @@ class ExportTask {
   /// Seconds from the start of the recording to the part's first frame.
   double StartOf(const Part& part) const;
 
-  /// Those at a frame of the part, by time.
-  std::vector<const lmimport::Comment*> CommentsOf(const Part& part) const;
+  /// Those that go with the part, one of Parts(), by time.
+  const std::vector<const lmimport::Comment*>& CommentsOf(const Part& part);
 
   /// The file of the recording; for the second and later ones of a format that holds one block,
   /// that of this part's block.
@@ -78,6 +78,7 @@ class ExportTask {
   ProgressLine& progress_;
   std::vector<std::unique_ptr<NewFile>> files_;
   std::vector<std::string> said_;
+  std::vector<std::vector<const lmimport::Comment*>> comments_;  // of each part
   std::int64_t done_ = 0;
   std::int64_t total_ = 0;
 };

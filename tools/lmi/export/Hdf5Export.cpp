@@ -127,7 +127,8 @@ void Hdf5File::SetText(hid_t object, const char* name, const std::string& text) 
   const Handle space = Own(H5Screate(H5S_SCALAR), H5Sclose);
   const Handle attribute =
       Own(H5Acreate2(object, name, type, space, H5P_DEFAULT, H5P_DEFAULT), H5Aclose);
-  const char* const value = text.c_str();
+  const std::string valid = ValidUtf8(text);
+  const char* const value = valid.c_str();
   Check(H5Awrite(attribute, type, &value));
 }
 
@@ -186,8 +187,8 @@ void Hdf5File::WriteRoot() {
 }
 
 // Names of datasets: a slash would lead into a group, and "time" is the scale.
-std::vector<std::string> DatasetNames(const Block& block, const Part& part) {
-  const std::vector<std::string> titles = ChannelNames(block);
+std::vector<std::string> DatasetNames(const Recording& recording, const Part& part) {
+  const std::vector<std::string> titles = ChannelNames(recording, part.Block);
   std::vector<std::string> names;
   std::set<std::string> taken = {"time", ".", ".."};
   for (const std::size_t c : part.Channels) {
@@ -258,7 +259,11 @@ void Hdf5File::WriteBlock(const Part& part) {
   SetText(time, "units", block.SamplingRate > 0 ? "s" : "frame");
   WithKind(KindOf(task_, block), [&]<class T>(T zero) {
     std::vector<Handle> channels;
-    const std::vector<std::string> names = DatasetNames(block, part);
+    // The list of those that have a scale is an attribute, of at most 64 KiB.
+    constexpr std::size_t mostScaled = 4000;
+    const bool hasScale = part.Channels.size() <= mostScaled;
+    if (!hasScale) task_.Say("channels have no time scale, as there are more than 4000");
+    const std::vector<std::string> names = DatasetNames(task_.Recording(), part);
     for (std::size_t i = 0; i < part.Channels.size(); ++i) {
       const Channel& channel = block.Channels[part.Channels[i]];
       channels.push_back(MakeDataset(group, names[i], TypeOf(zero), frames, held));
@@ -267,7 +272,7 @@ void Hdf5File::WriteBlock(const Part& part) {
       SetNumber(channels.back(), "channel", channel.Number);
       if (std::integral<T>) SetNumber(channels.back(), "scale_factor", channel.Factor);
       if (std::integral<T>) SetNumber(channels.back(), "add_offset", channel.Offset);
-      Check(H5DSattach_scale(channels.back(), time, 0));
+      if (hasScale) Check(H5DSattach_scale(channels.back(), time, 0));
     }
     WriteSamples<T>(part, time, channels, chunk);
   });
@@ -277,15 +282,17 @@ void Hdf5File::WriteComments() {
   std::vector<double> times;
   std::vector<double> durations;
   std::vector<std::int32_t> blocks;
-  std::vector<const char*> texts;
+  std::vector<std::string> valid;
   for (const Part& part : task_.Parts()) {
     for (const Comment* comment : task_.CommentsOf(part)) {
       times.push_back(comment->Time);
       durations.push_back(comment->Duration);
       blocks.push_back(static_cast<std::int32_t>(part.Block + 1));
-      texts.push_back(comment->Text.c_str());
+      valid.push_back(ValidUtf8(comment->Text));
     }
   }
+  std::vector<const char*> texts;
+  for (const std::string& text : valid) texts.push_back(text.c_str());
   const Handle group = MakeGroup("comments");
   WriteColumn(group, "time", H5T_IEEE_F64LE, times, -1);
   const Handle time = Own(H5Dopen2(group, "time", H5P_DEFAULT), H5Dclose);

@@ -96,24 +96,12 @@ class WaveFile {
   SNDFILE* file_ = nullptr;
 };
 
-// The extremes of 8-bit samples: those of telephone codes stand for 13 bits and more.
-bool FitsByte(ExportTask& task, const Part& part) {
-  const Block& block = task.BlockOf(part);
-  return std::ranges::all_of(part.Channels, [&](std::size_t c) {
-    const Channel& channel = block.Channels[c];
-    const Extremes values = ExtremesOf(task, part, c);
-    const double most = std::max(std::abs(values.Smallest - channel.Offset),
-                                 std::abs(values.Largest - channel.Offset));
-    return most <= 128.5 * std::abs(channel.Factor);
-  });
-}
-
 Shape ShapeOf(ExportTask& task, const Part& part) {
   const Block& block = task.BlockOf(part);
   const std::string& asked = task.Options().Bits;
   Shape shape;
   const bool isReal = block.RealSamples;
-  const int stored = block.SampleBits == 8 && !FitsByte(task, part) ? 16 : block.SampleBits;
+  const int stored = block.CountBits;
   if (asked == "float" || (asked.empty() && (isReal || stored > 24)))
     shape.Bits = 0;
   else
@@ -201,6 +189,10 @@ class Description {
           shape_.Bits == 0 ? WordTop : std::ldexp(scale.Factor, shape_.Bits - 16) * WordTop;
       const auto top = static_cast<float>(scale.Offset + half);
       const auto bottom = static_cast<float>(scale.Offset - half);
+      if (!std::isfinite(top) || !std::isfinite(bottom) || !std::isfinite(top - bottom))
+        throw std::runtime_error(fmt::format(
+            "channel {} has values that the text beside a wave file can't tell: from {} to {}",
+            channel.Number, scale.Offset - half, scale.Offset + half));
       text += fmt::format("[Ch{}]\nName={}\nYUnit={}\nMaxRange={}\nMinRange={}\n", i,
                           Line(channel.Title), Line(channel.Unit), top, bottom);
       if (shape_.Bits > 0) AddError(scale, half, top, bottom);
@@ -248,9 +240,9 @@ std::string Encoded(ExportTask& task, const std::string& text) {
 void Describe(ExportTask& task, const Part& part, const Shape& shape, const fs::path& wave) {
   Description description(task.BlockOf(part), part, shape);
   // The library finds it by the name without its last four characters.
-  std::string base = wave.string();
+  std::string base = wave.filename().string();
   base.resize(base.size() - std::min<std::size_t>(base.size(), 4));
-  const fs::path place = base + "_wavheader.txt";
+  const fs::path place = wave.parent_path() / (base + "_wavheader.txt");
   const std::string title = place.filename().string();
   std::error_code error;
   const bool isDescribable = part.Channels.size() <= LargestDescribed;

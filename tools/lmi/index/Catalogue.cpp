@@ -1,10 +1,13 @@
 #include "index/Catalogue.h"
 
 #include <fmt/core.h>
+#include <lmimport/Version.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cctype>
+#include <cstdlib>
 #include <thread>
 #include <unordered_set>
 
@@ -20,18 +23,31 @@ constexpr std::size_t BatchFiles = 128;  // that are opened before their rows go
 // One change of the index; each waits for the disk. Also ended by so many blocks and comments.
 constexpr std::size_t ChangeFiles = 2000, ChangeRecords = 100'000;
 
-// Names of the sidecars that a recording may have, with "NAME" for its own without the ending.
-std::vector<std::string> SidecarPatterns() {
-  std::vector<std::string> patterns;
+// Ends of the names of sidecars that a recording may have, after its own name without the last four
+// characters; a name in capitals counts, too.
+std::vector<std::string> SidecarEndings() {
+  std::vector<std::string> endings;
   for (const FormatDescription& format : KnownFormats()) {
     std::string_view rest = format.Sidecars;
     for (std::size_t start = 0; (start = rest.find("NAME")) != std::string_view::npos;) {
       const std::size_t end = std::min(rest.find_first_of(" ,;", start), rest.size());
-      patterns.emplace_back(rest.substr(start + 4, end - start - 4));
+      std::string ending(rest.substr(start + 4, end - start - 4));
+      endings.push_back(ending);
+      std::ranges::transform(ending, ending.begin(), [](char c) { return std::toupper(c); });
+      endings.push_back(std::move(ending));
       rest.remove_prefix(end);
     }
   }
-  return patterns;
+  return endings;
+}
+
+// What the system's language has 8-bit texts read by, where no code page is said.
+std::string LanguageOfTexts() {
+  for (const char* const name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+    const char* const value = std::getenv(name);
+    if (value != nullptr && *value != '\0') return value;
+  }
+  return "C";
 }
 
 bool Stat(const std::string& path, FileState& state) {
@@ -47,30 +63,51 @@ bool Stat(const std::string& path, FileState& state) {
 class StateReader {
  public:
   explicit StateReader(const OpenSettings& settings)
-      : settings_(settings), patterns_(SidecarPatterns()) {}
+      : endings_(SidecarEndings()),
+        // Another version may read more of a file.
+        how_(fmt::format(
+            "{} {} {}", LMIMPORT_VERSION, settings.AsWritten ? "written" : "published",
+            settings.CodePage == 0 ? LanguageOfTexts() : std::to_string(settings.CodePage))),
+        raw_(fmt::format(" {} {}", settings.Channels, settings.Rate)) {}
 
-  FileState StateOf(const NamedFile& file) const {
+  FileState StateOf(const NamedFile& file, const std::string& path) const {
     FileState state;
-    state.Fingerprint =
-        fmt::format("{} {}", settings_.AsWritten ? "written" : "published", settings_.CodePage);
+    state.Fingerprint = how_;
     // A named file that nothing describes is raw data, of the channels and rate that are told.
-    if (!file.InFolder)
-      state.Fingerprint += fmt::format(" {} {}", settings_.Channels, settings_.Rate);
-    if (!Stat(file.Name, state)) return state;
-    const std::size_t dot = file.Name.rfind('.');
-    const std::size_t slash = file.Name.rfind('/');
-    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return state;
-    for (const std::string& pattern : patterns_) {
+    if (!file.InFolder) state.Fingerprint += raw_;
+    if (!Stat(path, state)) return state;
+    const std::string base = path.substr(0, path.size() - std::min<std::size_t>(path.size(), 4));
+    for (const std::string& ending : endings_) {
       FileState sidecar;
-      if (Stat(file.Name.substr(0, dot) + pattern, sidecar))
-        state.Fingerprint += fmt::format(" {} {} {}", pattern, sidecar.Size, sidecar.ModifiedNs);
+      if (Stat(base + ending, sidecar))
+        state.Fingerprint += fmt::format(" {} {} {}", ending, sidecar.Size, sidecar.ModifiedNs);
     }
     return state;
   }
 
  private:
-  const OpenSettings& settings_;
-  const std::vector<std::string> patterns_;
+  const std::vector<std::string> endings_;
+  const std::string how_;
+  const std::string raw_;
+};
+
+// The one path of a file: without links in its folders.
+class PathFinder {
+ public:
+  std::string Find(const std::string& name) {
+    const fs::path path(name);
+    std::string folder = path.parent_path().string();
+    const auto [place, isNew] = folders_.try_emplace(folder);
+    if (isNew) {
+      std::error_code error;
+      place->second = fs::canonical(folder.empty() ? "." : folder, error);
+      if (error) place->second = fs::absolute(folder).lexically_normal();
+    }
+    return (place->second / path.filename()).string();
+  }
+
+ private:
+  std::unordered_map<std::string, fs::path> folders_;
 };
 
 struct Job {
@@ -148,24 +185,33 @@ class Changes {
   std::size_t records_ = 0;
 };
 
-std::string Absolute(const std::string& name, const fs::path& folder) {
-  return (folder / name).lexically_normal().string();
-}
-
-// What the index knows in the folders that were gone through, or of files that were named, and
-// isn't there.
+// What the index knows in the folders that were gone through, or of files that were named, and isn't
+// there. A folder that can't be read, or is empty as where a disk isn't mounted, is no reason.
 void RemoveGone(Index& index, const std::unordered_map<std::string, Index::Entry>& known,
-                const std::unordered_set<std::string>& found, const std::vector<std::string>& names,
-                const fs::path& folder) {
+                const std::unordered_set<std::string>& found, const std::vector<NamedFile>& files,
+                const std::vector<std::string>& names, PathFinder& paths) {
+  std::unordered_set<std::string> roots;   // what is below them is gone where it wasn't found
+  std::unordered_set<std::string> unread;  // but not below these
+  for (const NamedFile& file : files) {
+    if (file.InFolder && !file.Failure.empty()) unread.insert(paths.Find(file.Name));
+  }
+  for (const std::string& name : names) {
+    std::error_code error;
+    const fs::path root = fs::canonical(name, error);
+    const bool hasFiles = !error && fs::is_directory(root, error) && !fs::is_empty(root, error);
+    if (hasFiles) roots.insert(root.string());
+  }
   std::vector<std::string> gone;
   for (const auto& [path, entry] : known) {
-    const auto isUnder = [&](const std::string& name) {
-      std::string root = Absolute(name, folder);
-      if (path == root) return true;
-      if (!root.ends_with('/')) root += '/';
-      return path.starts_with(root);
-    };
-    if (!found.contains(path) && std::ranges::any_of(names, isUnder)) gone.push_back(path);
+    if (found.contains(path)) continue;
+    bool isBelow = false;
+    bool isUnread = false;
+    for (std::string folder = path; folder.size() > 1 && !isUnread;) {
+      folder = fs::path(folder).parent_path().string();
+      isBelow = isBelow || roots.contains(folder);
+      isUnread = unread.contains(folder);
+    }
+    if (isBelow && !isUnread) gone.push_back(path);
   }
   if (gone.empty()) return;
   index.Begin();
@@ -181,7 +227,7 @@ CatalogueCounts MakeCatalogue(const std::vector<NamedFile>& files,
                               const std::function<void(RecordingRow&&)>& take) {
   CatalogueCounts counts;
   const StateReader states(settings);
-  const fs::path folder = fs::current_path();
+  PathFinder paths;
   std::unordered_map<std::string, Index::Entry> known;
   if (index != nullptr) known = index->Load();
   std::unordered_set<std::string> found;
@@ -189,10 +235,11 @@ CatalogueCounts MakeCatalogue(const std::vector<NamedFile>& files,
   for (std::size_t first = 0; first < files.size() && !IsInterrupted(); first += BatchFiles) {
     std::vector<Job> jobs;
     for (std::size_t i = first; i < std::min(first + BatchFiles, files.size()); ++i) {
-      Job& job = jobs.emplace_back(
-          Job{&files[i], Absolute(files[i].Name, folder), states.StateOf(files[i])});
+      const std::string path = paths.Find(ResolveName(settings, files[i].Name));
+      Job& job = jobs.emplace_back(Job{&files[i], path, states.StateOf(files[i], path)});
       const auto entry = known.find(job.Path);
-      if (entry != known.end() && entry->second.State == job.State) job.Known = &entry->second;
+      const bool isSame = entry != known.end() && entry->second.State == job.State;
+      if (isSame && job.State.Size >= 0) job.Known = &entry->second;
       if (index != nullptr) found.insert(job.Path);
     }
     counts.Opened += OpenAll(jobs, settings, index != nullptr);
@@ -210,7 +257,7 @@ CatalogueCounts MakeCatalogue(const std::vector<NamedFile>& files,
     progress.Show(static_cast<double>(first + jobs.size()) / static_cast<double>(files.size()));
   }
   changes.Make();
-  if (index != nullptr && !IsInterrupted()) RemoveGone(*index, known, found, names, folder);
+  if (index != nullptr && !IsInterrupted()) RemoveGone(*index, known, found, files, names, paths);
   return counts;
 }
 

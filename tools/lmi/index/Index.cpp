@@ -4,9 +4,12 @@
 #include <lmimport/Text.h>
 #include <sqlite3.h>
 
+#include <chrono>
 #include <cmath>
+#include <thread>
 
 #include "IndexSchema.h"
+#include "output/Interrupt.h"
 #include "output/Json.h"
 #include "output/Text.h"
 
@@ -17,7 +20,14 @@ using namespace lmimport;
 
 constexpr int Application = 0x4c4d4931;
 constexpr int SchemaVersion = 1;
-constexpr int LongestWait = 120'000;  // milliseconds, for other processes
+constexpr int LongestWait = 12'000, Wait = 10;  // times, and milliseconds, for other processes
+
+// True: to be tried again.
+int WaitForOthers(void* /*unused*/, int times) {
+  if (IsInterrupted() || times >= LongestWait) return 0;
+  std::this_thread::sleep_for(std::chrono::milliseconds(Wait));
+  return 1;
+}
 
 std::string JsonList(const auto& values) {
   auto list = nlohmann::ordered_json::array();
@@ -65,16 +75,7 @@ class Index::Statement {
   Statement& operator<<(std::nullptr_t) { return Check(sqlite3_bind_null(statement_, ++bound_)); }
   /// What is no UTF-8 is replaced, or no reader could decode it.
   Statement& operator<<(std::string_view text) {
-    String wide = FromUtf8(text);
-    for (std::size_t i = 0; i < wide.size(); ++i) {
-      const bool high = (wide[i] & 0xfc00) == 0xd800;
-      const bool pair = high && i + 1 < wide.size() && (wide[i + 1] & 0xfc00) == 0xdc00;
-      if (pair)
-        ++i;
-      else if ((wide[i] & 0xf800) == 0xd800)
-        wide[i] = 0xfffd;
-    }
-    const std::string valid = ToUtf8(wide);
+    const std::string valid = ValidUtf8(text);
     return Check(sqlite3_bind_text64(statement_, ++bound_, valid.data(), valid.size(),
                                      SQLITE_TRANSIENT, SQLITE_UTF8));
   }
@@ -150,7 +151,7 @@ Index::Index(const std::filesystem::path& file) : name_(file.string()) {
                                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
   try {
     if (opened != SQLITE_OK) Fail();
-    sqlite3_busy_timeout(database_, LongestWait);
+    sqlite3_busy_handler(database_, WaitForOthers, nullptr);
     Make();
     Run("PRAGMA foreign_keys = ON");
   } catch (...) {
@@ -169,19 +170,25 @@ Index::~Index() {
 
 // The tables, where the file is new; else a look at whose they are.
 void Index::Make() {
+  if (IsOurs()) return;
+  // Another process may make it at this moment.
   Begin();
+  if (!IsOurs()) Run(IndexSchema);
+  Commit();
+}
+
+// False: there is nothing yet.
+bool Index::IsOurs() const {
   const std::int64_t application = Statement(*this, "PRAGMA application_id").Run();
   const std::int64_t version = Statement(*this, "PRAGMA user_version").Run();
   const std::int64_t tables = Statement(*this, "SELECT count(*) FROM sqlite_schema").Run();
-  if (application == 0 && tables == 0) {
-    Run(IndexSchema);
-  } else if (application != Application) {
+  if (application == 0 && tables == 0) return false;
+  if (application != Application)
     throw IndexError(fmt::format("\"{}\" is a database of something else", name_));
-  } else if (version != SchemaVersion) {
+  if (version != SchemaVersion)
     throw IndexError(fmt::format("the index \"{}\" has version {}; this lmi knows version {}",
                                  name_, version, SchemaVersion));
-  }
-  Commit();
+  return true;
 }
 
 void Index::Begin() {

@@ -67,6 +67,7 @@ class Index {
   class Statement;
   void Run(const char* sql) const;
   void Make();
+  bool IsOurs() const;
   Statement& Prepared(std::unique_ptr<Statement>& statement, const char* sql);
   void PutBlocks(std::int64_t id, const std::vector<lmimport::Block>& blocks);
   void PutComments(std::int64_t id, const std::vector<lmimport::Comment>& comments);

@@ -32,10 +32,14 @@ void Describe(RecordingRow& row, const Recording& recording) {
       end = std::fmax(end,
                       block.StartTime + static_cast<double>(block.FrameCount) / block.SamplingRate);
     if (rates.insert(block.SamplingRate).second) row.Rates.push_back(block.SamplingRate);
+    const auto addTitle = [&](const std::string& title) {
+      if (!title.empty() && titles.insert(title).second) row.Titles.push_back(title);
+    };
     for (const Channel& channel : block.Channels) {
       channels.emplace(channel.Number, channel.Title);
-      if (!channel.Title.empty() && titles.insert(channel.Title).second)
-        row.Titles.push_back(channel.Title);
+      // Channels of a variable have its name alone.
+      addTitle(channel.Title.empty() && recording.Blocks().size() > 1 ? block.Title
+                                                                      : channel.Title);
     }
   }
   row.Seconds = end;
@@ -52,7 +56,7 @@ RowValue NumberIfOpen(const RecordingRow& row, std::int64_t number) {
 
 constexpr RowField Fields[] = {
     {"path", [](const RecordingRow& row) { return RowValue(row.Path); }},
-    {"size", [](const RecordingRow& row) { return RowValue(static_cast<double>(row.Size)); }},
+    {"size", [](const RecordingRow& row) { return RowValue(static_cast<double>(row.Size)); }, true},
     {"format", [](const RecordingRow& row) { return TextOrNone(row.Format); }},
     {"format_name", [](const RecordingRow& row) { return TextOrNone(row.FormatName); }},
     {"sidecar", [](const RecordingRow& row) { return TextOrNone(row.Sidecar); }},
@@ -61,18 +65,20 @@ constexpr RowField Fields[] = {
      [](const RecordingRow& row) {
        const bool known = !row.Format.empty() && std::isfinite(row.Seconds);
        return known ? RowValue(row.Seconds) : RowValue();
-     }},
+     },
+     true},
     {"rates",
-     [](const RecordingRow& row) { return row.Format.empty() ? RowValue() : RowValue(row.Rates); }},
-    {"blocks", [](const RecordingRow& row) { return NumberIfOpen(row, row.Blocks); }},
-    {"channels", [](const RecordingRow& row) { return NumberIfOpen(row, row.Channels); }},
+     [](const RecordingRow& row) { return row.Format.empty() ? RowValue() : RowValue(row.Rates); },
+     true},
+    {"blocks", [](const RecordingRow& row) { return NumberIfOpen(row, row.Blocks); }, true},
+    {"channels", [](const RecordingRow& row) { return NumberIfOpen(row, row.Channels); }, true},
     {"titles",
      [](const RecordingRow& row) {
        return row.Format.empty() ? RowValue() : RowValue(row.Titles);
      }},
-    {"comments", [](const RecordingRow& row) { return NumberIfOpen(row, row.Comments); }},
+    {"comments", [](const RecordingRow& row) { return NumberIfOpen(row, row.Comments); }, true},
     {"warnings",
-     [](const RecordingRow& row) { return RowValue(static_cast<double>(row.Warnings)); }},
+     [](const RecordingRow& row) { return RowValue(static_cast<double>(row.Warnings)); }, true},
     {"findings", [](const RecordingRow& row) { return RowValue(row.Findings); }},
     {"failure", [](const RecordingRow& row) { return TextOrNone(row.Failure); }},
     {"notes", [](const RecordingRow& row) { return TextOrNone(row.Notes); }},
@@ -90,6 +96,8 @@ RecordingRow RecordingRow::Of(std::string path, Opened& opened) {
   }
   row.Failure = WithoutName(opened.Failure, path);
   for (const Finding& finding : opened.Findings) {
+    // Says more than that the file is not of its format.
+    if (!opened && finding.Code == "format-not-read") row.Failure = finding.Text;
     row.Warnings += finding.Warning ? 1 : 0;
     AddOnce(row.Findings, std::string(finding.Code));
   }

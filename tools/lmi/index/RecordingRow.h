@@ -44,6 +44,7 @@ using RowValue = std::variant<std::monostate, double, std::string, std::vector<d
 struct RowField {
   std::string_view Name;
   RowValue (*Get)(const RecordingRow& row);
+  bool IsNumber = false;  // or a list of numbers
 };
 
 std::span<const RowField> RowFields();

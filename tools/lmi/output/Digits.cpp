@@ -55,7 +55,7 @@ Digits Digits::OfStep(double step, double largest) {
 Digits Digits::Of(const lmimport::Block& block, const lmimport::Channel& channel) {
   constexpr int bitsOfSingle = 32;
   if (!block.RealSamples) {
-    const double highest = std::ldexp(1.0, block.SampleBits - 1);
+    const double highest = std::ldexp(1.0, block.CountBits - 1);
     return OfStep(channel.Factor, std::abs(channel.Factor) * highest + std::abs(channel.Offset));
   }
   const bool single =

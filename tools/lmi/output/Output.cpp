@@ -1,10 +1,13 @@
 #include "output/Output.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace lmi {
 namespace {
@@ -28,22 +31,31 @@ void Check(bool good) {
 
 }  // namespace
 
-NewFile::NewFile(std::filesystem::path place) : place_(std::move(place)) {
-  std::error_code error;
+NewFile::NewFile(std::filesystem::path place) : place_(std::move(place)), path_(place_) {
+  struct stat old {};
+  const bool exists = ::stat(place_.c_str(), &old) == 0;
+  if (exists && S_ISDIR(old.st_mode)) throw OutputFailed{place_.string(), std::strerror(EISDIR)};
+  // A pipe or a device takes it as it comes.
+  if (exists && !S_ISREG(old.st_mode)) {
+    isWhole_ = true;
+    return;
+  }
   // A link is kept, and what it leads to replaced.
+  std::error_code error;
   if (std::filesystem::is_symlink(place_, error)) {
     const auto target = std::filesystem::weakly_canonical(place_, error);
     if (!error) place_ = target;
   }
-  path_ = place_.parent_path() / fmt::format(".{}.{}.part", place_.filename().string(), ::getpid());
-  // Here already, so that a folder that takes none is told before any work.
-  const int file = ::open(path_.c_str(), O_CREAT | O_WRONLY | O_TRUNC | O_CLOEXEC, 0666);
-  if (file < 0 || std::filesystem::is_directory(place_, error)) {
-    const int reason = file < 0 ? errno : EISDIR;
-    if (file >= 0) std::filesystem::remove(path_, error);
-    throw OutputFailed{place_.string(), std::strerror(reason)};
-  }
+  // Here already, so that a folder that takes none is told before any work. The name is made up by
+  // the system, so nobody has laid a link there.
+  std::string name = (place_.parent_path() / ".lmi-XXXXXX").string();
+  const int file = ::mkostemp(name.data(), O_CLOEXEC);
+  if (file < 0) throw OutputFailed{place_.string(), std::strerror(errno)};
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  ::fchmod(file, exists ? old.st_mode & 07777 : 0666 & ~mask);
   ::close(file);
+  path_ = name;
 }
 
 NewFile::~NewFile() {
@@ -52,6 +64,7 @@ NewFile::~NewFile() {
 }
 
 void NewFile::Commit() {
+  if (path_ == place_) return;
   std::error_code error;
   std::filesystem::rename(path_, place_, error);
   if (error) throw OutputFailed{place_.string(), error.message()};
@@ -65,8 +78,13 @@ OutputTo::OutputTo(const NewFile& file)
 }
 
 OutputTo::~OutputTo() {
-  std::fclose(file_);
   Current() = {};
+  if (file_ != nullptr) std::fclose(file_);
+}
+
+void OutputTo::Close() {
+  std::FILE* const file = std::exchange(file_, nullptr);
+  Check(std::fclose(file) == 0);
 }
 
 void Write(const void* data, std::size_t size) {

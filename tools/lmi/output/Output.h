@@ -37,7 +37,7 @@ class NewFile {
  private:
   std::filesystem::path place_;
   std::filesystem::path path_;
-  bool isWhole_ = false;
+  bool isWhole_ = false;  // or never was beside its place
 };
 
 /// What Write and Print write from now on goes to this file, as long as it lives.
@@ -45,6 +45,8 @@ class OutputTo {
  public:
   explicit OutputTo(const NewFile& file);
   ~OutputTo();
+  /// Ends it; what the system says only now, as of a disk on the network, is thrown.
+  void Close();
   OutputTo(const OutputTo&) = delete;
   OutputTo& operator=(const OutputTo&) = delete;
 
@@ -60,6 +62,13 @@ template <class... Arguments>
 void Print(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
   const std::string text = fmt::format(format, std::forward<Arguments>(arguments)...);
   Write(text.data(), text.size());
+}
+
+/// To standard error, whatever becomes of it: what can't be said there is no fault.
+template <class... Arguments>
+void Say(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
+  const std::string text = fmt::format(format, std::forward<Arguments>(arguments)...);
+  std::fwrite(text.data(), 1, text.size(), stderr);
 }
 
 }  // namespace lmi

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "output/Interrupt.h"
+#include "output/Output.h"
 
 namespace lmi {
 namespace {
@@ -21,7 +22,7 @@ ProgressLine::ProgressLine(std::string name, bool quiet)
       isWanted_(!quiet && ::isatty(STDERR_FILENO) != 0) {}
 
 ProgressLine::~ProgressLine() {
-  if (isShown_) fmt::print(stderr, "\r\x1b[K");
+  if (isShown_) Say("\r\x1b[K");
 }
 
 std::function<bool(double Fraction)> ProgressLine::Handler() {
@@ -36,7 +37,7 @@ void ProgressLine::Show(double fraction) {
   if (!isWanted_ || now < nextShown_) return;
   isShown_ = true;
   nextShown_ = now + Interval;
-  fmt::print(stderr, "\r{}{}{:.0f} %\x1b[K", name_, name_.empty() ? "" : ": ", 100 * fraction);
+  Say("\r{}{}{:.0f} %\x1b[K", name_, name_.empty() ? "" : ": ", 100 * fraction);
   std::fflush(stderr);
 }
 

@@ -98,6 +98,16 @@ std::string Shortened(std::string_view utf8, std::size_t width) {
   return lmimport::ToUtf8(std::u16string_view(text).substr(0, end)) + "...";
 }
 
+std::string EndOf(std::string_view utf8, std::size_t width) {
+  const std::string line = OneLine(utf8);
+  if (Width(line) <= width) return line;
+  const lmimport::String text = lmimport::FromUtf8(line);
+  std::size_t start = 0;
+  const auto rest = [&] { return lmimport::ToUtf8(std::u16string_view(text).substr(start)); };
+  while (start < text.size() && Width(rest()) + 3 > width) start += CharacterAt(text, start).second;
+  return "..." + rest();
+}
+
 std::string Padded(const std::string& text, std::size_t width, bool right) {
   const std::string blanks(width - std::min(width, Width(text)), ' ');
   return right ? blanks + text : text + blanks;
@@ -105,22 +115,23 @@ std::string Padded(const std::string& text, std::size_t width, bool right) {
 
 std::vector<std::size_t> Table::Widths(std::size_t indent, std::size_t terminalWidth) const {
   std::vector<std::size_t> widths;
-  std::size_t total = indent;
-  std::size_t shrinking = 0;
+  std::size_t total = indent + BetweenColumns * (columns_.size() - 1);
   for (std::size_t c = 0; c < columns_.size(); ++c) {
     std::size_t width = Width(columns_[c].Head);
     for (const Row& row : rows_) width = std::max(width, Width(row.Cells[c]));
     widths.push_back(width);
-    total += width + (c > 0 ? BetweenColumns : 0);
-    shrinking += columns_[c].Shrinks ? width : 0;
+    total += width;
   }
-  if (terminalWidth == 0 || total <= terminalWidth || shrinking == 0) return widths;
-  const double part = 1 - std::min(1.0, static_cast<double>(total - terminalWidth) /
-                                            static_cast<double>(shrinking));
-  for (std::size_t c = 0; c < columns_.size(); ++c) {
-    if (!columns_[c].Shrinks) continue;
-    const auto share = static_cast<std::size_t>(static_cast<double>(widths[c]) * part);
-    widths[c] = std::min(widths[c], std::max(NarrowestColumn, share));
+  if (terminalWidth == 0) return widths;
+  for (const int turn : {1, 2, 3}) {
+    for (std::size_t c = columns_.size(); c-- > 0 && total > terminalWidth;) {
+      if (columns_[c].Shrinks != turn) continue;
+      const std::size_t least =
+          std::min(widths[c], std::max(NarrowestColumn, Width(columns_[c].Head)));
+      const std::size_t less = std::min(widths[c] - least, total - terminalWidth);
+      widths[c] -= less;
+      total -= less;
+    }
   }
   return widths;
 }
@@ -132,7 +143,8 @@ void Table::Write(std::size_t indent, std::size_t terminalWidth,
     std::string line(indent, ' ');
     for (std::size_t c = 0; c < columns_.size(); ++c) {
       const bool last = c + 1 == columns_.size();
-      const std::string cell = Shortened(cellOf(c), widths[c]);
+      const std::string cell =
+          columns_[c].CutsStart ? EndOf(cellOf(c), widths[c]) : Shortened(cellOf(c), widths[c]);
       if (c > 0) line.append(BetweenColumns, ' ');
       line += last && !columns_[c].Right ? cell : Padded(cell, widths[c], columns_[c].Right);
     }

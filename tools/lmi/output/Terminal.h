@@ -37,6 +37,9 @@ std::size_t Width(std::string_view utf8);
 /// Of one line and at most so many columns, with "..." where more was.
 std::string Shortened(std::string_view utf8, std::size_t width);
 
+/// The end of it, with "..." where more was before.
+std::string EndOf(std::string_view utf8, std::size_t width);
+
 /// With blanks after it (before it: `right`), so that it takes so many columns.
 std::string Padded(const std::string& text, std::size_t width, bool right = false);
 
@@ -46,7 +49,8 @@ class Table {
   struct Column {
     std::string Head;
     bool Right = false;
-    bool Shrinks = false;  // where the terminal is narrow
+    int Shrinks = 0;         // where the terminal is narrow: those of 1 first; 0: never
+    bool CutsStart = false;  // its end says more than its start, as that of a path
   };
   explicit Table(std::vector<Column> columns) : columns_(std::move(columns)) {}
 

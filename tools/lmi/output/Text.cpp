@@ -7,7 +7,9 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <map>
+#include <set>
+
+#include "output/Output.h"
 
 namespace lmi {
 
@@ -74,7 +76,8 @@ std::string OneLine(std::string_view utf8) {
     const bool pair =
         (c & 0xfc00) == 0xd800 && i + 1 < text.size() && (text[i + 1] & 0xfc00) == 0xdc00;
     const bool control = c < u' ' || (c >= 0x7f && c < 0xa0);
-    const bool direction = (c >= 0x202a && c <= 0x202e) || (c >= 0x2066 && c <= 0x2069);
+    const bool direction = (c >= 0x200e && c <= 0x200f) || (c >= 0x2028 && c <= 0x202e) ||
+                           (c >= 0x2066 && c <= 0x2069) || c == 0x061c;
     if (pair) {
       ++i;
     } else if (control || direction || (c & 0xf800) == 0xd800) {
@@ -94,15 +97,20 @@ std::string DurationText(double seconds) {
                      all % hour / minute, all % minute / second, all % second);
 }
 
-std::vector<std::string> ChannelNames(const lmimport::Block& block) {
+std::vector<std::string> ChannelNames(const lmimport::Recording& recording, std::size_t number) {
+  const lmimport::Block& block = recording.Blocks()[number];
+  std::string variable = OneLine(recording.Blocks().size() > 1 ? block.Title : std::string());
   std::vector<std::string> names;
-  std::map<std::string, int> taken;
+  std::set<std::string> taken;
   for (const lmimport::Channel& channel : block.Channels) {
     std::string name = OneLine(channel.Title);
-    if (name.find_first_not_of(' ') == std::string::npos)
+    if (name.find_first_not_of(' ') == std::string::npos) {
       name = fmt::format("ch{}", names.size() + 1);
-    const int number = ++taken[name];
-    if (number > 1) name += fmt::format("_{}", number);
+      if (!variable.empty())
+        name = block.Channels.size() == 1 ? variable : fmt::format("{}_{}", variable, name);
+    }
+    const std::string first = name;
+    for (int same = 2; !taken.insert(name).second; ++same) name = fmt::format("{}_{}", first, same);
     names.push_back(std::move(name));
   }
   return names;
@@ -114,6 +122,19 @@ std::string Numbered(std::size_t count, std::string_view what) {
 
 std::string FileTitle(const lmimport::Recording& recording) {
   return recording.Path().filename().string();
+}
+
+std::string ValidUtf8(std::string_view text) {
+  lmimport::String wide = lmimport::FromUtf8(text);
+  for (std::size_t i = 0; i < wide.size(); ++i) {
+    const bool high = (wide[i] & 0xfc00) == 0xd800;
+    const bool pair = high && i + 1 < wide.size() && (wide[i + 1] & 0xfc00) == 0xdc00;
+    if (pair)
+      ++i;
+    else if ((wide[i] & 0xf800) == 0xd800)
+      wide[i] = 0xfffd;
+  }
+  return lmimport::ToUtf8(wide);
 }
 
 std::string CsvField(const std::string& text, std::string_view separator) {
@@ -153,7 +174,7 @@ void PrintFailure(std::string_view file, std::string_view reason) {
   const std::string line =
       OneLine(reason.find(quoted) == std::string_view::npos ? fmt::format("{}: {}", file, reason)
                                                             : std::string(reason));
-  fmt::print(stderr, "lmi: {}\n", line);
+  Say("lmi: {}\n", line);
 }
 
 }  // namespace lmi

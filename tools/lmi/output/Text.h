@@ -23,15 +23,16 @@ std::int64_t FrameOf(const lmimport::Block& block, const lmimport::Comment& comm
 std::string SecondsText(double frames, double rate);
 
 /// UTF-8 text on one line that can't disturb a terminal: control characters, marks of the direction
-/// of writing and bytes that aren't text become blanks.
+/// of writing, other ends of lines and bytes that aren't text become blanks.
 std::string OneLine(std::string_view text);
 
 /// "1:02:03.500" from the start, to the millisecond; "-" for what is not a number.
 std::string DurationText(double seconds);
 
-/// What a channel is called among the others of its block: its title, "ch3" for the third where it
-/// has none, "Flow_2" for the second of that title.
-std::vector<std::string> ChannelNames(const lmimport::Block& block);
+/// What the channels of a block are called: by title; "Flow_2" is the second of that title. Where
+/// there is none, "ch3" is the third; in a recording of several blocks with titles, such as the
+/// variables of a MATLAB file, "sweep_ch3", or "sweep" where it is alone.
+std::vector<std::string> ChannelNames(const lmimport::Recording& recording, std::size_t block);
 
 /// "warning data-cut-off, block 1, channel 2 "Flow", at byte 300: ..."; the title where there is a
 /// recording.
@@ -43,6 +44,9 @@ std::string Numbered(std::size_t count, std::string_view what);
 
 /// The part of the file's name after its folders.
 std::string FileTitle(const lmimport::Recording& recording);
+
+/// What is no UTF-8 is replaced by U+FFFD, or no reader could decode it.
+std::string ValidUtf8(std::string_view text);
 
 /// A field of CSV, in quotes where it needs them.
 std::string CsvField(const std::string& text, std::string_view separator = ",");

@@ -76,8 +76,14 @@ void Draw(Dots& dots, const Picture& picture, const Lane& lane, const Curve& cur
       low = std::min(low, before->Largest);
       high = std::max(high, before->Smallest);
     }
-    const std::int64_t x = xOf(curve.Start + static_cast<double>(i) * step);
-    for (std::int64_t y = yOf(low); y <= yOf(high); ++y) dots.Set(x, y);
+    // Up to where the next one begins, however wide that is.
+    const std::int64_t first = xOf(curve.Start + static_cast<double>(i) * step);
+    const std::int64_t next = xOf(curve.Start + static_cast<double>(i + 1) * step);
+    for (std::int64_t x = first; x < std::max(next, first + 1); ++x) {
+      for (std::int64_t y = yOf(x == first ? low : point.Smallest);
+           y <= yOf(x == first ? high : point.Largest); ++y)
+        dots.Set(x, y);
+    }
     before = &point;
   }
 }
@@ -91,8 +97,12 @@ void PrintLane(const Picture& picture, const Lane& lane, std::size_t columns,
   for (const Curve& curve : lane.Curves) Draw(dots, picture, lane, curve);
   for (std::size_t row = 0; row < LaneRows; ++row) {
     std::string label;
-    if (row == 0) label = fmt::format("{:.4g}", lane.High);
-    if (row == LaneRows - 1) label = fmt::format("{:.4g}", lane.Low);
+    // A flat line has one value, and is in the middle.
+    const bool isFlat = !(lane.High > lane.Low);
+    if (isFlat && row == LaneRows / 2 - 1)
+      label = std::isnan(lane.High) ? "no value" : fmt::format("{:.4g}", lane.High);
+    if (!isFlat && row == 0) label = fmt::format("{:.4g}", lane.High);
+    if (!isFlat && row == LaneRows - 1) label = fmt::format("{:.4g}", lane.Low);
     Print("{:>{}} {}\n", label, AxisWidth, dots.Row(row));
   }
 }
@@ -126,7 +136,7 @@ void PrintTimes(const Picture& picture, std::size_t columns) {
   for (const double tick : ticks) {
     const double part = (tick - picture.From) / (picture.To - picture.From);
     times.Put(part, TimeTickText(tick, step), true);
-    if (picture.Start) clock.Put(part, ClockText(*picture.Start, tick, step).substr(11, 8), true);
+    if (picture.Start) clock.Put(part, ClockTickText(*picture.Start, tick, step, false), true);
   }
   Print("{:>{}} {}\n", "s", AxisWidth, times.Text());
   if (picture.Start) Print("{:>{}} {}\n", "clock", AxisWidth, clock.Text());

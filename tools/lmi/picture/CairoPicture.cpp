@@ -27,7 +27,7 @@ struct Shade {
   double Red, Green, Blue;
 };
 constexpr Shade Ink{0.13, 0.13, 0.13}, Faint{0.45, 0.45, 0.45}, Grid{0.90, 0.90, 0.90},
-    Frame{0.70, 0.70, 0.70}, MarkShade{0.80, 0.33, 0.0}, SecondShade{0.84, 0.37, 0.0};
+    Frame{0.70, 0.70, 0.70}, MarkShade{0.45, 0.25, 0.55}, SecondShade{0.84, 0.37, 0.0};
 // Okabe and Ito's, which people with any colour vision tell apart, without the yellow.
 constexpr Shade Palette[] = {{0.00, 0.45, 0.70},
                              {0.00, 0.62, 0.45},
@@ -37,7 +37,8 @@ constexpr Shade Palette[] = {{0.00, 0.45, 0.70},
 
 class Canvas {
  public:
-  Canvas(cairo_surface_t* surface) : surface_(surface), context_(cairo_create(surface)) {
+  Canvas(cairo_surface_t* surface, double width)
+      : Width(width), surface_(surface), context_(cairo_create(surface)) {
     cairo_select_font_face(context_, "sans-serif", CAIRO_FONT_SLANT_NORMAL,
                            CAIRO_FONT_WEIGHT_NORMAL);
     cairo_set_font_size(context_, FontSize);
@@ -48,6 +49,8 @@ class Canvas {
   }
   Canvas(const Canvas&) = delete;
   Canvas& operator=(const Canvas&) = delete;
+
+  const double Width;
 
   cairo_t* Context() const { return context_; }
 
@@ -61,11 +64,33 @@ class Canvas {
     return extents.x_advance;
   }
 
+  // The beginning of it that has room, with an ellipsis.
+  std::string Cut(const std::string& text, double room) const {
+    const auto start = [&text](std::size_t end) {
+      while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) --end;
+      return text.substr(0, end) + "…";
+    };
+    // No character is narrower than a tenth of a pixel.
+    std::size_t low = 0;
+    std::size_t high =
+        std::min(text.size() - 1, static_cast<std::size_t>(std::max(0.0, room) * 10));
+    while (low < high) {
+      const std::size_t middle = (low + high + 1) / 2;
+      if (WidthOf(start(middle)) <= room)
+        low = middle;
+      else
+        high = middle - 1;
+    }
+    return low == 0 ? std::string() : start(low);
+  }
+
   // `anchor` 0: x is the left end; 0.5: the middle; 1: the right end.
   void Text(double x, double y, const std::string& text, const Shade& shade,
             double anchor = 0) const {
     SetShade(shade);
-    cairo_move_to(context_, std::max(2.0, x - anchor * WidthOf(text)), y);
+    // All of it, also at the edges.
+    const double width = WidthOf(text);
+    cairo_move_to(context_, std::max(2.0, std::min(x - anchor * width, Width - width - 2)), y);
     cairo_show_text(context_, text.c_str());
   }
 
@@ -124,11 +149,12 @@ struct Layout {
   double Width, Height, Top, Bottom, LaneHeight, Marks, From, PerSecond;
 };
 
-// The scale of a lane: a flat line is drawn in the middle.
+// The scale of a lane.
 struct Scale {
   explicit Scale(const Lane& lane) : Low(lane.Low), High(lane.High) {
     const double span = High - Low;
-    const double room = span > 0 ? span * 0.05 : std::max(std::abs(High) * 0.1, 1e-12);
+    // A flat line is in the middle.
+    const double room = span > 0 ? span * 0.05 : High != 0 ? std::abs(High) * 0.1 : 1;
     Low -= room;
     High += room;
     if (!std::isfinite(Low) || !std::isfinite(High)) {
@@ -141,10 +167,13 @@ struct Scale {
 
 void DrawAxis(const Canvas& canvas, const Layout& layout, const Scale& scale, double top) {
   const int most = layout.LaneHeight > 100 ? 5 : 3;
-  for (const double tick : TicksOf(scale.Low, scale.High, most)) {
+  const std::vector<double> ticks = TicksOf(scale.Low, scale.High, most);
+  const double step = ticks.size() > 1 ? ticks[1] - ticks[0] : scale.High - scale.Low;
+  for (const double tick : ticks) {
     const double y = top + layout.LaneHeight * (scale.High - tick) / (scale.High - scale.Low);
     canvas.Line(LeftMargin, std::round(y) + 0.5, layout.Right(), std::round(y) + 0.5, Grid);
-    canvas.Text(LeftMargin - 6, y + FontSize * 0.35, fmt::format("{:.6g}", tick), Faint, 1);
+    canvas.Text(LeftMargin - 6, y + FontSize * 0.35, Digits::OfStep(step, tick).Text(tick), Faint,
+                1);
   }
 }
 
@@ -252,14 +281,9 @@ void DrawTimes(const Canvas& canvas, const Layout& layout, const Picture& pictur
     const double y = layout.Bottom - LaneGap + 18;
     canvas.Text(x, y, TimeTickText(tick, step), Ink, 0.5);
     if (!picture.Start) continue;
-    std::string clock = ClockText(*picture.Start, tick, step);
-    if (clock.empty()) continue;
-    // The day, where there are several; the subtitle has that of the start.
-    const bool isLong = picture.To - picture.From > 86400;
-    clock = isLong ? clock.substr(5, 11) : clock.substr(11, step >= 1 ? 8 : 12);
-    std::ranges::replace(clock, 'T', ' ');
-    canvas.Text(std::min(x, layout.Width - canvas.WidthOf(clock) / 2 - 2), y + ClockHeight, clock,
-                Faint, 0.5);
+    const std::string clock =
+        ClockTickText(*picture.Start, tick, step, picture.To - picture.From > 86400);
+    canvas.Text(x, y + ClockHeight, clock, Faint, 0.5);
   }
   canvas.Text(3, layout.Bottom - LaneGap + 18, step >= 10 ? "h:mm:ss" : "s", Faint);
 }
@@ -270,7 +294,10 @@ void DrawMarks(const Canvas& canvas, const Layout& layout, const Picture& pictur
   for (const Mark& mark : picture.Marks) {
     const double x = std::round(layout.X(mark.Time)) + 0.5;
     cairo_set_dash(canvas.Context(), dashes, 2, 0);
-    canvas.Line(x, layout.Top - 4, x, layout.Bottom - LaneGap, MarkShade);
+    // Not through the titles of the lanes.
+    canvas.Line(x, layout.Top - 4, x, layout.Top + 2, MarkShade);
+    for (std::size_t i = 0; i < picture.Lanes.size(); ++i)
+      canvas.Line(x, layout.LaneTop(i), x, layout.LaneTop(i) + layout.LaneHeight, MarkShade);
     cairo_set_dash(canvas.Context(), nullptr, 0, 0);
     // The text, as far as there is room for it.
     if (x < free) continue;
@@ -279,15 +306,8 @@ void DrawMarks(const Canvas& canvas, const Layout& layout, const Picture& pictur
         picture.Marks, [&](const Mark& other) { return layout.X(other.Time) > x + 20; });
     const double room =
         (next == picture.Marks.end() ? layout.Right() : layout.X(next->Time)) - x - 6;
-    while (!text.empty() && canvas.WidthOf(text) > room) {
-      do {
-        text.pop_back();
-      } while (!text.empty() && (static_cast<unsigned char>(text.back()) & 0xc0) == 0x80);
-      if (canvas.WidthOf(text + "…") <= room) {
-        text += "…";
-        break;
-      }
-    }
+    constexpr std::size_t longest = 1000;  // more is never shown whole
+    if (text.size() > longest || canvas.WidthOf(text) > room) text = canvas.Cut(text, room);
     canvas.Text(x + 3, layout.Top - 6, text, MarkShade);
     free = x + 3 + canvas.WidthOf(text) + 6;
   }
@@ -295,9 +315,13 @@ void DrawMarks(const Canvas& canvas, const Layout& layout, const Picture& pictur
 
 void DrawHead(const Canvas& canvas, const Layout& layout, const Picture& picture) {
   cairo_set_font_size(canvas.Context(), TitleSize);
-  canvas.Text(LeftMargin, 22, picture.Title, Ink);
+  const double room = layout.Right() - LeftMargin;
+  const auto fitted = [&](const std::string& text) {
+    return !text.empty() && canvas.WidthOf(text) > room ? canvas.Cut(text, room) : text;
+  };
+  canvas.Text(LeftMargin, 22, fitted(picture.Title), Ink);
   cairo_set_font_size(canvas.Context(), FontSize);
-  canvas.Text(LeftMargin, 39, picture.Subtitle, Faint);
+  canvas.Text(LeftMargin, 39, fitted(picture.Subtitle), Faint);
   if (!picture.HasSecond) return;
   canvas.Text(layout.Right(), 22, "by the published layout", Palette[0], 1);
   canvas.Text(layout.Right(), 39, "as written", SecondShade, 1);
@@ -320,7 +344,7 @@ std::size_t CairoColumns(const CairoStyle& style) {
 void DrawPicture(const Picture& picture, const CairoStyle& style, const std::string& kind,
                  const std::filesystem::path& file) {
   const Layout layout(picture, style);
-  const Canvas canvas(MakeSurface(kind, file, layout));
+  const Canvas canvas(MakeSurface(kind, file, layout), layout.Width);
   canvas.SetShade({1, 1, 1});
   cairo_paint(canvas.Context());
   for (std::size_t i = 0; i < picture.Lanes.size(); ++i) DrawLane(canvas, layout, picture, i);

@@ -6,9 +6,11 @@
 #include <atomic>
 #include <cmath>
 #include <exception>
+#include <map>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
+#include <tuple>
 
 #include "output/Text.h"
 
@@ -47,21 +49,26 @@ double TimeAt(const Block& block, std::int64_t frame) {
   return block.StartTime + (rate > 0 ? static_cast<double>(frame) / rate : 0);
 }
 
-// The lane of a channel: the one that has it in another block or reading, else a new one. Blocks
-// that have a title are things of their own, such as the variables of a MATLAB file.
-std::size_t LaneOf(std::vector<Lane>& lanes, const Block& block, std::size_t channel) {
-  const Channel& what = block.Channels[channel];
-  std::string title = ChannelNames(block)[channel];
-  if (what.Title.empty() && !block.Title.empty())
-    title = block.Channels.size() == 1 ? OneLine(block.Title)
-                                       : fmt::format("{} {}", OneLine(block.Title), title);
-  const auto found = std::ranges::find_if(lanes, [&](const Lane& lane) {
-    return lane.Number == what.Number && lane.Title == title && lane.Unit == what.Unit;
-  });
-  if (found != lanes.end()) return static_cast<std::size_t>(found - lanes.begin());
-  lanes.push_back({title, OneLine(what.Unit), what.Number, {}, NAN, NAN});
-  return lanes.size() - 1;
-}
+// The lanes of a picture, each for a channel in all blocks and readings that have it.
+class LaneFinder {
+ public:
+  explicit LaneFinder(std::vector<Lane>& lanes) : lanes_(lanes) {}
+
+  std::size_t Find(const Channel& channel, const std::string& title) {
+    const auto [place, isNew] =
+        places_.try_emplace({channel.Number, title, OneLine(channel.Unit)}, lanes_.size());
+    if (isNew) lanes_.push_back({title, OneLine(channel.Unit), channel.Number, {}, NAN, NAN});
+    if (lanes_.size() > MostLanes)
+      throw std::runtime_error(
+          "there are too many channels for one picture; --channel chooses some");
+    return place->second;
+  }
+
+ private:
+  static constexpr std::size_t MostLanes = 1000;
+  std::vector<Lane>& lanes_;
+  std::map<std::tuple<int, std::string, std::string>, std::size_t> places_;
+};
 
 void ReadSamples(Plan& plan) {
   std::vector<double> samples(static_cast<std::size_t>(plan.Count));
@@ -150,19 +157,30 @@ void ReadAll(std::vector<Plan>& plans, const std::function<bool(double)>& progre
 }
 
 void AddPlans(const Recording& recording, bool isSecond, const PictureOptions& options,
-              std::vector<Lane>& lanes, std::vector<Plan>& plans) {
+              LaneFinder& lanes, std::vector<Plan>& plans) {
   for (const Part& part : Select(recording, options.Selection)) {
     const Block& block = recording.Blocks()[part.Block];
     if (part.Frames() == 0) continue;
+    const std::vector<std::string> names = ChannelNames(recording, part.Block);
     for (const std::size_t channel : part.Channels)
       plans.push_back({&recording,
-                       LaneOf(lanes, block, channel),
+                       lanes.Find(block.Channels[channel], names[channel]),
                        part.Block,
                        channel,
                        part.First,
                        part.Frames(),
                        {TimeAt(block, part.First), TimeAt(block, part.End), isSecond, false, {}}});
   }
+}
+
+// The multiples of a step from low to high; none where a Double can't tell them apart.
+std::vector<double> Multiples(double step, double low, double high, int most) {
+  std::vector<double> ticks;
+  const double first = std::ceil(low / step - 1e-9);
+  if (low + step == low || first + 1 == first) return ticks;
+  for (int i = 0; i <= 2 * most && (first + i) * step <= high + step * 1e-9; ++i)
+    ticks.push_back((first + i) * step + 0.0);
+  return ticks;
 }
 
 void Widen(Lane& lane, const Curve& curve) {
@@ -179,8 +197,9 @@ Picture MakePicture(const Recording& recording, const Recording* second,
                     const PictureOptions& options) {
   Picture picture;
   std::vector<Plan> plans;
-  AddPlans(recording, false, options, picture.Lanes, plans);
-  if (second != nullptr) AddPlans(*second, true, options, picture.Lanes, plans);
+  LaneFinder lanes(picture.Lanes);
+  AddPlans(recording, false, options, lanes, plans);
+  if (second != nullptr) AddPlans(*second, true, options, lanes, plans);
   if (plans.empty()) throw std::runtime_error("there is no sample to draw");
   picture.From = INFINITY;
   picture.To = -INFINITY;
@@ -188,6 +207,10 @@ Picture MakePicture(const Recording& recording, const Recording* second,
     picture.From = std::min(picture.From, plan.Result.Start);
     picture.To = std::max(picture.To, plan.Result.End);
   }
+  // The stretch that is asked for, as far as the recording goes.
+  const auto [from, to] = StretchOf(recording, options.Selection);
+  if (from) picture.From = *from;
+  if (to) picture.To = std::min(*to, EndOf(recording));
   if (!(picture.To > picture.From)) picture.To = picture.From + 1;
   for (Plan& plan : plans) {
     // Below two samples a column the samples themselves are drawn.
@@ -210,24 +233,22 @@ Picture MakePicture(const Recording& recording, const Recording* second,
                                  start.empty() ? "no start stated" : "starts " + start);
   picture.HasSecond = second != nullptr;
   for (const Comment& comment : recording.Comments()) {
-    if (comment.Time >= picture.From && comment.Time <= picture.To)
+    const bool isLast = comment.Time == picture.To && !to;
+    if (comment.Time >= picture.From && (comment.Time < picture.To || isLast))
       picture.Marks.push_back({comment.Time, OneLine(comment.Text)});
   }
   return picture;
 }
 
 std::vector<double> TicksOf(double low, double high, int most) {
-  std::vector<double> ticks;
-  if (!(high > low) || !std::isfinite(high - low)) return ticks;
+  if (!(high > low) || !std::isfinite(high - low)) return {};
   const double rough = (high - low) / most;
   const double power = std::pow(10, std::floor(std::log10(rough)));
   double step = 10 * power;
   for (const double factor : {5.0, 2.0, 1.0}) {
     if (factor * power >= rough) step = factor * power;
   }
-  for (double i = std::ceil(low / step - 1e-9); i * step <= high + step * 1e-9; ++i)
-    ticks.push_back(i * step + 0.0);
-  return ticks;
+  return Multiples(step, low, high, most);
 }
 
 std::vector<double> TimeTicksOf(double from, double to, int most) {
@@ -238,9 +259,7 @@ std::vector<double> TimeTicksOf(double from, double to, int most) {
   if (rough <= 10) return TicksOf(from, to, most);
   const auto* const found = std::ranges::lower_bound(steps, rough);
   if (found == std::end(steps)) return TicksOf(from, to, most);
-  std::vector<double> ticks;
-  for (double i = std::ceil(from / *found); i * *found <= to; ++i) ticks.push_back(i * *found);
-  return ticks;
+  return Multiples(*found, from, to, most);
 }
 
 std::string TimeTickText(double seconds, double step) {
@@ -251,6 +270,17 @@ std::string TimeTickText(double seconds, double step) {
   if (step >= 1) return text.substr(0, point);
   const auto decimals = static_cast<std::size_t>(std::ceil(-std::log10(step) - 1e-9));
   return text.substr(0, point + 1 + std::min<std::size_t>(decimals, 3));
+}
+
+std::string ClockTickText(Date start, double seconds, double step, bool isLong) {
+  constexpr double secondsOfDay = 86400;
+  // To the nearest second, not down to it.
+  std::string clock = ClockText(start, seconds + (step >= 1 ? 0.5 : 0), std::min(step, 0.01));
+  if (clock.empty() || start + seconds / secondsOfDay < 1) return {};
+  std::ranges::replace(clock, 'T', ' ');
+  const std::size_t first = isLong ? 5 : 11;
+  const std::size_t end = step >= 1 ? 19 : 23;
+  return clock.substr(first, end - first);
 }
 
 }  // namespace lmi

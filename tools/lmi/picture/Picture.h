@@ -66,4 +66,8 @@ std::vector<double> TimeTicksOf(double from, double to, int most);
 /// "12.5", "2:30", "1:02:30", as far apart as the ticks are.
 std::string TimeTickText(double seconds, double step);
 
+/// The clock at a tick, "14:16:29", to the millisecond where ticks are closer than a second; with its
+/// month and day where `isLong`. Empty where it is no date.
+std::string ClockTickText(lmimport::Date start, double seconds, double step, bool isLong);
+
 }  // namespace lmi

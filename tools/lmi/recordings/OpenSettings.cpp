@@ -10,14 +10,6 @@ namespace {
 
 using namespace lmimport;
 
-std::string FindFile(const OpenSettings& settings, const std::string& name) {
-  namespace fs = std::filesystem;
-  std::error_code error;
-  const fs::path beside = fs::path(settings.DefaultPath) / name;
-  const bool found = settings.DefaultPath.empty() || fs::exists(name, error);
-  return found || !fs::exists(beside, error) ? name : beside.string();
-}
-
 std::string CheckRate(const std::string& text) {
   const double rate = std::strtod(text.c_str(), nullptr);
   const bool makesSense = rate > 1e-38 && rate < 1e10;
@@ -65,8 +57,10 @@ std::vector<Finding> Opened::FurtherFindings() const {
 }
 
 bool IsPassedOver(const NamedFile& file, const Opened& opened) {
-  return file.InFolder && !opened &&
-         std::ranges::count(opened.Findings, std::string_view("undescribed"), &Finding::Code) > 0;
+  const auto isNone = [](const Finding& finding) {
+    return finding.Code == "undescribed" || finding.Code == "no-recording";
+  };
+  return file.InFolder && !opened && std::ranges::any_of(opened.Findings, isNone);
 }
 
 Opened OpenOrExplain(const OpenSettings& settings, const NamedFile& file,
@@ -81,7 +75,7 @@ Opened OpenOrExplain(const OpenSettings& settings, const NamedFile& file,
   options.KeepFields = settings.KeepFields;
   options.Progress = progress;
   try {
-    opened.Recording = Recording::Open(FindFile(settings, file.Name), options);
+    opened.Recording = Recording::Open(ResolveName(settings, file.Name), options);
     opened.Findings = opened.Recording->Findings();
   } catch (const OpenError& error) {
     opened.Failure = error.what();
@@ -91,6 +85,25 @@ Opened OpenOrExplain(const OpenSettings& settings, const NamedFile& file,
     opened.Failure = fault.what();
   }
   return opened;
+}
+
+void CheckOutput(const Recording& recording, const std::filesystem::path& output) {
+  std::error_code error;
+  const std::filesystem::path& path = recording.Path();
+  const auto isOutput = [&](const std::filesystem::path& read) {
+    return std::filesystem::equivalent(output, read, error);
+  };
+  if (isOutput(path)) throw std::invalid_argument("the output would replace the recording");
+  if (!recording.Sidecar().empty() && isOutput(path.parent_path() / recording.Sidecar()))
+    throw std::invalid_argument("the output would replace what describes the samples");
+}
+
+std::string ResolveName(const OpenSettings& settings, const std::string& name) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const fs::path beside = fs::path(settings.DefaultPath) / name;
+  const bool found = settings.DefaultPath.empty() || fs::exists(name, error);
+  return found || !fs::exists(beside, error) ? name : beside.string();
 }
 
 void PrintFailureOf(const NamedFile& file, const Opened& opened) {

@@ -3,6 +3,8 @@
 
 #include <lmimport/Recording.h>
 
+#include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -57,6 +59,13 @@ Opened OpenOrExplain(const OpenSettings& settings, const NamedFile& file,
 
 /// Files of a folder that are no recordings: descriptions of others, flat data files, notes.
 bool IsPassedOver(const NamedFile& file, const Opened& opened);
+
+/// Throws std::invalid_argument where writing to the file would replace the recording, or what
+/// described its samples.
+void CheckOutput(const lmimport::Recording& recording, const std::filesystem::path& output);
+
+/// The file that a name means: itself, or the one in the folder that is looked in too.
+std::string ResolveName(const OpenSettings& settings, const std::string& name);
 
 /// One line on standard error for what failed, and one for each finding that says more.
 void PrintFailureOf(const NamedFile& file, const Opened& opened);

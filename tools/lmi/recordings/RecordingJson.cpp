@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "output/Interrupt.h"
 #include "output/Json.h"
 #include "output/Output.h"
 #include "output/Text.h"
@@ -103,7 +104,7 @@ std::optional<Date> StartOf(const Recording& recording, std::size_t block) {
 }
 
 Extremes RangeOf(const Block& block, const Channel& channel) {
-  const double highest = std::ldexp(1.0, block.SampleBits - 1);
+  const double highest = std::ldexp(1.0, block.CountBits - 1);
   const double one = -highest * channel.Factor + channel.Offset;
   const double other = (highest - 1) * channel.Factor + channel.Offset;
   return {std::min(one, other), std::max(one, other)};
@@ -118,9 +119,16 @@ std::vector<double> FirstValues(const Recording& recording, std::size_t block,
 }
 
 Extremes ScannedExtremes(const Recording& recording, std::size_t block, std::size_t channel) {
-  Extremes extremes{NAN, NAN};
-  recording.Overview(block, channel, 0, recording.Blocks()[block].FrameCount, {&extremes, 1});
-  return extremes;
+  // In pieces, so that an interrupt is seen.
+  constexpr std::int64_t pieceFrames = 1 << 22;
+  const std::int64_t frames = recording.Blocks()[block].FrameCount;
+  Extremes all{NAN, NAN};
+  for (std::int64_t first = 0; first < frames && !IsInterrupted(); first += pieceFrames) {
+    Extremes piece{NAN, NAN};
+    recording.Overview(block, channel, first, std::min(pieceFrames, frames - first), {&piece, 1});
+    all = {std::fmin(all.Smallest, piece.Smallest), std::fmax(all.Largest, piece.Largest)};
+  }
+  return all;
 }
 
 std::string PrintRecordingJson(const Recording& recording, bool scan) {

@@ -78,9 +78,10 @@ std::optional<Clock> ClockIn(std::string_view text) {
   if (mark == std::string_view::npos) return clock;
   const std::string_view time = text.substr(mark + 1);
   const auto seconds = ColonTime(time);
-  if (!seconds || time.find(':') == std::string_view::npos || *seconds >= SecondsOfDay) return {};
+  if (!seconds || time.find(':') == std::string_view::npos) return {};
   // Two parts are hours and minutes.
   clock.Seconds = std::ranges::count(time, ':') == 1 ? *seconds * 60 : *seconds;
+  if (clock.Seconds >= SecondsOfDay) return {};
   return clock;
 }
 
@@ -94,19 +95,28 @@ bool Matches(const std::string& pattern, const std::string& title) {
   return ::fnmatch(ToUtf8(LowerCase(pattern)).c_str(), ToUtf8(LowerCase(title)).c_str(), 0) == 0;
 }
 
-// "3" and "2-5" as numbers of channels; nothing for any other text.
-std::optional<std::pair<int, int>> NumbersIn(std::string_view text) {
-  const std::size_t dash = text.find('-');
-  const auto first = NumberIn<int>(text.substr(0, dash));
-  const auto last = dash == std::string_view::npos ? first : NumberIn<int>(text.substr(dash + 1));
-  if (!first || !last || *first < 1 || *last < *first) return {};
-  return std::pair(*first, *last);
+// "3", "2-5" and "1,3-4" as ranges of numbers of channels; nothing for any other text.
+std::vector<std::pair<int, int>> NumbersIn(std::string_view text) {
+  std::vector<std::pair<int, int>> ranges;
+  for (;;) {
+    const std::size_t comma = text.find(',');
+    const std::string_view part = text.substr(0, comma);
+    const std::size_t dash = part.find('-');
+    const auto first = NumberIn<int>(part.substr(0, dash));
+    const auto last = dash == std::string_view::npos ? first : NumberIn<int>(part.substr(dash + 1));
+    if (!first || !last || *first < 1 || *last < *first) return {};
+    ranges.emplace_back(*first, *last);
+    if (comma == std::string_view::npos) return ranges;
+    text.remove_prefix(comma + 1);
+  }
 }
 
 // The channels of the block that one name means: by title as it is, then in any case, by number,
 // by pattern. So a title that is a number can be named, too.
-std::vector<std::size_t> FindChannels(const Block& block, const std::string& name) {
-  const std::vector<std::string> unique = ChannelNames(block);
+std::vector<std::size_t> FindChannels(const Recording& recording, std::size_t number,
+                                      const std::string& name) {
+  const Block& block = recording.Blocks()[number];
+  const std::vector<std::string> unique = ChannelNames(recording, number);
   const auto where = [&](const auto& isMeant) {
     std::vector<std::size_t> found;
     for (std::size_t c = 0; c < block.Channels.size(); ++c) {
@@ -122,10 +132,12 @@ std::vector<std::size_t> FindChannels(const Block& block, const std::string& nam
   };
   const auto numbers = NumbersIn(name);
   const auto numbered = [&](const Channel& channel, const std::string&) {
-    return numbers && channel.Number >= numbers->first && channel.Number <= numbers->second;
+    return std::ranges::any_of(numbers, [&channel](const std::pair<int, int>& range) {
+      return channel.Number >= range.first && channel.Number <= range.second;
+    });
   };
-  const auto matching = [&](const Channel& channel, const std::string&) {
-    return Matches(name, channel.Title);
+  const auto matching = [&](const Channel&, const std::string& told) {
+    return Matches(name, told);
   };
   if (auto found = where(equal); !found.empty()) return found;
   if (auto found = where(numbered); !found.empty()) return found;
@@ -149,11 +161,13 @@ std::string ListOfChannels(const Recording& recording) {
                                    : list;
 }
 
-std::vector<std::size_t> ChannelsOf(const Block& block, const std::vector<std::string>& names,
+std::vector<std::size_t> ChannelsOf(const Recording& recording, std::size_t number,
+                                    const std::vector<std::string>& names,
                                     std::vector<bool>& isKnown) {
+  const Block& block = recording.Blocks()[number];
   std::vector<std::size_t> channels;
   for (std::size_t i = 0; i < names.size(); ++i) {
-    for (const std::size_t channel : FindChannels(block, names[i])) {
+    for (const std::size_t channel : FindChannels(recording, number, names[i])) {
       isKnown[i] = true;
       if (std::ranges::count(channels, channel) == 0) channels.push_back(channel);
     }
@@ -162,20 +176,39 @@ std::vector<std::size_t> ChannelsOf(const Block& block, const std::vector<std::s
   return channels;
 }
 
-// The first frame at this time or after it. A time that is a frame's own, but for the last digits of
-// its text, is that frame's.
+// The first frame at this time or after it. A time that is a frame's own, but for the digits that
+// its text leaves out, is that frame's.
 std::int64_t FrameAt(const Block& block, double seconds) {
-  constexpr double slack = 1e-6;
+  constexpr double slack = 0.02;
   const double frame = (seconds - block.StartTime) * block.SamplingRate;
   if (std::isnan(frame)) return 0;
   const double held = std::clamp(frame, 0.0, static_cast<double>(block.FrameCount));
   return static_cast<std::int64_t>(std::ceil(held - slack));
 }
 
-struct Stretch {
-  std::optional<double> From;
-  std::optional<double> To;
-};
+Part PartOf(const Block& block, const SelectionOptions& options, const Stretch& stretch) {
+  Part part{};
+  const std::int64_t held = options.Fill ? block.FrameCount : block.HeldFrames;
+  part.First = std::min(options.Start - 1, held);
+  if (stretch.From) part.First = std::clamp(FrameAt(block, *stretch.From), part.First, held);
+  part.End = part.First + std::min(options.Count, held - part.First);
+  if (stretch.To) part.End = std::min(part.End, FrameAt(block, *stretch.To));
+  part.End = std::max(part.First, part.End);
+  return part;
+}
+
+std::string CheckFromOne(const std::string& text) {
+  const auto number = NumberIn<std::int64_t>(text);
+  return number && *number >= 1 ? "" : "\"" + text + "\" is not a whole number from 1 on";
+}
+
+// Seconds from the start of the recording at which a frame of the block is.
+double TimeAt(const Block& block, std::int64_t frame) {
+  const double within = static_cast<double>(frame) / block.SamplingRate;
+  return frame > 0 && std::isfinite(within) ? block.StartTime + within : block.StartTime;
+}
+
+}  // namespace
 
 Stretch StretchOf(const Recording& recording, const SelectionOptions& options) {
   Stretch stretch;
@@ -193,29 +226,49 @@ Stretch StretchOf(const Recording& recording, const SelectionOptions& options) {
   return stretch;
 }
 
-Part PartOf(const Block& block, const SelectionOptions& options, const Stretch& stretch) {
-  Part part{};
-  const std::int64_t held = options.Fill ? block.FrameCount : block.HeldFrames;
-  part.First = std::min(options.Start - 1, held);
-  part.End = part.First + std::min(options.Count, held - part.First);
-  if (stretch.From) part.First = std::max(part.First, FrameAt(block, *stretch.From));
-  if (stretch.To) part.End = std::min(part.End, FrameAt(block, *stretch.To));
-  part.End = std::max(part.First, part.End);
-  return part;
+double EndOf(const Recording& recording) {
+  double end = 0;
+  for (const Block& block : recording.Blocks())
+    end = std::max(end, TimeAt(block, block.FrameCount));
+  return end;
 }
 
-std::string CheckFromOne(const std::string& text) {
-  const auto number = NumberIn<std::int64_t>(text);
-  return number && *number >= 1 ? "" : "\"" + text + "\" is not a whole number from 1 on";
+std::vector<std::vector<const Comment*>> CommentsOf(const Recording& recording,
+                                                    const std::vector<Part>& parts) {
+  std::vector<std::vector<const Comment*>> comments(parts.size());
+  if (parts.empty()) return comments;
+  const auto startOf = [&](const Part& part) {
+    return TimeAt(recording.Blocks()[part.Block], part.First);
+  };
+  const auto endOf = [&](const Part& part) {
+    return TimeAt(recording.Blocks()[part.Block], part.End);
+  };
+  double from = INFINITY;
+  double to = -INFINITY;
+  bool isWhole = true;
+  for (const Part& part : parts) {
+    from = std::min(from, startOf(part));
+    to = std::max(to, endOf(part));
+    isWhole = isWhole && part.First == 0 && part.End == recording.Blocks()[part.Block].FrameCount;
+  }
+  for (const Comment& comment : recording.Comments()) {
+    if (!isWhole && (comment.Time < from || comment.Time >= to)) continue;
+    const auto rank = [&](const Part& part) {
+      const bool isIn = comment.Time >= startOf(part) && comment.Time < endOf(part);
+      const bool isOwn = part.Block == comment.BlockIndex;
+      return isIn ? 4 + (isOwn ? 1 : 0) : isOwn ? 3 : startOf(part) <= comment.Time ? 2 : 1;
+    };
+    const auto best = std::ranges::max_element(parts, {}, rank);
+    comments[static_cast<std::size_t>(best - parts.begin())].push_back(&comment);
+  }
+  return comments;
 }
-
-}  // namespace
 
 void AddChannelOption(CLI::App& command, std::vector<std::string>& channels) {
   command
       .add_option("-c,--channel", channels,
-                  "channels: a number from 1 or a range 2-5, as info shows them, a title, or a "
-                  "pattern such as \"EEG*\", in any case; may be given again")
+                  "channels: numbers from 1 as info shows them, such as 3, 2-5 or 1,4; a title, "
+                  "or a pattern such as \"EEG*\", in any case; may be given again")
       ->allow_extra_args(false)
       ->option_text("CHANNEL");
 }
@@ -291,7 +344,7 @@ std::vector<Part> Select(const Recording& recording, const SelectionOptions& opt
     if (!options.Blocks.empty() && !isNamed) continue;
     Part part = PartOf(blocks[i], options, stretch);
     part.Block = i;
-    part.Channels = ChannelsOf(blocks[i], options.Channels, isKnown);
+    part.Channels = ChannelsOf(recording, i, options.Channels, isKnown);
     if (!part.Channels.empty() && (part.Frames() > 0 || isNamed || blocks.size() == 1))
       parts.push_back(std::move(part));
   }

@@ -3,6 +3,7 @@
 
 #include <lmimport/Recording.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,23 @@ struct Part {
 /// that was named is there even if that is nothing. Throws std::invalid_argument for a block or
 /// channel that there isn't, with what there is.
 std::vector<Part> Select(const lmimport::Recording& recording, const SelectionOptions& options);
+
+/// The stretch of time that is asked for, in seconds from the start of the recording; nothing at an
+/// end that isn't said. Throws as TimeOf does.
+struct Stretch {
+  std::optional<double> From;
+  std::optional<double> To;
+};
+Stretch StretchOf(const lmimport::Recording& recording, const SelectionOptions& options);
+
+/// Seconds from the start of the recording to the end of its last block.
+double EndOf(const lmimport::Recording& recording);
+
+/// The comments of the recording, each with the part that it is best shown with: one that has frames
+/// at its time, its own block first; else its own block; else the first that begins before it. Where
+/// the parts are a stretch of time, those in it alone.
+std::vector<std::vector<const lmimport::Comment*>> CommentsOf(const lmimport::Recording& recording,
+                                                              const std::vector<Part>& parts);
 
 /// Seconds from the start of the recording: "12.5", "1:02:03.5" and "2:03" count from there, and
 /// "T22:15:30" is a time of day, at the start or next after it, "2019-11-05T22:15:30" one of a day.

@@ -11,7 +11,6 @@ namespace {
 
 using namespace lmimport;
 
-constexpr double NoValue = std::numeric_limits<double>::quiet_NaN();
 constexpr std::int64_t FewestOfFlat = 10;
 constexpr double FlatSeconds = 1;
 
@@ -205,10 +204,10 @@ class Meter {
         channel_(channel),
         part_(part),
         flat_(std::min(part.Frames(), std::max(FewestOfFlat, SamplesOf(FlatSeconds)))) {
-    const double highest = std::ldexp(1.0, block.SampleBits - 1);
+    const double highest = std::ldexp(1.0, block.CountBits - 1);
     smallestCount_ = -highest;
     // The low two bits of 16 may be no data.
-    largestCount_ = highest - (block.SampleBits == 16 ? 4 : 1);
+    largestCount_ = highest - (block.CountBits == 16 && block.SampleBits == 16 ? 4 : 1);
   }
 
   void Take(std::span<const T> samples) {
@@ -223,7 +222,7 @@ class Meter {
       piece.NotNumbers = std::ssize(samples) - std::ssize(numbers_);
       samples = numbers_;
     }
-    Sums sums{NoValue, NoValue, NoValue, 0};
+    Sums sums{Statistics::NoValue, Statistics::NoValue, Statistics::NoValue, 0};
     if (!samples.empty()) sums = SumsOf(samples);
     if (std::integral<T> && (sums.Smallest <= smallestCount_ || sums.Largest >= largestCount_))
       TakeFullScale(samples);
@@ -327,13 +326,14 @@ std::vector<Statistics> MeasureAs(const Recording& recording, const Part& part,
 
 double Statistics::Deviation() const {
   const std::int64_t count = Samples - NotNumbers;
-  return count > 0 ? std::sqrt(SquaredDeviations / static_cast<double>(count)) : NoValue;
+  return count > 0 ? std::sqrt(SquaredDeviations / static_cast<double>(count))
+                   : Statistics::NoValue;
 }
 
 double Statistics::RootMeanSquare() const {
   const std::int64_t count = Samples - NotNumbers;
   return count > 0 ? std::sqrt(Mean * Mean + SquaredDeviations / static_cast<double>(count))
-                   : NoValue;
+                   : Statistics::NoValue;
 }
 
 void Statistics::Add(const Statistics& other) {
@@ -362,7 +362,7 @@ void Statistics::Add(const Statistics& other) {
     Mean += apart * otherCount / all;
     SquaredDeviations += other.SquaredDeviations + apart * apart * count * otherCount / all;
   }
-  if (Samples == NotNumbers) Smallest = Largest = Mean = NoValue;
+  if (Samples == NotNumbers) Smallest = Largest = Mean = Statistics::NoValue;
 }
 
 std::vector<Statistics> Measure(const Recording& recording, const Part& part,

@@ -4,6 +4,7 @@
 #include <lmimport/Recording.h>
 
 #include <functional>
+#include <limits>
 
 #include "recordings/Selection.h"
 
@@ -13,9 +14,9 @@ namespace lmi {
 struct Statistics {
   std::int64_t Samples = 0;  // with those that are not a number
   std::int64_t NotNumbers = 0;
-  double Smallest = 0, Largest = 0;  // NaN where there is none, as the next ones
-  double Mean = 0;
-  double SquaredDeviations = 0;  // sum of them, from the mean
+  static constexpr double NoValue = std::numeric_limits<double>::quiet_NaN();
+  double Smallest = NoValue, Largest = NoValue, Mean = NoValue;  // NaN where there is none
+  double SquaredDeviations = 0;                                  // sum of them, from the mean
   // Two samples or more in a row at the smallest or largest count that the stored bits can have:
   // the converter was at its limit.
   std::int64_t FullScaleRuns = 0, FullScaleSamples = 0;

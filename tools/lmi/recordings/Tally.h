@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "output/Output.h"
 #include "output/Terminal.h"
 #include "output/Text.h"
 #include "recordings/OpenSettings.h"
@@ -28,14 +29,14 @@ struct Tally {
   }
 
   /// On standard error, so that standard output holds one line a file, or JSON.
-  void Say(const Appearance& appearance, const std::string& more = {}) const {
+  void Print(const Appearance& appearance, const std::string& more = {}) const {
     if (appearance.Quiet) return;
     std::string line = Numbered(Files, "recording");
     if (Warned > 0) line += fmt::format(", {} with warnings", Warned);
     if (Failed > 0) line += fmt::format(", {} failed", Failed);
     if (Warned + Failed == 0 && Files > 0) line += ", no warnings";
     if (PassedOver > 0) line += fmt::format("; {} passed over", Numbered(PassedOver, "other file"));
-    fmt::print(stderr, "{}{}\n", line, more);
+    Say("{}{}\n", line, more);
   }
 };
 
