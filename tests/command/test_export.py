@@ -15,7 +15,7 @@ import pytest
 import scipy.io
 import xarray
 
-from conftest import LMI, SAMPLES, complaint, run
+from conftest import LMI, SAMPLES, complaint, run, write_wave
 
 NAMES = sorted(path.name for path in SAMPLES.iterdir()
                if path.suffix not in (".json", ".md") and path.name != "test_file_hdf5.mat")

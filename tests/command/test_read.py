@@ -43,7 +43,7 @@ def test_comments_are_at_their_frames(samples):
     done = subprocess.run([LMI, "read", samples / "edf_multirate.edf", "-c", "sao2", "--comments"],
                           capture_output=True, text=True)
     assert sum(not line.endswith(",") for line in done.stdout.splitlines()[1:]) == 5
-    assert "7.5" not in done.stdout and "1 comment at no frame" in done.stderr
+    assert "1 comment at no frame" in done.stderr
 
 
 def test_all_blocks_are_tables_one_after_the_other(samples):

@@ -192,50 +192,50 @@ void PrintJsonLine(const RecordingRow& row) {
   Print("{}\n", JsonText(object));
 }
 
-std::vector<std::string> CellsOf(const RecordingRow& row) {
-  if (row.Format.empty())
-    return {OneLine(row.Path), "-", "", "", "", "", "", "", "", "failed: " + OneLine(row.Failure)};
+std::vector<std::string> CellsOf(const RecordingRow& row, bool isNarrow) {
+  const bool isOpen = !row.Format.empty();
+  const auto count = [&](std::int64_t number) { return isOpen ? std::to_string(number) : ""; };
   std::string rates;
   for (const double rate : row.Rates)
     rates += fmt::format("{}{}", rates.empty() ? "" : ", ", static_cast<float>(rate));
-  std::string start = row.Start.empty() ? "not stated" : row.Start.substr(0, 19);
+  const std::size_t digits = isNarrow ? 16 : 19;  // to the minute or the second
+  std::string start = row.Start.empty() ? "not stated" : row.Start.substr(0, digits);
   std::ranges::replace(start, 'T', ' ');
-  std::string findings;
-  for (const std::string& code : row.Findings)
-    findings += fmt::format("{}{}", findings.empty() ? "" : ", ", code);
-  if (!row.Failure.empty()) findings = "failed: " + OneLine(row.Failure);
-  std::string titles;
-  for (const std::string& title : row.Titles)
-    titles += fmt::format("{}{}", titles.empty() ? "" : ", ", OneLine(title));
-  return {OneLine(row.Path),
-          row.Format,
-          start,
-          DurationText(row.Seconds),
-          rates,
-          std::to_string(row.Blocks),
-          std::to_string(row.Channels),
-          std::to_string(row.Comments),
-          titles,
-          findings};
+  const std::string findings =
+      row.Failure.empty() ? Joined(row.Findings, ", ") : "failed: " + OneLine(row.Failure);
+  std::vector<std::string> cells = {OneLine(row.Path),
+                                    isOpen ? row.Format : "-",
+                                    isOpen ? start : "",
+                                    isOpen ? DurationText(row.Seconds) : "",
+                                    rates,
+                                    count(row.Blocks),
+                                    count(row.Channels)};
+  if (!isNarrow) {
+    cells.push_back(count(row.Comments));
+    cells.push_back(OneLine(Joined(row.Titles, ", ")));
+  }
+  cells.push_back(findings);
+  return cells;
 }
 
 void PrintTable(const std::vector<RecordingRow>& rows, const Appearance& look) {
   if (rows.empty()) return;
-  Table table({{"File", false, 3, true},
-               {"Format"},
-               {"Start"},
-               {"Length", true},
-               {"Rates [Hz]", false, 2},
-               {"Blocks", true},
-               {"Channels", true},
-               {"Comments", true},
-               {"Titles", false, 1},
-               {"Findings", false, 2}});
+  // What there is no room for, --csv has.
+  constexpr std::size_t narrow = 140;
+  const bool isNarrow = TerminalWidth() > 0 && TerminalWidth() < narrow;
+  std::vector<Table::Column> columns = {
+      {"File", false, 3, 24, true}, {"Format"},       {"Start"},          {"Length", true},
+      {"Rates [Hz]", false, 2},     {"Blocks", true}, {"Channels", true}, {"Findings", false, 2}};
+  if (!isNarrow) {
+    columns.insert(columns.end() - 1, {"Comments", true});
+    columns.insert(columns.end() - 1, {"Titles", false, 1, 16});
+  }
+  Table table(std::move(columns));
   for (const RecordingRow& row : rows) {
     const Color color = !row.Failure.empty() ? Color::Red
                         : row.Warnings > 0   ? Color::Yellow
                                              : Color::None;
-    table.Add(CellsOf(row), color);
+    table.Add(CellsOf(row, isNarrow), color);
   }
   table.Write(0, TerminalWidth(), &look);
 }

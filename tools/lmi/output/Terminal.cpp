@@ -18,7 +18,6 @@ namespace lmi {
 namespace {
 
 constexpr std::size_t BetweenColumns = 2;
-constexpr std::size_t NarrowestColumn = 8;
 
 bool ShowsColors(const Appearance& appearance, std::FILE* file) {
   if (appearance.Color != "auto") return appearance.Color == "always";
@@ -127,7 +126,7 @@ std::vector<std::size_t> Table::Widths(std::size_t indent, std::size_t terminalW
     for (std::size_t c = columns_.size(); c-- > 0 && total > terminalWidth;) {
       if (columns_[c].Shrinks != turn) continue;
       const std::size_t least =
-          std::min(widths[c], std::max(NarrowestColumn, Width(columns_[c].Head)));
+          std::min(widths[c], std::max(columns_[c].Least, Width(columns_[c].Head)));
       const std::size_t less = std::min(widths[c] - least, total - terminalWidth);
       widths[c] -= less;
       total -= less;

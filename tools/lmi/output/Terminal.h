@@ -50,6 +50,7 @@ class Table {
     std::string Head;
     bool Right = false;
     int Shrinks = 0;         // where the terminal is narrow: those of 1 first; 0: never
+    std::size_t Least = 8;   // columns that it keeps then
     bool CutsStart = false;  // its end says more than its start, as that of a path
   };
   explicit Table(std::vector<Column> columns) : columns_(std::move(columns)) {}
