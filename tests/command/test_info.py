@@ -75,7 +75,9 @@ def test_ends_as_it_should_where_nothing_can_be_said(samples):
 
 
 def test_formats_are_told_whole():
-    formats = json.loads(run("formats", "--json"))
+    told = json.loads(run("formats", "--json"))
+    formats = told["Read"]
+    assert {f["Id"] for f in told["Written"]} == {"csv", "tsv", "npy", "npz", "mat", "wav", "edf", "hdf5"}
     windaq = next(f for f in formats if f["Id"] == "windaq")
     assert windaq["Endings"] == "*.wdq;*.wdh;*.whc" and "packed" in windaq["Limits"].lower()
     assert all(f["Published"] and f["Written"] and f["Versions"] for f in formats)

@@ -89,7 +89,15 @@ void PrintJson() {
                        {"Published", format.Published},
                        {"Written", format.Written}});
   }
-  Print("{}\n", formats.dump(2));
+  auto written = ordered_json::array();
+  for (const ExportFormat& format : ExportFormats())
+    written.push_back({{"Id", format.Id},
+                       {"Name", format.Name},
+                       {"Endings", format.Endings},
+                       {"Contents", ContentsText(format.Contents)},
+                       {"InThisBuild", format.Write != nullptr}});
+  const ordered_json all = {{"Read", std::move(formats)}, {"Written", std::move(written)}};
+  Print("{}\n", all.dump(2));
 }
 
 void PrintWritten() {

@@ -70,22 +70,38 @@ class StateReader {
             settings.CodePage == 0 ? LanguageOfTexts() : std::to_string(settings.CodePage))),
         raw_(fmt::format(" {} {}", settings.Channels, settings.Rate)) {}
 
-  FileState StateOf(const NamedFile& file, const std::string& path) const {
+  FileState StateOf(const NamedFile& file, const std::string& path) {
     FileState state;
     state.Fingerprint = how_;
     // A named file that nothing describes is raw data, of the channels and rate that are told.
     if (!file.InFolder) state.Fingerprint += raw_;
     if (!Stat(path, state)) return state;
     const std::string base = path.substr(0, path.size() - std::min<std::size_t>(path.size(), 4));
+    LookInto(fs::path(path).parent_path());
     for (const std::string& ending : endings_) {
       FileState sidecar;
-      if (Stat(base + ending, sidecar))
+      const std::string name = base + ending;
+      if (names_.contains(name.substr(name.rfind('/') + 1)) && Stat(name, sidecar))
         state.Fingerprint += fmt::format(" {} {} {}", ending, sidecar.Size, sidecar.ModifiedNs);
     }
     return state;
   }
 
  private:
+  // What is in the folder at hand: most files have no sidecar, and asking for each costs more than
+  // going through the folder once.
+  void LookInto(const fs::path& folder) {
+    if (folder == folder_) return;
+    folder_ = folder;
+    names_.clear();
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error))
+      names_.insert(entry->path().filename().string());
+  }
+
+  fs::path folder_;
+  std::unordered_set<std::string> names_;
   const std::vector<std::string> endings_;
   const std::string how_;
   const std::string raw_;
@@ -226,7 +242,7 @@ CatalogueCounts MakeCatalogue(const std::vector<NamedFile>& files,
                               Index* index, ProgressLine& progress,
                               const std::function<void(RecordingRow&&)>& take) {
   CatalogueCounts counts;
-  const StateReader states(settings);
+  StateReader states(settings);
   PathFinder paths;
   std::unordered_map<std::string, Index::Entry> known;
   if (index != nullptr) known = index->Load();
