@@ -51,6 +51,31 @@ const std::vector<const Comment*>& ExportTask::CommentsOf(const Part& part) {
   return comments_[static_cast<std::size_t>(&part - parts_.data())];
 }
 
+ChannelColumns ExportTask::ChannelsOf(const Part& part) const {
+  ChannelColumns columns;
+  for (const std::size_t c : part.Channels) {
+    const Channel& channel = BlockOf(part).Channels[c];
+    columns.Titles.push_back(channel.Title);
+    columns.Units.push_back(channel.Unit);
+    columns.Factors.push_back(channel.Factor);
+    columns.Offsets.push_back(channel.Offset);
+  }
+  return columns;
+}
+
+CommentColumns ExportTask::Comments() {
+  CommentColumns columns;
+  for (const Part& part : parts_) {
+    for (const Comment* comment : CommentsOf(part)) {
+      columns.Times.push_back(comment->Time);
+      columns.Durations.push_back(comment->Duration);
+      columns.Blocks.push_back(static_cast<std::int32_t>(part.Block + 1));
+      columns.Texts.push_back(comment->Text);
+    }
+  }
+  return columns;
+}
+
 const NewFile& ExportTask::FileAt(const fs::path& place) {
   CheckOutput(recording_, place);
   files_.push_back(std::make_unique<NewFile>(place));

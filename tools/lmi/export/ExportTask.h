@@ -36,6 +36,19 @@ class ExportPlaces {
   std::set<std::string> taken_;
 };
 
+/// What describes the channels of a part, an element each.
+struct ChannelColumns {
+  std::vector<std::string> Titles, Units;
+  std::vector<double> Factors, Offsets;
+};
+
+/// The comments of all parts, an element each; blocks count from 1.
+struct CommentColumns {
+  std::vector<double> Times, Durations;
+  std::vector<std::int32_t> Blocks;
+  std::vector<std::string> Texts;
+};
+
 class ExportTask {
  public:
   ExportTask(const lmimport::Recording& recording, std::vector<Part> parts,
@@ -52,6 +65,9 @@ class ExportTask {
 
   /// Those that go with the part, one of Parts(), by time.
   const std::vector<const lmimport::Comment*>& CommentsOf(const Part& part);
+
+  ChannelColumns ChannelsOf(const Part& part) const;
+  CommentColumns Comments();
 
   /// The file of the recording; for the second and later ones of a format that holds one block,
   /// that of this part's block.

@@ -279,26 +279,18 @@ void Hdf5File::WriteBlock(const Part& part) {
 }
 
 void Hdf5File::WriteComments() {
-  std::vector<double> times;
-  std::vector<double> durations;
-  std::vector<std::int32_t> blocks;
-  std::vector<std::string> valid;
-  for (const Part& part : task_.Parts()) {
-    for (const Comment* comment : task_.CommentsOf(part)) {
-      times.push_back(comment->Time);
-      durations.push_back(comment->Duration);
-      blocks.push_back(static_cast<std::int32_t>(part.Block + 1));
-      valid.push_back(ValidUtf8(comment->Text));
-    }
-  }
+  CommentColumns comments = task_.Comments();
   std::vector<const char*> texts;
-  for (const std::string& text : valid) texts.push_back(text.c_str());
+  for (std::string& text : comments.Texts) {
+    text = ValidUtf8(text);
+    texts.push_back(text.c_str());
+  }
   const Handle group = MakeGroup("comments");
-  WriteColumn(group, "time", H5T_IEEE_F64LE, times, -1);
+  WriteColumn(group, "time", H5T_IEEE_F64LE, comments.Times, -1);
   const Handle time = Own(H5Dopen2(group, "time", H5P_DEFAULT), H5Dclose);
   SetText(time, "units", "s");
-  WriteColumn(group, "duration", H5T_IEEE_F64LE, durations, time);
-  WriteColumn(group, "block", H5T_STD_I32LE, blocks, time);
+  WriteColumn(group, "duration", H5T_IEEE_F64LE, comments.Durations, time);
+  WriteColumn(group, "block", H5T_STD_I32LE, comments.Blocks, time);
   WriteColumn(group, "text", TextType(), texts, time);
 }
 

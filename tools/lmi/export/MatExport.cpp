@@ -159,23 +159,12 @@ void MatFile::AddRecording() {
 }
 
 void MatFile::AddComments() {
-  std::vector<double> times;
-  std::vector<double> durations;
-  std::vector<double> blocks;
-  std::vector<std::string> texts;
-  for (const Part& part : task_.Parts()) {
-    for (const Comment* comment : task_.CommentsOf(part)) {
-      times.push_back(comment->Time);
-      durations.push_back(comment->Duration);
-      blocks.push_back(static_cast<double>(part.Block + 1));
-      texts.push_back(comment->Text);
-    }
-  }
+  const CommentColumns comments = task_.Comments();
   Struct variable("comments");
-  variable.Add("time", Numbers(times));
-  variable.Add("duration", Numbers(durations));
-  variable.Add("block", Numbers(blocks));
-  variable.Add("text", Texts(texts));
+  variable.Add("time", Numbers(comments.Times));
+  variable.Add("duration", Numbers(comments.Durations));
+  variable.Add("block", Numbers({comments.Blocks.begin(), comments.Blocks.end()}));
+  variable.Add("text", Texts(comments.Texts));
   Write(variable);
 }
 
@@ -190,27 +179,18 @@ std::int64_t MatFile::BytesOf(const Part& part) const {
 void MatFile::AddBlock(const Part& part) {
   const Block& block = task_.BlockOf(part);
   const SampleKind kind = KindOf(task_, block);
-  std::vector<std::string> titles;
-  std::vector<std::string> units;
-  std::vector<double> factors;
-  std::vector<double> offsets;
-  for (const std::size_t c : part.Channels) {
-    titles.push_back(block.Channels[c].Title);
-    units.push_back(block.Channels[c].Unit);
-    factors.push_back(block.Channels[c].Factor);
-    offsets.push_back(block.Channels[c].Offset);
-  }
+  const ChannelColumns columns = task_.ChannelsOf(part);
   Struct variable(fmt::format("block{}", part.Block + 1));
   variable.Add("title", Text(block.Title));
   variable.Add("device", Text(block.Device));
   variable.Add("notes", Text(block.Notes));
-  variable.Add("titles", Texts(titles));
-  variable.Add("units", Texts(units));
+  variable.Add("titles", Texts(columns.Titles));
+  variable.Add("units", Texts(columns.Units));
   variable.Add("rate", Numbers({block.SamplingRate}));
   variable.Add("start", Numbers({task_.StartOf(part)}));
   if (kind == SampleKind::Word || kind == SampleKind::Long) {
-    variable.Add("factor", Numbers(factors));
-    variable.Add("offset", Numbers(offsets));
+    variable.Add("factor", Numbers(columns.Factors));
+    variable.Add("offset", Numbers(columns.Offsets));
   }
   const std::int64_t bytes = BytesOf(part);
   if (bytes + std::int64_t{static_cast<std::int64_t>(Mat_VarGetSize(variable.Get()))} + 65536 >

@@ -101,23 +101,14 @@ void Archive::AddBlock(const Part& part) {
     });
     zip_.End();
   });
-  std::vector<std::string> titles;
-  std::vector<std::string> units;
-  std::vector<double> factors;
-  std::vector<double> offsets;
-  for (const std::size_t c : part.Channels) {
-    titles.push_back(block.Channels[c].Title);
-    units.push_back(block.Channels[c].Unit);
-    factors.push_back(block.Channels[c].Factor);
-    offsets.push_back(block.Channels[c].Offset);
-  }
-  AddTexts(name + "_titles", titles, channels);
-  AddTexts(name + "_units", units, channels);
+  const ChannelColumns columns = task_.ChannelsOf(part);
+  AddTexts(name + "_titles", columns.Titles, channels);
+  AddTexts(name + "_units", columns.Units, channels);
   Add(name + "_rate", block.SamplingRate);
   Add(name + "_start", task_.StartOf(part));
   if (kind == SampleKind::Word || kind == SampleKind::Long) {
-    AddNumbers(name + "_factor", factors, channels);
-    AddNumbers(name + "_offset", offsets, channels);
+    AddNumbers(name + "_factor", columns.Factors, channels);
+    AddNumbers(name + "_offset", columns.Offsets, channels);
   }
   AddNote(name + "_title", block.Title);
   AddNote(name + "_device", block.Device);
@@ -125,23 +116,12 @@ void Archive::AddBlock(const Part& part) {
 }
 
 void Archive::AddComments() {
-  std::vector<double> times;
-  std::vector<double> durations;
-  std::vector<std::int32_t> blocks;
-  std::vector<std::string> texts;
-  for (const Part& part : task_.Parts()) {
-    for (const Comment* comment : task_.CommentsOf(part)) {
-      times.push_back(comment->Time);
-      durations.push_back(comment->Duration);
-      blocks.push_back(static_cast<std::int32_t>(part.Block + 1));
-      texts.push_back(comment->Text);
-    }
-  }
-  const NumpyShape shape = {std::ssize(times)};
-  AddNumbers("comment_times", times, shape);
-  AddNumbers("comment_durations", durations, shape);
-  AddNumbers("comment_blocks", blocks, shape);
-  AddTexts("comment_texts", texts, shape);
+  const CommentColumns comments = task_.Comments();
+  const NumpyShape shape = {std::ssize(comments.Times)};
+  AddNumbers("comment_times", comments.Times, shape);
+  AddNumbers("comment_durations", comments.Durations, shape);
+  AddNumbers("comment_blocks", comments.Blocks, shape);
+  AddTexts("comment_texts", comments.Texts, shape);
 }
 
 }  // namespace
