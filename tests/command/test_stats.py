@@ -35,6 +35,21 @@ def test_clipping_and_flat_lines(tmp_path):
     assert (one["flat_runs"], one["longest_flat"], one["longest_flat_start"]) == (2, 1.21, 8.19)
 
 
+def test_runs_go_on_where_the_work_is_cut(tmp_path):
+    """Long recordings are cut in equal stretches, one for each processor."""
+    x = np.arange(1_200_000) * 7919 % 20_001 - 10_000
+    x[599_300:600_600] = 4  # 1.3 s over the middle
+    x[:2000] = 32767        # a run from the start, of 2 s
+    x[-3:] = 32767
+    one, = stats(write_wave(tmp_path / "a.wav", x[:, None]))
+    assert (one["flat_runs"], one["longest_flat"], one["longest_flat_start"]) == (2, 2, 0)
+    assert (one["full_scale_runs"], one["full_scale_samples"]) == (2, 2003)
+    assert abs(one["mean"] - x.mean() / 32768) < 1e-12
+    flat, = stats(write_wave(tmp_path / "b.wav", np.full((1_100_000, 1), -32768)))
+    assert (flat["flat_runs"], flat["longest_flat"], flat["full_scale_runs"]) == (1, 1100, 1)
+    assert flat["full_scale_samples"] == 1_100_000
+
+
 def test_real_samples_and_blocks(tmp_path, samples):
     floats = [one for one in stats(samples / "test-44100Hz-2ch-32bit-float-le.wav")]
     assert [one["samples"] for one in floats] == [441, 441]

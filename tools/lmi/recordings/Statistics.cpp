@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <exception>
+#include <mutex>
+#include <thread>
 
 #include "recordings/Samples.h"
 
@@ -119,7 +122,8 @@ Sums SumsOf(std::span<const T> x) {
   return {static_cast<double>(low), static_cast<double>(high), mean, squares};
 }
 
-// Runs of one value, over all pieces of a channel.
+// Runs of one value, of pieces that follow each other. What is found in one stretch of a channel can
+// be joined with what is found in the next: the run at the start is kept until then.
 template <class T>
 class RunFinder {
  public:
@@ -127,8 +131,10 @@ class RunFinder {
 
   void Take(std::span<const T> x) {
     const std::int64_t size = std::ssize(x);
+    if (size == 0) return;
+    if (position_ == 0) value_ = x[0];
     std::int64_t i = 0;
-    while (i < size && length_ > 0 && At(x, i) == value_) ++i;
+    while (i < size && At(x, i) == value_) ++i;
     length_ += i;
     if (i < size) {
       End();
@@ -136,15 +142,36 @@ class RunFinder {
     }
     position_ += size;
   }
-  void End() {
-    if (length_ >= shortest_) {
-      ++Count;
-      if (length_ > Longest) {
-        Longest = length_;
-        LongestStart = start_;
-      }
+
+  void Join(const RunFinder& next) {
+    if (next.position_ == 0) return;
+    const T value = next.hasLead_ ? next.leadValue_ : next.value_;
+    const std::int64_t length = next.hasLead_ ? next.leadLength_ : next.length_;
+    if (position_ > 0 && value == value_) {
+      length_ += length;
+    } else {
+      if (position_ > 0) End();
+      value_ = value;
+      start_ = position_;
+      length_ = length;
     }
-    length_ = 0;
+    if (next.hasLead_) {
+      End();
+      Count += next.Count;
+      if (next.Longest > Longest) {
+        Longest = next.Longest;
+        LongestStart = position_ + next.LongestStart;
+      }
+      value_ = next.value_;
+      start_ = position_ + next.start_;
+      length_ = next.length_;
+    }
+    position_ += next.position_;
+  }
+
+  void Finish() {
+    End();
+    Close(0, leadLength_);
   }
 
   std::int64_t Count = 0;
@@ -153,6 +180,26 @@ class RunFinder {
 
  private:
   static T At(std::span<const T> x, std::int64_t i) { return x[static_cast<std::size_t>(i)]; }
+
+  void End() {
+    if (hasLead_) {
+      Close(start_, length_);
+    } else {
+      hasLead_ = true;
+      leadValue_ = value_;
+      leadLength_ = length_;
+    }
+    length_ = 0;
+  }
+
+  void Close(std::int64_t start, std::int64_t length) {
+    if (length < shortest_) return;
+    ++Count;
+    if (length > Longest) {
+      Longest = length;
+      LongestStart = start;
+    }
+  }
 
   // A run that is long enough has the same value at two of the places that are half its length
   // apart, so only those are looked at.
@@ -167,9 +214,7 @@ class RunFinder {
       }
       const auto [from, to] = Around(x, j, bound);
       if (to == size) break;
-      start_ = position_ + from;
-      length_ = to - from;
-      End();
+      Close(position_ + from, to - from);
       bound = j = to;
     }
     const auto [from, to] = Around(x, size - 1, bound);
@@ -189,10 +234,59 @@ class RunFinder {
   }
 
   std::int64_t shortest_;
-  std::int64_t position_ = 0;
-  T value_{};
+  std::int64_t position_ = 0;  // samples that were taken
+  T value_{};                  // of the run that goes on
   std::int64_t start_ = 0;
   std::int64_t length_ = 0;
+  bool hasLead_ = false;  // the run at the start has ended
+  T leadValue_{};
+  std::int64_t leadLength_ = 0;
+};
+
+// Runs of two samples or more at the limits of the counts, joined likewise.
+class LimitRuns {
+ public:
+  void Take(bool isAtLimit) {
+    std::int64_t& run = isAllAtLimit_ ? lead_ : tail_;
+    if (isAtLimit) {
+      ++run;
+      return;
+    }
+    if (!isAllAtLimit_) Close(tail_);
+    isAllAtLimit_ = false;
+    tail_ = 0;
+  }
+
+  void Join(const LimitRuns& next) {
+    const std::int64_t joined = (isAllAtLimit_ ? lead_ : tail_) + next.lead_;
+    (isAllAtLimit_ ? lead_ : tail_) = joined;
+    if (next.isAllAtLimit_) return;
+    if (!isAllAtLimit_) Close(joined);
+    isAllAtLimit_ = false;
+    tail_ = next.tail_;
+    Count += next.Count;
+    Samples += next.Samples;
+  }
+
+  void Finish() {
+    Close(lead_);
+    Close(tail_);
+    lead_ = tail_ = 0;
+  }
+
+  std::int64_t Count = 0;
+  std::int64_t Samples = 0;
+
+ private:
+  void Close(std::int64_t length) {
+    if (length < 2) return;
+    ++Count;
+    Samples += length;
+  }
+
+  bool isAllAtLimit_ = true;  // so far
+  std::int64_t lead_ = 0;     // samples of the run at the start
+  std::int64_t tail_ = 0;     // of the one that goes on, where that is another
 };
 
 // One channel of a part, piece by piece, in counts or values.
@@ -227,7 +321,7 @@ class Meter {
     if (std::integral<T> && (sums.Smallest <= smallestCount_ || sums.Largest >= largestCount_))
       TakeFullScale(samples);
     else
-      atLimit_ = 0;
+      limits_.Take(false);
     piece.Smallest = sums.Smallest;
     piece.Largest = sums.Largest;
     piece.Mean = sums.Mean;
@@ -235,9 +329,19 @@ class Meter {
     all_.Add(piece);
   }
 
+  /// With the stretch that follows.
+  void Join(const Meter& next) {
+    all_.Add(next.all_);
+    flat_.Join(next.flat_);
+    limits_.Join(next.limits_);
+  }
+
   Statistics Result() {
-    flat_.End();
+    flat_.Finish();
+    limits_.Finish();
     Statistics result = all_;
+    result.FullScaleRuns = limits_.Count;
+    result.FullScaleSamples = limits_.Samples;
     if (std::integral<T>) {
       const double factor = channel_.Factor;
       const double one = all_.Smallest * factor + channel_.Offset;
@@ -266,13 +370,7 @@ class Meter {
   void TakeFullScale(std::span<const T> samples) {
     for (const T sample : samples) {
       const auto count = static_cast<double>(sample);
-      const bool isAt = count <= smallestCount_ || count >= largestCount_;
-      atLimit_ = isAt ? atLimit_ + 1 : 0;
-      if (atLimit_ == 2) {
-        ++all_.FullScaleRuns;
-        ++all_.FullScaleSamples;
-      }
-      all_.FullScaleSamples += atLimit_ >= 2 ? 1 : 0;
+      limits_.Take(count <= smallestCount_ || count >= largestCount_);
     }
   }
 
@@ -283,43 +381,103 @@ class Meter {
   RunFinder<T> flat_;
   double smallestCount_;
   double largestCount_;
-  std::int64_t atLimit_ = 0;  // samples in a row, the last of them the last that was seen
+  LimitRuns limits_;
   std::vector<T> numbers_;
 };
 
+// The channels of a stretch of the part, piece by piece.
+template <class T>
+class Stretch {
+ public:
+  Stretch(const Recording& recording, const Part& whole, std::int64_t first, std::int64_t end)
+      : recording_(recording), part_(whole) {
+    const Block& block = recording.Blocks()[whole.Block];
+    for (const std::size_t channel : whole.Channels)
+      meters_.emplace_back(block, block.Channels[channel], whole);
+    part_.First = first;
+    part_.End = end;
+  }
+
+  void Measure(const std::function<bool(std::int64_t)>& progress) {
+    constexpr std::size_t columnSamples = 1 << 13;
+    const std::size_t channels = meters_.size();
+    std::vector<T> column(columnSamples);
+    FrameReader<T> reader(recording_, part_);
+    for (;;) {
+      const std::int64_t first = reader.Position();
+      const std::span<const T> frames = reader.Next();
+      if (frames.empty()) return;
+      const std::size_t count = frames.size() / channels;
+      for (std::size_t start = 0; start < count; start += columnSamples) {
+        const std::size_t size = std::min(columnSamples, count - start);
+        for (std::size_t c = 0; c < channels; ++c) {
+          const T* source = frames.data() + start * channels + c;
+          if (channels == 1) {
+            meters_[c].Take({source, size});
+            continue;
+          }
+          for (std::size_t i = 0; i < size; ++i) column[i] = source[i * channels];
+          meters_[c].Take({column.data(), size});
+        }
+      }
+      if (!progress(reader.Position() - first)) return;
+    }
+  }
+
+  void Join(const Stretch& next) {
+    for (std::size_t c = 0; c < meters_.size(); ++c) meters_[c].Join(next.meters_[c]);
+  }
+
+  std::vector<Statistics> Results() {
+    std::vector<Statistics> results;
+    for (Meter<T>& meter : meters_) results.push_back(meter.Result());
+    return results;
+  }
+
+ private:
+  const Recording& recording_;
+  Part part_;
+  std::vector<Meter<T>> meters_;
+};
+
+// Long parts are cut, so that all processors have a stretch.
 template <class T>
 std::vector<Statistics> MeasureAs(const Recording& recording, const Part& part,
                                   const std::function<bool(std::int64_t)>& progress) {
-  const Block& block = recording.Blocks()[part.Block];
-  const std::size_t channels = part.Channels.size();
-  std::vector<Meter<T>> meters;
-  for (const std::size_t channel : part.Channels)
-    meters.emplace_back(block, block.Channels[channel], part);
-  FrameReader<T> reader(recording, part);
-  constexpr std::size_t columnSamples = 1 << 13;
-  std::vector<T> column(columnSamples);
-  for (;;) {
-    const std::int64_t first = reader.Position();
-    const std::span<const T> frames = reader.Next();
-    if (frames.empty()) break;
-    const std::size_t count = frames.size() / channels;
-    for (std::size_t start = 0; start < count; start += columnSamples) {
-      const std::size_t size = std::min(columnSamples, count - start);
-      for (std::size_t c = 0; c < channels; ++c) {
-        const T* source = frames.data() + start * channels + c;
-        if (channels == 1) {
-          meters[c].Take({source, size});
-          continue;
-        }
-        for (std::size_t i = 0; i < size; ++i) column[i] = source[i * channels];
-        meters[c].Take({column.data(), size});
-      }
-    }
-    if (!progress(reader.Position() - first)) break;
+  constexpr std::int64_t worthCutting = 1 << 20;  // samples
+  const bool isLong = part.Frames() * std::ssize(part.Channels) >= worthCutting;
+  const std::int64_t count = isLong ? std::max(1U, std::thread::hardware_concurrency()) : 1;
+  std::vector<Stretch<T>> stretches;
+  for (std::int64_t i = 0; i < count; ++i) {
+    const auto edge = [&](std::int64_t n) { return part.First + part.Frames() / count * n; };
+    stretches.emplace_back(recording, part, edge(i), i + 1 < count ? edge(i + 1) : part.End);
   }
-  std::vector<Statistics> results;
-  for (Meter<T>& meter : meters) results.push_back(meter.Result());
-  return results;
+  std::mutex guard;
+  std::exception_ptr fault;
+  bool goesOn = true;
+  const auto guarded = [&](std::int64_t frames) {
+    const std::scoped_lock lock(guard);
+    goesOn = goesOn && progress(frames);
+    return goesOn;
+  };
+  const auto work = [&](Stretch<T>& stretch) {
+    try {
+      stretch.Measure(guarded);
+    } catch (...) {
+      const std::scoped_lock lock(guard);
+      fault = std::current_exception();
+      goesOn = false;
+    }
+  };
+  {
+    std::vector<std::jthread> helpers;
+    for (std::size_t i = 1; i < stretches.size(); ++i)
+      helpers.emplace_back(work, std::ref(stretches[i]));
+    work(stretches[0]);
+  }
+  if (fault) std::rethrow_exception(fault);
+  for (std::size_t i = 1; i < stretches.size(); ++i) stretches[0].Join(stretches[i]);
+  return stretches[0].Results();
 }
 
 }  // namespace
