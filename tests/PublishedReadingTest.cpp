@@ -418,7 +418,7 @@ TEST_F(PublishedReading, RefusesWhatIsKnownAndHoldsWhatIsClaimed) {
   SetReading(Reading::Published);
   EXPECT_FALSE(Open("a.dat", "PK\x03\x04" + std::string(200, 'x')));
   EXPECT_EQ(Error(), Unsupported);
-  EXPECT_EQ(FindingCodes(), (Codes{"not-of-format", "format-not-read"}));
+  EXPECT_EQ(FindingCodes(), (Codes{"no-recording", "format-not-read"}));
   EXPECT_TRUE(Open("noise.dat", std::string(200, '\1')));
   // A claim is held to what is there.
   folder_.Write("c.rvp", Patched(Rvp(), 608, Bytes().Int32(50)));

@@ -27,6 +27,7 @@ struct ReadOptions {
   std::string Decimal = ".";
   std::string Format = "csv";  // or "raw"
   std::string Output;          // file; empty: standard output
+  bool Quiet = false;
 };
 
 // Frames of all parts, little-endian, one after the other.
@@ -104,11 +105,11 @@ void WriteWhere(const Recording& recording, const ReadOptions& options, Progress
 }
 
 int Read(const ReadOptions& options) {
-  ProgressLine line(OneLine(options.File));
+  ProgressLine line(OneLine(options.File), options.Quiet);
   Opened opened = OpenOrExplain(options.Open, {options.File}, line.Handler());
   if (opened && (options.Style.Times != "none" || options.Style.Comments))  // gaps are seen then
     opened.Try([](const Recording& recording) { recording.Comments(); });
-  PrintWarnings(options.File, opened);
+  if (!options.Quiet) PrintWarnings(options.File, opened);
   if (opened && opened.Failure.empty())
     opened.Try([&](const Recording& recording) { WriteWhere(recording, options, line); });
   if (opened.Failure.empty()) return 0;
@@ -180,6 +181,7 @@ Command AddRead(CLI::App& app) {
   read->add_option("FILE", options->File, "recording")->required();
   AddSelection(*read, options->Selection);
   AddFormat(*read, *options);
+  read->add_flag("-q,--quiet", options->Quiet, "no warnings, no progress");
   AddOpenSettings(*read, options->Open);
   read->footer(
       "Examples:\n"

@@ -430,6 +430,7 @@ class Stretch {
 
   std::vector<Statistics> Results() {
     std::vector<Statistics> results;
+    results.reserve(meters_.size());
     for (Meter<T>& meter : meters_) results.push_back(meter.Result());
     return results;
   }
