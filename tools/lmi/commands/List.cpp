@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <limits>
 #include <map>
 
 #include "Commands.h"
@@ -20,6 +21,8 @@ namespace lmi {
 namespace {
 
 using namespace lmimport;
+
+constexpr double Infinity = std::numeric_limits<double>::infinity();
 using nlohmann::ordered_json;
 
 struct ListOptions {
@@ -69,7 +72,7 @@ std::optional<std::pair<double, double>> RangeIn(std::string_view text) {
         part.empty() || (parsed.ec == std::errc() && parsed.ptr == part.data() + part.size());
     return good ? number : NAN;
   };
-  const std::pair range(end(text.substr(0, dots), -INFINITY), end(text.substr(dots + 2), INFINITY));
+  const std::pair range(end(text.substr(0, dots), -Infinity), end(text.substr(dots + 2), Infinity));
   return std::isnan(range.first) || std::isnan(range.second) ? std::nullopt : std::optional(range);
 }
 
@@ -137,7 +140,7 @@ bool IsBefore(const RowValue& one, const RowValue& other) {
     return 0.0;
   };
   // NaN, which is in no order, comes last among numbers.
-  const auto inOrder = [](double number) { return std::isnan(number) ? INFINITY : number; };
+  const auto inOrder = [](double number) { return std::isnan(number) ? Infinity : number; };
   const double number = inOrder(numberOf(one));
   const double otherNumber = inOrder(numberOf(other));
   return number != otherNumber ? number < otherNumber : texts < others;

@@ -84,7 +84,7 @@ std::size_t Width(std::string_view utf8) {
 }
 
 std::string Shortened(std::string_view utf8, std::size_t width) {
-  const std::string line = OneLine(utf8);
+  std::string line = OneLine(utf8);
   if (Width(line) <= width) return line;
   const lmimport::String text = lmimport::FromUtf8(line);
   std::size_t end = 0;
@@ -98,7 +98,7 @@ std::string Shortened(std::string_view utf8, std::size_t width) {
 }
 
 std::string EndOf(std::string_view utf8, std::size_t width) {
-  const std::string line = OneLine(utf8);
+  std::string line = OneLine(utf8);
   if (Width(line) <= width) return line;
   const lmimport::String text = lmimport::FromUtf8(line);
   std::size_t start = 0;

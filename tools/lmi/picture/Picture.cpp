@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cmath>
 #include <exception>
+#include <limits>
 #include <map>
 #include <mutex>
 #include <stdexcept>
@@ -18,6 +19,8 @@ namespace lmi {
 namespace {
 
 using namespace lmimport;
+
+constexpr double Infinity = std::numeric_limits<double>::infinity();
 
 // A curve that is still to be read, of samples from First on.
 struct Plan {
@@ -201,8 +204,8 @@ Picture MakePicture(const Recording& recording, const Recording* second,
   AddPlans(recording, false, options, lanes, plans);
   if (second != nullptr) AddPlans(*second, true, options, lanes, plans);
   if (plans.empty()) throw std::runtime_error("there is no sample to draw");
-  picture.From = INFINITY;
-  picture.To = -INFINITY;
+  picture.From = Infinity;
+  picture.To = -Infinity;
   for (const Plan& plan : plans) {
     picture.From = std::min(picture.From, plan.Result.Start);
     picture.To = std::max(picture.To, plan.Result.End);

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cmath>
 #include <cwctype>
+#include <limits>
 #include <optional>
 #include <set>
 
@@ -19,6 +20,8 @@ namespace lmi {
 namespace {
 
 using namespace lmimport;
+
+constexpr double Infinity = std::numeric_limits<double>::infinity();
 
 constexpr double SecondsOfDay = 86400;
 constexpr std::size_t ListedTitles = 40;
@@ -221,7 +224,7 @@ Stretch StretchOf(const Recording& recording, const SelectionOptions& options) {
           fmt::format("\"{}\" is no duration: seconds, m:ss or h:mm:ss", options.Duration));
     stretch.To = stretch.From.value_or(0) + *duration;
   }
-  if (stretch.To && *stretch.To <= stretch.From.value_or(-INFINITY))
+  if (stretch.To && *stretch.To <= stretch.From.value_or(-Infinity))
     throw std::invalid_argument("the stretch ends before it begins");
   return stretch;
 }
@@ -243,8 +246,8 @@ std::vector<std::vector<const Comment*>> CommentsOf(const Recording& recording,
   const auto endOf = [&](const Part& part) {
     return TimeAt(recording.Blocks()[part.Block], part.End);
   };
-  double from = INFINITY;
-  double to = -INFINITY;
+  double from = Infinity;
+  double to = -Infinity;
   bool isWhole = true;
   for (const Part& part : parts) {
     from = std::min(from, startOf(part));
@@ -350,9 +353,10 @@ std::vector<Part> Select(const Recording& recording, const SelectionOptions& opt
   }
   const auto unknown = std::ranges::find(isKnown, false);
   if (unknown != isKnown.end())
-    throw std::invalid_argument(fmt::format("there is no channel \"{}\"; there are {}",
-                                            options.Channels[unknown - isKnown.begin()],
-                                            ListOfChannels(recording)));
+    throw std::invalid_argument(
+        fmt::format("there is no channel \"{}\"; there are {}",
+                    options.Channels[static_cast<std::size_t>(unknown - isKnown.begin())],
+                    ListOfChannels(recording)));
   return parts;
 }
 

@@ -448,11 +448,15 @@ std::vector<Statistics> MeasureAs(const Recording& recording, const Part& part,
   constexpr std::int64_t worthCutting = 1 << 20;  // samples
   const bool isLong = part.Frames() * std::ssize(part.Channels) >= worthCutting;
   const std::int64_t count = isLong ? std::max(1U, std::thread::hardware_concurrency()) : 1;
-  std::vector<Stretch<T>> stretches;
-  for (std::int64_t i = 0; i < count; ++i) {
-    const auto edge = [&](std::int64_t n) { return part.First + part.Frames() / count * n; };
-    stretches.emplace_back(recording, part, edge(i), i + 1 < count ? edge(i + 1) : part.End);
-  }
+  const auto stretch = [&](std::int64_t i) {
+    const std::int64_t frames = part.Frames() / count;
+    const std::int64_t end = i + 1 < count ? part.First + frames * (i + 1) : part.End;
+    return Stretch<T>(recording, part, part.First + frames * i, end);
+  };
+  Stretch<T> first = stretch(0);
+  std::vector<Stretch<T>> others;
+  others.reserve(static_cast<std::size_t>(count - 1));
+  for (std::int64_t i = 1; i < count; ++i) others.push_back(stretch(i));
   std::mutex guard;
   std::exception_ptr fault;
   bool goesOn = true;
@@ -461,9 +465,9 @@ std::vector<Statistics> MeasureAs(const Recording& recording, const Part& part,
     goesOn = goesOn && progress(frames);
     return goesOn;
   };
-  const auto work = [&](Stretch<T>& stretch) {
+  const auto work = [&](Stretch<T>& own) {
     try {
-      stretch.Measure(guarded);
+      own.Measure(guarded);
     } catch (...) {
       const std::scoped_lock lock(guard);
       fault = std::current_exception();
@@ -472,13 +476,13 @@ std::vector<Statistics> MeasureAs(const Recording& recording, const Part& part,
   };
   {
     std::vector<std::jthread> helpers;
-    for (std::size_t i = 1; i < stretches.size(); ++i)
-      helpers.emplace_back(work, std::ref(stretches[i]));
-    work(stretches[0]);
+    helpers.reserve(others.size());
+    for (Stretch<T>& other : others) helpers.emplace_back(work, std::ref(other));
+    work(first);
   }
   if (fault) std::rethrow_exception(fault);
-  for (std::size_t i = 1; i < stretches.size(); ++i) stretches[0].Join(stretches[i]);
-  return stretches[0].Results();
+  for (const Stretch<T>& other : others) first.Join(other);
+  return first.Results();
 }
 
 }  // namespace
