@@ -48,6 +48,7 @@ class Frames {
   /// `first` of the request, from 0.
   template <class Take>
   void ReadInPieces(Take take) const {
+    if (count_ == 0) return;
     if (!block_.Lanes.Starts.empty()) return ReadLanesInPieces(take);
     const std::size_t pieceFrames =
         std::min(count_, std::max<std::size_t>(1, PieceBytes / (channels_ * sizeof(Stored))));
