@@ -140,7 +140,10 @@ bool IsBefore(const RowValue& one, const RowValue& other) {
     return 0.0;
   };
   // NaN, which is in no order, comes last among numbers.
-  const auto inOrder = [](double number) { return std::isnan(number) ? Infinity : number; };
+  const auto inOrder = [](double number) {
+    if (std::isnan(number)) return Infinity;
+    return number;
+  };
   const double number = inOrder(numberOf(one));
   const double otherNumber = inOrder(numberOf(other));
   return number != otherNumber ? number < otherNumber : texts < others;
