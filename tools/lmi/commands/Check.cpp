@@ -9,8 +9,8 @@
 #include "output/ProgressLine.h"
 #include "output/Terminal.h"
 #include "output/Text.h"
+#include "recordings/EachRecording.h"
 #include "recordings/OpenSettings.h"
-#include "recordings/Tally.h"
 
 namespace lmi {
 namespace {
@@ -57,21 +57,14 @@ int Check(const CheckOptions& options) {
   const std::vector<NamedFile> files = FindFiles(options.Files);
   Tally tally;
   if (options.Json) Print("[");
-  for (const NamedFile& file : files) {
-    ProgressLine line(OneLine(file.Name), options.Look.Quiet);
-    Opened opened = OpenOrExplain(options.Open, file, line.Handler());
-    if (IsInterrupted()) break;
-    if (IsPassedOver(file, opened)) {
-      ++tally.PassedOver;
-      continue;
-    }
+  const auto check = [&](const NamedFile& file, Opened& opened, ProgressLine&) {
     if (opened) opened.Try(ReadAll);
     if (options.Json)
       PrintJson(file.Name, opened, tally.Files == 0);
     else
       PrintLines(file.Name, opened, options.Look);
-    tally.Count(opened);
-  }
+  };
+  ForEachRecording(files, options.Open, options.Look, tally, check);
   if (options.Json) Print("]\n");
   Flush();
   if (options.Files.NameSeveral()) tally.Print(options.Look);

@@ -9,8 +9,8 @@
 #include "export/ExportFormats.h"
 #include "output/Interrupt.h"
 #include "output/Text.h"
+#include "recordings/EachRecording.h"
 #include "recordings/OpenSettings.h"
-#include "recordings/Tally.h"
 
 namespace lmi {
 namespace {
@@ -108,14 +108,7 @@ int Export(const ExportSettings& settings) {
   ExportPlaces places;
   for (const NamedFile& file : files) places.Reserve(file.Name);
   Tally tally;
-  for (const NamedFile& file : files) {
-    ProgressLine line(OneLine(file.Name), settings.Look.Quiet);
-    Opened opened = OpenOrExplain(settings.Open, file, line.Handler());
-    if (IsInterrupted()) break;
-    if (IsPassedOver(file, opened)) {
-      ++tally.PassedOver;
-      continue;
-    }
+  const auto work = [&](const NamedFile& file, Opened& opened, ProgressLine& line) {
     try {
       // Gaps are seen with the comments.
       if (opened) opened.Try([](const Recording& recording) { recording.Comments(); });
@@ -125,14 +118,14 @@ int Export(const ExportSettings& settings) {
           ExportOne(recording, settings, file, places, line);
         });
     } catch (const ExportInterrupted&) {
-      break;
+      return;
     } catch (const OutputFailed& failure) {
       // Of this place; the others may be good.
       opened.Failure = fmt::format("\"{}\": {}", failure.Name, failure.Reason);
     }
     if (!opened.Failure.empty()) PrintFailureOf(file, opened);
-    tally.Count(opened);
-  }
+  };
+  ForEachRecording(files, settings.Open, settings.Look, tally, work);
   if (settings.Files.NameSeveral()) tally.Print(settings.Look);
   return tally.Failed > 0 ? 1 : 0;
 }

@@ -11,9 +11,9 @@
 #include "output/ProgressLine.h"
 #include "output/Terminal.h"
 #include "output/Text.h"
+#include "recordings/EachRecording.h"
 #include "recordings/OpenSettings.h"
 #include "recordings/RecordingJson.h"
-#include "recordings/Tally.h"
 
 namespace lmi {
 namespace {
@@ -210,24 +210,17 @@ int Info(const InfoOptions& options) {
   Tally tally;
   bool isFirst = true;
   if (options.Json) Print("[\n");
-  for (const NamedFile& file : files) {
-    ProgressLine line(OneLine(file.Name), options.Look.Quiet);
-    Opened opened = OpenOrExplain(options.Open, file, line.Handler());
-    if (IsInterrupted()) break;
-    if (IsPassedOver(file, opened)) {
-      ++tally.PassedOver;
-      continue;
-    }
+  const auto show = [&](const NamedFile& file, Opened& opened, ProgressLine& line) {
     const bool isShown = options.Json || opened;
     if (!isFirst && isShown) Print("{}", options.Json ? ",\n" : "\n");
     isFirst = isFirst && !isShown;
     options.Json ? InfoAsJson(options, file, opened, line)
                  : InfoAsTable(options, file, opened, line);
-    tally.Count(opened);
-    if (opened.Failure.empty()) continue;
+    if (opened.Failure.empty()) return;
     Flush();
     PrintFailureOf(file, opened);
-  }
+  };
+  ForEachRecording(files, options.Open, options.Look, tally, show);
   if (options.Json) Print("\n]\n");
   Flush();
   if (options.Files.NameSeveral()) tally.Print(options.Look);

@@ -11,9 +11,9 @@
 #include "output/ProgressLine.h"
 #include "output/Terminal.h"
 #include "output/Text.h"
+#include "recordings/EachRecording.h"
 #include "recordings/OpenSettings.h"
 #include "recordings/Statistics.h"
-#include "recordings/Tally.h"
 
 namespace lmi {
 namespace {
@@ -164,36 +164,29 @@ void PrintCsv(const nlohmann::ordered_json& row, bool isFirst) {
 int Stats(const StatsOptions& options) {
   Tally tally;
   bool isFirst = true;
-  for (const NamedFile& file : FindFiles(options.Files)) {
-    ProgressLine line(OneLine(file.Name), options.Look.Quiet);
-    Opened opened = OpenOrExplain(options.Open, file, line.Handler());
-    if (IsPassedOver(file, opened)) {
-      ++tally.PassedOver;
-      continue;
-    }
+  const auto measure = [&](const NamedFile& file, Opened& opened, ProgressLine& line) {
     std::vector<ChannelStatistics> all;
     if (opened)
       opened.Try([&](const Recording& recording) { all = MeasureAll(recording, options, line); });
-    if (IsInterrupted()) break;
-    tally.Count(opened);
+    if (IsInterrupted()) return;
     if (!opened.Failure.empty()) {
       Flush();
-      PrintFailureOf(file, opened);
-      continue;
+      return PrintFailureOf(file, opened);
     }
     if (!options.Look.Quiet) PrintWarnings(file.Name, opened);
     if (!options.Csv && !options.JsonLines) {
       if (!isFirst) Print("\n");
       PrintTable(*opened.Recording, all, options);
       isFirst = false;
-      continue;
+      return;
     }
     for (const ChannelStatistics& one : all) {
       const auto row = ToJson(file.Name, one, options.ByBlock);
       options.Csv ? PrintCsv(row, isFirst) : Print("{}\n", JsonText(row));
       isFirst = false;
     }
-  }
+  };
+  ForEachRecording(FindFiles(options.Files), options.Open, options.Look, tally, measure);
   Flush();
   if (options.Files.NameSeveral()) tally.Print(options.Look);
   return tally.Failed > 0 ? 1 : 0;
